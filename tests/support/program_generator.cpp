@@ -16,18 +16,19 @@ using enum OperandKind;
 using enum TypeCode;
 
 constexpr std::array kMacroTypes = {kString, kDate, kInt, kLong, kAmount, kBool};
-constexpr std::array kTexts = {"",          "ABC",        "AB;CD",       "x",      "05.03.81",
-                               "1.234,56",  "-12,50",     "0,005",       "12",     "   7",
-                               "HIRMS:3:2", "a\nbb\nccc", "one\r\ntwo\r", "  ",     "100,",
-                               "st\xDF\xE4", "?+?:?'",     "20260131",    "abcABC", "'"};
-constexpr std::array kAmounts = {"",      "0,00",     "12,34",   "-5,5", "1234567890123456789,99",
-                                 "7,",    "1.000,50", "0,00001", ",",    "-0,01",
-                                 "99,995", "12x",     "3"};
-constexpr std::array kAmountFormats = {"v,n", "v", "n", "v.n", "vn", "v,nx", "-v", "", "v v", "n,v"};
+constexpr std::array kTexts = {"",           "ABC",        "AB;CD",        "x",      "05.03.81",
+                               "1.234,56",   "-12,50",     "0,005",        "12",     "   7",
+                               "HIRMS:3:2",  "a\nbb\nccc", "one\r\ntwo\r", "  ",     "100,",
+                               "st\xDF\xE4", "?+?:?'",     "20260131",     "abcABC", "'"};
+constexpr std::array kAmounts = {"",       "0,00",     "12,34",   "-5,5", "1234567890123456789,99",
+                                 "7,",     "1.000,50", "0,00001", ",",    "-0,01",
+                                 "99,995", "12x",      "3"};
+constexpr std::array kAmountFormats = {"v,n",  "v",  "n", "v.n", "vn",
+                                       "v,nx", "-v", "",  "v v", "n,v"};
 constexpr std::array kDateFormats = {"d.m.y", "dmyy", "yymd", "d.m.yy", "y", "yyy", "d", "m/d", ""};
 constexpr std::array kInts = {0, 1, 2, 3, 4, 5, 7, 10, 80, 100, 255, 1999, 32767, -1, -2, -32768};
-constexpr std::array kLongs = {0L, 1L, 2L, 7L, 10L, 100L, 30000L, 65536L, 2147483647L, -1L,
-                               -1000L, -2147483648L};
+constexpr std::array kLongs = {0L,     1L,     2L,          7L,  10L,    100L,
+                               30000L, 65536L, 2147483647L, -1L, -1000L, -2147483648L};
 constexpr std::string_view kChars = " 0;,.+':ABx\n?";
 // Commands that take something from the input without which most programs would do little.
 constexpr std::array kCommonCommands = {2, 3, 7, 14, 15, 16, 28, 37, 48, 54, 57, 51, 58, 150, 18};
@@ -100,11 +101,27 @@ class Generator {
 
 std::string BankAnswer(std::mt19937_64& random) {
   static constexpr std::array kPieces = {
-      "HNHBK:1:3+000000000123+300+", "HIRMS:3:2:4+0020::Auftrag ausgef\xFChrt",
+      "HNHBK:1:3+000000000123+300+",
+      "HIRMS:3:2:4+0020::Auftrag ausgef\xFChrt",
       "HISAL:4:5:3+1234567::280:10020030+Girokonto+EUR+C:1234,56:EUR:20260131",
-      "HIKAZ:5:5:3+@12@:20:STARTUMS", "05.03.81", "31.12.2025", "D:-12,5:EUR", "C:0,:EUR",
-      "Zweck mit ?+ und ?' und ??", "  42  ", "\r\n", "\n", "1.234.567,89", "20260228:1015",
-      "J", "N", ";", "   ", "@3@abc", "stra\xDF" "e"};
+      "HIKAZ:5:5:3+@12@:20:STARTUMS",
+      "05.03.81",
+      "31.12.2025",
+      "D:-12,5:EUR",
+      "C:0,:EUR",
+      "Zweck mit ?+ und ?' und ??",
+      "  42  ",
+      "\r\n",
+      "\n",
+      "1.234.567,89",
+      "20260228:1015",
+      "J",
+      "N",
+      ";",
+      "   ",
+      "@3@abc",
+      "stra\xDF"
+      "e"};
   std::string answer;
   const std::size_t pieces = random() % 8;
   for (std::size_t i = 0; i < pieces; ++i) {
@@ -143,7 +160,9 @@ void Generator::Declare(TypeCode type) {
       code_.Op(147, 3).Byte(number).U16(static_cast<unsigned>(id));
       code_.U32(static_cast<std::uint32_t>(type) * 10 + static_cast<std::uint32_t>(Below(2)));
       break;
-    default: code_.Declare(number, id); break;
+    default:
+      code_.Declare(number, id);
+      break;
   }
   slots_.push_back({type, next_id_++});
 }
@@ -252,9 +271,8 @@ void Generator::Call() {
     return;
   }
   if (current_ + 1 >= signatures_.size()) return Command(Pick(kCommonCommands));
-  const Signature& callee =
-      signatures_[current_ + 1 + Below(signatures_.size() - current_ - 1)];
-  const std::size_t arguments = Chance(90) ? callee.params.size() : Below(4);
+  const Signature& callee = signatures_[current_ + 1 + Below(signatures_.size() - current_ - 1)];
+  const std::size_t arguments = !Flaw() ? callee.params.size() : Below(4);
   const auto count = static_cast<unsigned>(arguments + 1);
   if (Chance(70)) {
     code_.Op(32, count).RawText(callee.name);
@@ -265,8 +283,8 @@ void Generator::Call() {
     const TypeCode type = at < callee.params.size() ? callee.params[at] : Pick(kMacroTypes);
     if (at == 0 && callee.recursive) {
       code_.Int(static_cast<int>(Below(20)));
-    } else if (Chance(50)) {
-      Variable(type);
+    } else if (type == kAmount || Chance(50)) {
+      Variable(type);  // an amount by value would arrive as a text
     } else {
       Literal(type, "argument");
     }
@@ -283,8 +301,8 @@ void Generator::Command(int number) {
   int count = row.usual_count;
   if (row.counted == Counted::kChecked) {
     const int most = number == 57 ? 4 : row.max_count;
-    count = row.min_count + static_cast<int>(Below(static_cast<std::uint64_t>(
-                                most - row.min_count + 1)));
+    count = row.min_count +
+            static_cast<int>(Below(static_cast<std::uint64_t>(most - row.min_count + 1)));
   }
   if (Flaw()) count = static_cast<int>(Below(8));
   code_.Op(static_cast<unsigned>(number), static_cast<unsigned>(count));
@@ -307,21 +325,39 @@ void Generator::Operands(const Opcode& row, int count) {
         break;
       case kRawOperator:
         op = row.number == 2 ? "<=>"[type == kBool ? 1 : Below(3)]
-                             : (type == kString ? "+" : type == kDate ? "+-" : "+-*/%_")
-                                   [Below(type == kString ? 1 : type == kDate ? 2 : 6)];
-        if (type == kAmount && op == '_') op = '+';
+                             : (type == kString ? "+"
+                                : type == kDate ? "+-"
+                                                : "+-*/%_")[Below(type == kString ? 1
+                                                                  : type == kDate ? 2
+                                                                                  : 6)];
+        if (op == '_' && type != kLong) op = '+';
         if (Flaw()) op = static_cast<char>(Below(256));
         code_.Byte(static_cast<unsigned char>(op));
         op_types = OpOperandTypes(type, op, Chance(20) ? kDate : type);
         break;
-      case kRawId: code_.U16(static_cast<unsigned>(Pick(slots_).id)); break;
-      case kRawString: code_.RawText(Pick(kTexts)); break;
-      case kAttribute: TaggedOperand(wanted, operand.name); break;
-      case kAnyAttribute: TaggedOperand(Pick(kMacroTypes), operand.name); break;
-      case kVariable: Variable(wanted); break;
-      case kOpLeft: TaggedOperand(op_types.left, operand.name); break;
-      case kOpRight: TaggedOperand(op_types.right, operand.name); break;
-      default: break;
+      case kRawId:
+        code_.U16(static_cast<unsigned>(Pick(slots_).id));
+        break;
+      case kRawString:
+        code_.RawText(Pick(kTexts));
+        break;
+      case kAttribute:
+        TaggedOperand(wanted, operand.name);
+        break;
+      case kAnyAttribute:
+        TaggedOperand(kMacroTypes[Below(Flaw() ? 6 : 5)], operand.name);
+        break;
+      case kVariable:
+        Variable(wanted);
+        break;
+      case kOpLeft:
+        TaggedOperand(op_types.left, operand.name);
+        break;
+      case kOpRight:
+        TaggedOperand(op_types.right, operand.name);
+        break;
+      default:
+        break;
     }
   }
 }
@@ -357,50 +393,82 @@ void Generator::RawLiteral(TypeCode type, const char* name) {
         code_.RawText(Pick(kTexts));
       }
       break;
-    case kAmount: code_.RawText(Pick(kAmounts)); break;
+    case kAmount:
+      code_.RawText(Pick(kAmounts));
+      break;
     case kDate:
       code_.RawDate(static_cast<unsigned>(Below(32)), static_cast<unsigned>(Below(13)),
                     static_cast<unsigned>(Chance(80) ? 1980 + Below(60) : Below(10000)));
       break;
     case kInt:
-      code_.U16(static_cast<unsigned>(std::string_view(name) == "decimals"
-                                          ? static_cast<int>(Below(5))
-                                          : Pick(kInts)));
+      code_.U16(static_cast<unsigned>(
+          std::string_view(name) == "decimals" ? static_cast<int>(Below(5)) : Pick(kInts)));
       break;
-    case kLong: code_.U32(static_cast<std::uint32_t>(Pick(kLongs))); break;
-    case kBool: code_.Byte(Flaw() ? 2 : static_cast<unsigned>(Below(2))); break;
-    case kChar: code_.Byte(static_cast<unsigned char>(Pick(kChars))); break;
-    default: break;
+    case kLong:
+      code_.U32(static_cast<std::uint32_t>(Pick(kLongs)));
+      break;
+    case kBool:
+      code_.Byte(Flaw() ? 2 : static_cast<unsigned>(Below(2)));
+      break;
+    case kChar:
+      code_.Byte(static_cast<unsigned char>(Pick(kChars)));
+      break;
+    default:
+      break;
   }
 }
 
 HostParam Generator::MakeParam(TypeCode type) {
   HostParam param{static_cast<unsigned>(type), Chance(10), ""};
   switch (type) {
-    case kString: param.value = Chance(70) ? BankAnswer(random_) : Pick(kTexts); break;
-    case kAmount: param.value = Pick(kAmounts); break;
-    case kDate: param.value = std::to_string(19800101 + Below(40) * 10000 + Below(12) * 100); break;
-    case kInt: param.value = std::to_string(Pick(kInts)); break;
-    case kLong: param.value = std::to_string(Pick(kLongs)); break;
-    default: param.value = Chance(50) ? "true" : "false"; break;
+    case kString:
+      param.value = Chance(70) ? BankAnswer(random_) : Pick(kTexts);
+      break;
+    case kAmount:
+      param.value = Pick(kAmounts);
+      break;
+    case kDate:
+      param.value = std::to_string(19800101 + Below(40) * 10000 + Below(12) * 100);
+      break;
+    case kInt:
+      param.value = std::to_string(Pick(kInts));
+      break;
+    case kLong:
+      param.value = std::to_string(Pick(kLongs));
+      break;
+    default:
+      param.value = Chance(50) ? "true" : "false";
+      break;
   }
   return param;
 }
 
 void Generator::Damage(std::string& bytes) {
-  static constexpr std::array<unsigned char, 14> kBytes = {0, 1,  5,  10, 17,  18,  28,
+  static constexpr std::array<unsigned char, 14> kBytes = {0,  1,  5,  10, 17,  18,  28,
                                                            31, 33, 34, 35, 127, 161, 255};
   for (std::uint64_t left = 1 + Below(3); left > 0 && !bytes.empty(); --left) {
     const std::size_t at = Below(bytes.size());
     switch (Below(8)) {
       case 0:
-      case 1: bytes[at] = static_cast<char>(Below(256)); break;
+      case 1:
+        bytes[at] = static_cast<char>(Below(256));
+        break;
       case 2:
-      case 3: bytes[at] = static_cast<char>(Pick(kBytes)); break;
-      case 4: bytes.insert(at, 1, static_cast<char>(Pick(kBytes))); break;
-      case 5: bytes.erase(at, 1 + Below(3)); break;
-      case 6: bytes.resize(at); break;
-      default: bytes.insert(at, bytes.substr(Below(bytes.size()), Below(12))); break;
+      case 3:
+        bytes[at] = static_cast<char>(Pick(kBytes));
+        break;
+      case 4:
+        bytes.insert(at, 1, static_cast<char>(Pick(kBytes)));
+        break;
+      case 5:
+        bytes.erase(at, 1 + Below(3));
+        break;
+      case 6:
+        bytes.resize(at);
+        break;
+      default:
+        bytes.insert(at, bytes.substr(Below(bytes.size()), Below(12)));
+        break;
     }
   }
 }
@@ -423,7 +491,7 @@ Program Generator::Make() {
   }
   program_.sub = signatures_[0].name;
   const std::vector<TypeCode>& wanted = signatures_[0].params;
-  const std::size_t passed = Chance(90) ? wanted.size() : Below(4);
+  const std::size_t passed = Chance(95) ? wanted.size() : Below(4);
   for (std::size_t at = 0; at < passed; ++at)
     program_.params.push_back(MakeParam(at < wanted.size() ? wanted[at] : Pick(kMacroTypes)));
   return program_;

@@ -407,7 +407,8 @@ void ReferenceEngine::CmdCompare() {
       compare(a, b);
       break;
     }
-    default: return SetMacroStatus(17490);
+    default:
+      return SetMacroStatus(17490);
   }
   if (Failed()) return;
   if (op == '=') {
@@ -445,20 +446,34 @@ void ReferenceEngine::CmdSet() {
       if (!Failed()) SetNumber(target, number);
       return;
     }
-    default: return SetMacroStatus(17490);
+    default:
+      return SetMacroStatus(17490);
   }
 }
 
 void ReferenceEngine::SkipLiteral(int tag) {
   switch (tag) {
     case 1:
-    case 8: ReadString(); break;
-    case 2: ReadDate(); break;
-    case 5: ReadInt(); break;
-    case 6: ReadLong(); break;
-    case 10: ReadBool(); break;
-    case 12: ReadByte(); break;
-    default: break;
+    case 8:
+      ReadString();
+      break;
+    case 2:
+      ReadDate();
+      break;
+    case 5:
+      ReadInt();
+      break;
+    case 6:
+      ReadLong();
+      break;
+    case 10:
+      ReadBool();
+      break;
+    case 12:
+      ReadByte();
+      break;
+    default:
+      break;
   }
 }
 
@@ -480,12 +495,18 @@ void ReferenceEngine::CmdOp() {
   frames_.back()->pc = operands;
 
   switch (type) {
-    case kString: return OpString(op, target);
-    case kDate: return OpDate(op, target);
-    case kInt: return type_b == kDate ? OpDateDifference(target) : OpNumber(type, op, target);
-    case kLong: return op == '_' ? OpDateDifference(target) : OpNumber(type, op, target);
-    case kAmount: return OpAmount(op, target);
-    default: return SetMacroStatus(17490);
+    case kString:
+      return OpString(op, target);
+    case kDate:
+      return OpDate(op, target);
+    case kInt:
+      return type_b == kDate ? OpDateDifference(target) : OpNumber(type, op, target);
+    case kLong:
+      return op == '_' ? OpDateDifference(target) : OpNumber(type, op, target);
+    case kAmount:
+      return OpAmount(op, target);
+    default:
+      return SetMacroStatus(17490);
   }
 }
 
@@ -518,9 +539,15 @@ void ReferenceEngine::OpNumber(unsigned type, char op, Variable* target) {
   if (Failed()) return;
   std::int64_t result = 0;
   switch (op) {
-    case '+': result = a + b; break;
-    case '-': result = a - b; break;
-    case '*': result = a * b; break;
+    case '+':
+      result = a + b;
+      break;
+    case '-':
+      result = a - b;
+      break;
+    case '*':
+      result = a * b;
+      break;
     case '/':
     case '%':
       if (b == 0) {
@@ -529,7 +556,9 @@ void ReferenceEngine::OpNumber(unsigned type, char op, Variable* target) {
         result = op == '/' ? a / b : a % b;
       }
       break;
-    default: SetMacroStatus(17490); break;
+    default:
+      SetMacroStatus(17490);
+      break;
   }
   SetNumber(target, result);
 }
@@ -608,9 +637,7 @@ void ReferenceEngine::CmdGetDatePart(unsigned opcode) {
   const Date date = ReadDateAttrib();
   Variable* target = ReadVariable(kInt);
   if (Failed()) return;
-  SetNumber(target, opcode == 41   ? date.GetDay()
-                    : opcode == 42 ? date.GetMonth()
-                                   : date.GetYear());
+  SetNumber(target, opcode == 41 ? date.GetDay() : opcode == 42 ? date.GetMonth() : date.GetYear());
 }
 
 void ReferenceEngine::CmdSetDatePart(unsigned opcode) {

@@ -410,9 +410,7 @@ char ReferenceEngine::ReadCharAttrib() {
 
 namespace {
 
-std::string TwoDigits(unsigned number) {
-  return (number < 10 ? "0" : "") + std::to_string(number);
-}
+std::string TwoDigits(unsigned number) { return (number < 10 ? "0" : "") + std::to_string(number); }
 
 std::string DateText(Date date) {
   return TwoDigits(date.GetDay()) + "." + TwoDigits(date.GetMonth()) + "." +
@@ -524,12 +522,24 @@ void ReferenceEngine::Preset(Variable& variable) {
     Variable value = variable;
     value.null = false;
     switch (variable.type) {
-      case kString: value.text = ReadString(); break;
-      case kDate: value.date = static_cast<std::uint32_t>(ReadDate().GetDate()); break;
-      case kInt: value.number = ReadInt(); break;
-      case kLong: value.number = ReadLong(); break;
-      case kBool: value.number = ReadBool(); break;
-      default: value.null = variable.null; break;
+      case kString:
+        value.text = ReadString();
+        break;
+      case kDate:
+        value.date = static_cast<std::uint32_t>(ReadDate().GetDate());
+        break;
+      case kInt:
+        value.number = ReadInt();
+        break;
+      case kLong:
+        value.number = ReadLong();
+        break;
+      case kBool:
+        value.number = ReadBool();
+        break;
+      default:
+        value.null = variable.null;
+        break;
     }
     if (!Failed()) variable = value;
   }
@@ -609,16 +619,27 @@ void ReferenceEngine::InternalCmdCall(const std::string& name, unsigned count) {
     if (Failed()) return;
     frames_.back()->pc = before;
     switch (tag) {
-      case kString: push_value(kString).text = ReadStringAttrib(); break;
+      case kString:
+        push_value(kString).text = ReadStringAttrib();
+        break;
       case kDate:
         push_value(kDate).date = static_cast<std::uint32_t>(ReadDateAttrib().GetDate());
         break;
-      case kInt: push_value(kInt).number = ReadIntAttrib(); break;
-      case kLong: push_value(kLong).number = ReadLongAttrib(); break;
+      case kInt:
+        push_value(kInt).number = ReadIntAttrib();
+        break;
+      case kLong:
+        push_value(kLong).number = ReadLongAttrib();
+        break;
       // The callee gets an amount by value as a mere text.
-      case kAmount: push_value(kString).text = ReadAmountAttrib(); break;
-      case kBool: push_value(kBool).number = ReadBoolAttrib(); break;
-      default: break;  // the tag is not taken either
+      case kAmount:
+        push_value(kString).text = ReadAmountAttrib();
+        break;
+      case kBool:
+        push_value(kBool).number = ReadBoolAttrib();
+        break;
+      default:
+        break;  // the tag is not taken either
     }
   }
   if (Failed()) return;
@@ -638,41 +659,63 @@ void ReferenceEngine::RunCommand(unsigned opcode, unsigned count) {
   switch (opcode) {
     case 1:
     case 5:
-    case 130: return CmdHolder(opcode, count);
-    case 2: return CmdCompare();
-    case 3: return CmdSet();
-    case 7: return CmdWriteString(count);
-    case 8: return CmdWriteDate(count);
-    case 9: return CmdWriteAmount(count);
-    case 10: return output_.clear();
+    case 130:
+      return CmdHolder(opcode, count);
+    case 2:
+      return CmdCompare();
+    case 3:
+      return CmdSet();
+    case 7:
+      return CmdWriteString(count);
+    case 8:
+      return CmdWriteDate(count);
+    case 9:
+      return CmdWriteAmount(count);
+    case 10:
+      return output_.clear();
     case 14:
-    case 37: return CmdReadText(opcode == 37, count);
-    case 15: return CheckCount(count, 2, 2) ? CmdReadDate() : void();
-    case 16: return CmdReadAmount(count);
-    case 17: return PopFrame();
+    case 37:
+      return CmdReadText(opcode == 37, count);
+    case 15:
+      return CheckCount(count, 2, 2) ? CmdReadDate() : void();
+    case 16:
+      return CmdReadAmount(count);
+    case 17:
+      return PopFrame();
     case 18:
       condition_ = last_cmd_error_.empty();
       return last_cmd_error_.clear();
     case 25:
-    case 50: return CmdWriteNumber(opcode, count);
-    case 28: return CmdOp();
+    case 50:
+      return CmdWriteNumber(opcode, count);
+    case 28:
+      return CmdOp();
     case 30: {
       const unsigned target = ReadUInt();
       if (!Failed()) frames_.back()->pc = static_cast<std::uint16_t>(target);
       return;
     }
-    case 31: return CmdIfGoto();
-    case 32: return InternalCmdCall(ReadString(), count);
-    case 33: return InternalCmdCall(ReadStringAttrib(), count);
-    case 40: SetLastCmdError(17496); return PopFrame();
+    case 31:
+      return CmdIfGoto();
+    case 32:
+      return InternalCmdCall(ReadString(), count);
+    case 33:
+      return InternalCmdCall(ReadStringAttrib(), count);
+    case 40:
+      SetLastCmdError(17496);
+      return PopFrame();
     case 41:
     case 42:
-    case 43: return CheckCount(count, 2, 2) ? CmdGetDatePart(opcode) : void();
+    case 43:
+      return CheckCount(count, 2, 2) ? CmdGetDatePart(opcode) : void();
     case 44:
     case 45:
-    case 46: return CheckCount(count, 2, 2) ? CmdSetDatePart(opcode) : void();
-    case 48: return CmdReadInt(count);
-    case 51: return CheckCount(count, 4, 4) ? CmdSubString() : void();
+    case 46:
+      return CheckCount(count, 2, 2) ? CmdSetDatePart(opcode) : void();
+    case 48:
+      return CmdReadInt(count);
+    case 51:
+      return CheckCount(count, 4, 4) ? CmdSubString() : void();
     case 52: {
       if (!CheckCount(count, 2, 2)) return;
       Variable* target = ReadVariable(kInt);
@@ -680,10 +723,14 @@ void ReferenceEngine::RunCommand(unsigned opcode, unsigned count) {
       if (!Failed()) SetNumber(target, static_cast<std::int64_t>(text.size()));
       return;
     }
-    case 54: return CmdReadLong(count);
-    case 55: return CmdEatLeadingChars(count);
-    case 56: return CmdEraseTrailingChars(count);
-    case 57: return CmdSearch(count);
+    case 54:
+      return CmdReadLong(count);
+    case 55:
+      return CmdEatLeadingChars(count);
+    case 56:
+      return CmdEraseTrailingChars(count);
+    case 57:
+      return CmdSearch(count);
     case 58: {
       if (!CheckCount(count, 1, 1)) return;
       const std::string text = ReadAttribAsString();
@@ -692,7 +739,8 @@ void ReferenceEngine::RunCommand(unsigned opcode, unsigned count) {
       input_pos_ = 0;
       return;
     }
-    case 59: return CmdReplaceChars(count);
+    case 59:
+      return CmdReplaceChars(count);
     case 145: {
       if (!CheckCount(count, 1, 1)) return;
       const int id = ReadInt();
@@ -707,7 +755,8 @@ void ReferenceEngine::RunCommand(unsigned opcode, unsigned count) {
       if (target != nullptr) SetNumber(target, 2);
       return;
     }
-    case 147: return CheckCount(count, 3, 3) ? CmdHolderStatic() : void();
+    case 147:
+      return CheckCount(count, 3, 3) ? CmdHolderStatic() : void();
     case 148: {
       if (!CheckCount(count, 1, 1)) return;
       Variable* target = ReadVariable(kDate);
@@ -719,9 +768,13 @@ void ReferenceEngine::RunCommand(unsigned opcode, unsigned count) {
       input_ = output_;
       input_pos_ = 0;
       return;
-    case 160: ReadString(); return;
-    case 163: return CmdVariableName();
-    default: return SetMacroStatus(17490);
+    case 160:
+      ReadString();
+      return;
+    case 163:
+      return CmdVariableName();
+    default:
+      return SetMacroStatus(17490);
   }
 }
 

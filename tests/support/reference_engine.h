@@ -38,8 +38,8 @@ class ReferenceEngine {
   struct Variable {
     unsigned type = 0;
     bool null = true;
-    std::string text;        // string
-    std::uint32_t date = 0;  // date, as YYYYMMDD
+    std::string text;         // string
+    std::uint32_t date = 0;   // date, as YYYYMMDD
     std::int32_t number = 0;  // int, long, bool
   };
   using VariablePtr = std::shared_ptr<Variable>;

@@ -31,8 +31,8 @@ std::string StateText(const VariableState& state) {
 }
 
 std::string EventText(const ObserverEvent& event) {
-  static constexpr const char* kNames[] = {"ShouldBreak",       "OnFramePushed",
-                                           "OnFramePopped",     "OnCurFrameChanged",
+  static constexpr const char* kNames[] = {"ShouldBreak",        "OnFramePushed",
+                                           "OnFramePopped",      "OnCurFrameChanged",
                                            "OnVariablesChanged", "OnRunFinished"};
   std::ostringstream out;
   out << kNames[event.kind];

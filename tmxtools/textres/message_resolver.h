@@ -1,0 +1,58 @@
+// How message codes become texts.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tmxtools/platform/export.h"
+
+namespace hbk {
+
+// Languages by their Windows numbers. German is the only one in use.
+enum class HbLanguageType : int { kGerman = 1031 };
+
+}  // namespace hbk
+
+// Gives codes their texts. Owner: whoever made it; managers only refer to it.
+class TMX_EXPORT IMessageResolver {
+ public:
+  virtual bool canResolve(unsigned short code) const = 0;
+  virtual std::string getMessage(unsigned short code) const = 0;
+
+ protected:
+  IMessageResolver() = default;
+  IMessageResolver(const IMessageResolver&) = default;
+  IMessageResolver& operator=(const IMessageResolver&) = default;
+  virtual ~IMessageResolver() = default;
+
+ public:
+  virtual bool setLanguage(hbk::HbLanguageType language) = 0;
+};
+
+// The resolvers in the order in which they are asked; the first that can resolve a code does.
+//
+// Owner: the library, one instance, deleted at process exit; it does not own its resolvers. Empty
+// state: no resolvers. Threads: getInstance is serialised; add and remove resolvers while nobody
+// resolves.
+class TMX_EXPORT MessageResolverManager {
+ public:
+  // The one instance, made on the first call, and made anew when asked after process exit began.
+  static MessageResolverManager* getInstance();
+
+  MessageResolverManager(const MessageResolverManager&) = delete;
+  MessageResolverManager& operator=(const MessageResolverManager&) = delete;
+
+  // Null is ignored; the same resolver may be added twice.
+  virtual void add(IMessageResolver const* resolver);
+  // Removes the first occurrence.
+  virtual void remove(IMessageResolver const* resolver);
+  // "Unresolved Error code: N ResId: M" when no resolver can.
+  virtual std::string getMessage(unsigned short code);
+
+ protected:
+  MessageResolverManager() = default;
+  virtual ~MessageResolverManager() = default;
+
+ private:
+  std::vector<IMessageResolver const*> resolvers_;
+};

@@ -1,7 +1,5 @@
 #include "tests/support/bytecode_builder.h"
 
-#include <cstdio>
-
 namespace tmx {
 
 CodeBuilder& CodeBuilder::Op(unsigned opcode, unsigned count) { return Byte(opcode).Byte(count); }
@@ -58,15 +56,16 @@ ImageBuilder& ImageBuilder::Entry(std::string_view name, std::uint32_t offset, u
 }
 
 std::string HexDump(std::string_view bytes) {
+  static constexpr char kDigits[] = "0123456789abcdef";
   std::string dump;
-  char piece[16];
   for (std::size_t at = 0; at < bytes.size(); ++at) {
     if (at % 16 == 0) {
-      std::snprintf(piece, sizeof piece, "%s%04zx:", at == 0 ? "" : "\n", at);
-      dump += piece;
+      if (at != 0) dump += '\n';
+      for (int shift = 12; shift >= 0; shift -= 4) dump += kDigits[at >> shift & 15];
+      dump += ':';
     }
-    std::snprintf(piece, sizeof piece, " %02x", static_cast<unsigned char>(bytes[at]));
-    dump += piece;
+    const auto byte = static_cast<unsigned char>(bytes[at]);
+    dump += {' ', kDigits[byte >> 4], kDigits[byte & 15]};
   }
   return dump;
 }

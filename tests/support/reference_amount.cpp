@@ -37,7 +37,7 @@ std::string ReferenceAmount::ToText() const {
   std::string text = DigitsOf(value);
   const std::size_t sign = value.IsNeg() ? 1 : 0, digits = text.size() - sign;
   if (precision != 0 && digits <= precision) text.insert(sign, precision - digits + 1, '0');
-  text.insert(text.size() - precision, ",");
+  text.insert(text.size() - precision, 1, ',');
   if (text.size() > 65535) throw std::length_error("amount");
   return text;
 }

@@ -1,0 +1,102 @@
+// The decoded form of a subroutine, filled in instruction by instruction as each is executed for
+// the first time.
+//
+// There is one slot for every byte of the code, so that the slot of an instruction is found from
+// its byte position and back, and a jump into the middle of an instruction decodes what stands
+// there. A slot that says kReadBytes is executed by the engine that reads one byte after the other;
+// that holds for everything malformed, so that only one place in the system raises those errors.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <vector>
+
+#include "tmxtools/macro/macro_code.h"
+#include "tmxtools/macro/opcode_table.h"
+#include "tmxtools/platform/string.h"
+
+namespace tmx {
+
+// What the loop over decoded code does with an instruction.
+enum class Action : std::uint8_t {
+  kNotDecoded,
+  kReadBytes,
+  kSkip,     // filler
+  kLine,     // number: source line
+  kCommand,  // a command of the table with decoded operands
+  kParam,    // id, type: skipped when the caller passed the parameter
+  kLocal,    // id, type
+  kLocalDefault,
+  kName,  // operands: id, name
+  kGoto,  // target
+  kIf,
+  kIfNot,
+  kCall,
+  kExit,
+  // Combinations that loops are made of.
+  kAddLong,             // target = left + number, all of them one kind of variable
+  kCompareLong,         // left, op, number
+  kAddCompareJumpLong,  // an addition, a comparison of the same variable and a jump
+};
+
+// One operand: the tag as it stands in the code, and the value when it is a literal.
+struct DecodedOperand {
+  std::int16_t tag = 0;
+  std::int32_t number = 0;       // int, long, bool, char, raw date value and every raw operand
+  const String* text = nullptr;  // string and amount
+};
+
+// What a call looked up, good for one state of the file stack.
+struct CallSite {
+  const String* name = nullptr;
+  const DecodedOperand* arguments = nullptr;
+  int argument_count = 0;
+  MacroCode* callee = nullptr;
+  std::uint64_t file_set = 0;
+};
+
+struct DecodedInstruction {
+  Action action = Action::kNotDecoded;
+  std::uint8_t opcode = 0;
+  std::uint8_t count = 0;
+  char op = 0;
+  std::uint16_t next = 0;    // offset of the following instruction
+  std::uint16_t target = 0;  // of a jump
+  std::int16_t id = 0;
+  std::int16_t left = 0;
+  std::int32_t number = 0;
+  std::int32_t limit = 0;
+  union {
+    const DecodedOperand* operands = nullptr;
+    CallSite* call;
+  };
+};
+
+class DecodedCode {
+ public:
+  explicit DecodedCode(const MacroCode& code);
+  ~DecodedCode();
+
+  // The instruction at an offset of at most the code's length, decoded.
+  DecodedInstruction& At(std::uint16_t offset) {
+    DecodedInstruction& slot = slots_[offset];
+    if (slot.action == Action::kNotDecoded) Decode(offset);
+    return slot;
+  }
+  std::uint16_t length() const { return length_; }
+
+ private:
+  void Decode(std::uint16_t offset);
+  void Combine(std::uint16_t offset);
+
+  class Reader;
+  const MacroCode& code_;
+  std::uint16_t length_;
+  std::unique_ptr<DecodedInstruction[]> slots_;  // length + 1; the last one reads bytes
+  std::vector<std::unique_ptr<DecodedOperand[]>> operands_;
+  std::deque<String> texts_;
+  std::deque<CallSite> calls_;
+};
+
+}  // namespace tmx

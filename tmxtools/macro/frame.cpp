@@ -1,0 +1,73 @@
+#include "tmxtools/macro/frame.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+template <typename Variable, typename Value>
+void PushValue(HbStackFrame& frame, const Value& value) {
+  auto* const variable = new Variable;
+  variable->Set(value);
+  frame.PushParameter(variable);
+  variable->DecRefCount();
+}
+
+}  // namespace
+
+HbStackFrame::HbStackFrame(HbByteCode* byte_code, const String& sub_name)
+    : byte_code_(byte_code), sub_name_(sub_name) {}
+
+HbStackFrame::~HbStackFrame() = default;
+
+void HbStackFrame::Clear() {
+  for (std::size_t i = 0; i < used_; ++i) holders_[i]->Reset(0, HbVariableHolder::kPlain);
+  used_ = 0;
+  if (byte_code_ != nullptr) byte_code_->SetPC(0);
+}
+
+void HbStackFrame::PushParam(const String& value) { PushValue<HbStringVariable>(*this, value); }
+void HbStackFrame::PushParam(const HbDate& value) { PushValue<HbDateVariable>(*this, value); }
+void HbStackFrame::PushParam(short value) { PushValue<HbIntVariable>(*this, value); }
+void HbStackFrame::PushParam(long value) { PushValue<HbLongVariable>(*this, value); }
+void HbStackFrame::PushParam(bool value) { PushValue<HbBoolVariable>(*this, value); }
+
+void HbStackFrame::PushParam(const HbAmount& value) {
+  auto* const text = new HbStringVariable;
+  text->Set(value.GetDecimalPointString());
+  AppendHolder(8, HbVariableHolder::kParameter).AdoptVariable(text);
+}
+
+void HbStackFrame::PushParameter(HbVariable* variable) {
+  if (variable == nullptr) return;
+  AppendHolder(variable->GetType(), HbVariableHolder::kParameter).SetVariable(variable);
+}
+
+void HbStackFrame::PushHolder(HbVariableHolder* holder) {
+  if (holder == nullptr) return;
+  std::unique_ptr<HbVariableHolder> owned(holder);
+  if (used_ == holders_.size()) holders_.push_back(nullptr);
+  holders_[used_++] = std::move(owned);
+}
+
+HbCallStack::~HbCallStack() {
+  while (HbStackFrame* frame = PopFrame()) delete frame;
+}
+
+void HbCallStack::PushFrame(HbStackFrame* frame) {
+  frames_.push_back(frame);
+  frame->SetStack(this);
+}
+
+HbStackFrame* HbCallStack::PopFrame() {
+  if (frames_.empty()) return nullptr;
+  HbStackFrame* const top = frames_.back();
+  frames_.pop_back();
+  top->SetStack(nullptr);
+  return top;
+}
+
+HbStackFrame* HbCallStack::operator[](unsigned short index) const {
+  if (index >= frames_.size()) throw std::out_of_range("invalid vector<T> subscript");
+  return frames_[index];
+}

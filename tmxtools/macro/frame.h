@@ -1,0 +1,112 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "tmxtools/core/amount.h"
+#include "tmxtools/core/date_time.h"
+#include "tmxtools/macro/bytecode.h"
+#include "tmxtools/macro/holder.h"
+#include "tmxtools/platform/export.h"
+#include "tmxtools/platform/string.h"
+
+class HbCallStack;
+
+// One activation of a subroutine: its bytecode with the program counter, its variable holders and
+// where in the source it stands.
+//
+// The holder at position p has the id 33 + p; ids up to 32 name no holder. Parameters pushed by the
+// caller take the first ids.
+//
+// Owner: whoever made it, until it is pushed on a call stack or handed to an engine. It owns its
+// bytecode and holders. Empty state: no holders, program counter 0. Threads: one at a time.
+class TMX_EXPORT HbStackFrame {
+ public:
+  // Takes ownership of the bytecode, which may be null.
+  HbStackFrame(HbByteCode* byte_code, const String& sub_name);
+  ~HbStackFrame();
+  HbStackFrame(const HbStackFrame&) = delete;
+  HbStackFrame& operator=(const HbStackFrame&) = delete;
+
+  // Drops the holders and sets the program counter to 0: ready for another call.
+  void Clear();
+
+  // Push a parameter by value: a new variable that only the frame references.
+  void PushParam(const String& value);
+  void PushParam(const char* value) { PushParam(String(value)); }
+  void PushParam(const HbDate& value);
+  void PushParam(short value);
+  void PushParam(long value);
+  void PushParam(int value) { PushParam(static_cast<long>(value)); }
+  void PushParam(bool value);
+  // The amount's text in a string variable, in a holder of type 8.
+  void PushParam(const HbAmount& value);
+  // Push a parameter by reference; the caller keeps its own reference. Null is ignored.
+  void PushParameter(HbVariable* variable);
+
+  // Appends a holder, which the frame owns from then on.
+  void PushHolder(HbVariableHolder* holder);
+  // Appends a new holder without variable.
+  HbVariableHolder& AppendHolder(unsigned short type, unsigned short holder_class) {
+    if (used_ == holders_.size()) holders_.push_back(nullptr);
+    std::unique_ptr<HbVariableHolder>& slot = holders_[used_];
+    if (slot == nullptr) slot = std::make_unique<HbVariableHolder>(type);
+    slot->Reset(type, holder_class);
+    ++used_;
+    return *slot;
+  }
+  // Null for ids below 33 and beyond the last holder.
+  HbVariableHolder* GetHolder(short id) const { return GetHolderAt(id - kFirstId); }
+  HbVariableHolder* GetHolderByPos(unsigned short position) const { return GetHolderAt(position); }
+  unsigned short GetHolderCount() const { return static_cast<unsigned short>(used_); }
+  // The id of the last holder, 32 without holders.
+  unsigned short GetMaxVarId() const { return static_cast<unsigned short>(kFirstId - 1 + used_); }
+
+  HbByteCode* GetByteCode() const { return byte_code_.get(); }
+  const String& GetSubName() const { return sub_name_; }
+  HbCallStack* GetStack() const { return stack_; }
+  const String& GetMacroSourceFile() const { return source_file_; }
+  void SetMacroSourceFile(const String& name) { source_file_ = name; }
+  unsigned short GetMacroSourceLine() const { return source_line_; }
+  unsigned short SetMacroSourceLine(unsigned short line) { return source_line_ = line; }
+
+ private:
+  friend class HbCallStack;
+  static constexpr int kFirstId = 33;
+
+  HbVariableHolder* GetHolderAt(int position) const {
+    const auto at = static_cast<std::size_t>(position);  // a negative position becomes huge
+    return at < used_ ? holders_[at].get() : nullptr;
+  }
+  void SetStack(HbCallStack* stack) { stack_ = stack; }
+
+  std::unique_ptr<HbByteCode> byte_code_;
+  String sub_name_;
+  // The first `used_` are the frame's holders; the rest wait to be used again.
+  std::vector<std::unique_ptr<HbVariableHolder>> holders_;
+  std::size_t used_ = 0;
+  HbCallStack* stack_ = nullptr;
+  String source_file_;
+  std::uint16_t source_line_ = 0;
+};
+
+// The active frames, outermost first; it owns them. Threads: one at a time.
+class TMX_EXPORT HbCallStack {
+ public:
+  HbCallStack() = default;
+  ~HbCallStack();
+  HbCallStack(const HbCallStack&) = delete;
+  HbCallStack& operator=(const HbCallStack&) = delete;
+
+  void PushFrame(HbStackFrame* frame);
+  // Takes the top frame off and hands it over; null when there is none.
+  HbStackFrame* PopFrame();
+  HbStackFrame* CurFrame() const { return frames_.empty() ? nullptr : frames_.back(); }
+  unsigned short Count() const { return static_cast<unsigned short>(frames_.size()); }
+  // Throws std::out_of_range("invalid vector<T> subscript").
+  HbStackFrame* operator[](unsigned short index) const;
+
+ private:
+  std::vector<HbStackFrame*> frames_;
+};

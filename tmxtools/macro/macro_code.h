@@ -1,0 +1,28 @@
+// The bytes of one subroutine as they were read from a code file, shared by all its activations.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "tmxtools/platform/string.h"
+
+namespace tmx {
+
+class DecodedCode;
+
+// Immutable but for `decoded`, which the engine fills in as it executes the subroutine for the
+// first time. Used by one thread at a time, as the engine is.
+struct MacroCode {
+  MacroCode();
+  ~MacroCode();
+  MacroCode(const MacroCode&) = delete;
+  MacroCode& operator=(const MacroCode&) = delete;
+
+  String file_name;
+  std::vector<std::uint8_t> bytes;  // at most 65535
+  std::uint64_t file_set = 0;       // the state of the file stack that loaded it; 0: none
+  std::unique_ptr<DecodedCode> decoded;
+};
+
+}  // namespace tmx

@@ -1,0 +1,250 @@
+#include "tmxtools/macro/macro_file.h"
+
+#include <atomic>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "tmxtools/macro/decoded_code.h"
+#include "tmxtools/platform/dir_entry.h"
+#include "tmxtools/platform/stream.h"
+#include "tmxtools/streams/file.h"
+
+namespace {
+
+constexpr unsigned short kOpenForReading = 0x0401;  // read, deny write to others
+
+constexpr unsigned short kNoFile = 17485;
+constexpr unsigned short kMalformed = 17490;
+constexpr unsigned short kNoSuchSub = 17492;
+constexpr unsigned short kWrongVersion = 17495;
+constexpr unsigned short kInvalidParameter = 0x454F;
+constexpr unsigned short kOutOfMemory = 0x4554;
+
+// Unique in the process, so that what one stack loaded is never taken for another's.
+std::uint64_t NextFileSet() {
+  static std::atomic<std::uint64_t> last{0};
+  return ++last;
+}
+
+}  // namespace
+
+HbMacroFile::HbMacroFile(const String& name, const String& macro_path)
+    : macro_path_(macro_path), name_(name) {}
+
+HbMacroFile::~HbMacroFile() { Close(); }
+
+void HbMacroFile::Close() {
+  index_.reset();
+  code_file_.reset();
+}
+
+String HbMacroFile::GetFileName() const {
+  return code_file_ != nullptr ? code_file_->GetFileName() : String();
+}
+
+String HbMacroFile::PathOf(const char* extension) const {
+  return (DirEntry(macro_path_) + "macro" + (name_ + "." + extension)).GetFull();
+}
+
+bool HbMacroFile::Open(HbError& err) {
+  ResetStatus();
+  Close();
+  HbByteCode bytes(PathOf("hbz"), err, 0, 0);
+  std::vector<Entry> index;
+  while (!err.IsSet() && !bytes.IsEof()) {
+    Entry entry;
+    bytes.ReadString(entry.name, err);
+    if (!err.IsSet()) entry.offset = static_cast<std::uint32_t>(bytes.ReadLong(err));
+    if (!err.IsSet()) entry.length = static_cast<std::uint16_t>(bytes.ReadInt(err));
+    if (!err.IsSet()) bytes.ReadInt(err);  // reserved
+    if (!err.IsSet()) index.push_back(std::move(entry));
+  }
+  if (err.IsSet()) {
+    SetStatus(err);
+    return false;
+  }
+  index_ = std::move(index);
+  code_file_ = std::make_unique<HbFile>(PathOf("hbx"));
+  return true;
+}
+
+// The magic is looked at when the code file is opened and not again.
+bool HbMacroFile::OpenCode(HbError& err) {
+  if (!code_file_->Open(err, kOpenForReading, nullptr, 0, nullptr, nullptr)) return false;
+  char magic[4] = {};
+  code_file_->GetStream()->Read(magic, sizeof magic);
+  if (code_file_->GetStreamError(err)) return false;
+  if (std::memcmp(magic, "JH", 2) != 0) {
+    err.SetError(kMalformed, code_file_->GetFileName());
+  } else if (std::memcmp(magic + 2, "OG", 2) != 0) {
+    err.SetError(kWrongVersion, code_file_->GetFileName());
+  }
+  if (err.IsSet()) code_file_->Close();
+  return !err.IsSet();
+}
+
+HbByteCode* HbMacroFile::Load(const String& sub_name, HbError& err) {
+  try {
+    return LoadUnguarded(sub_name, err);
+  } catch (const std::length_error&) {  // a path that is longer than a text
+    err.SetError(kInvalidParameter, name_);
+  } catch (const std::bad_alloc&) {
+    err.SetError(kOutOfMemory, name_);
+  }
+  SetStatus(err);
+  return nullptr;
+}
+
+HbByteCode* HbMacroFile::LoadUnguarded(const String& sub_name, HbError& err) {
+  ResetStatus();
+  if (!index_.has_value() && !Open(err)) return nullptr;
+  const Entry* found = nullptr;
+  for (const Entry& entry : *index_) {
+    if (entry.name == sub_name) {
+      found = &entry;
+      break;
+    }
+  }
+  if (found == nullptr) return nullptr;
+
+  if (!code_file_->IsOpen() && !OpenCode(err)) {
+    SetStatus(err);
+    return nullptr;
+  }
+  auto code = std::make_unique<HbByteCode>(*code_file_, err, found->offset, found->length);
+  if (err.IsSet()) {
+    SetStatus(err);
+    return nullptr;
+  }
+  return code.release();
+}
+
+HbMacroFileStackListener::~HbMacroFileStackListener() = default;
+
+HbMacroFileStack::HbMacroFileStack(const String& macro_path)
+    : macro_path_(macro_path), file_set_(NextFileSet()) {}
+
+HbMacroFileStack::~HbMacroFileStack() {
+  Clear(true);
+  ClearCache();
+}
+
+bool HbMacroFileStack::Push(const String& name, HbError& err) {
+  if (files_.empty() && !PushImpl("general", err)) return false;
+  return PushImpl(name, err);
+}
+
+bool HbMacroFileStack::PushImpl(const String& name, HbError&) {
+  files_.push_back(std::make_unique<HbMacroFile>(name, macro_path_));
+  ClearCache();
+  if (listener_ != nullptr) listener_->OnFilePushed(name);
+  return true;
+}
+
+bool HbMacroFileStack::Pop(bool force) {
+  if (files_.empty() || (files_.size() == 1 && !force)) return false;
+  files_.pop_back();
+  if (listener_ != nullptr) listener_->OnFilePopped();
+  ClearCache();
+  return true;
+}
+
+void HbMacroFileStack::Clear(bool force) {
+  while (Pop(force)) {
+  }
+}
+
+void HbMacroFileStack::Close() {
+  for (const auto& file : files_) file->Close();
+  loaded_.clear();
+  file_set_ = NextFileSet();
+}
+
+void HbMacroFileStack::ClearCache() {
+  sub_cache_.clear();
+  cache_next_ = 0;
+  loaded_.clear();
+  file_set_ = NextFileSet();
+}
+
+const HbMacroFile* HbMacroFileStack::GetMacroFile(unsigned short index) const {
+  if (index >= files_.size()) throw std::out_of_range("invalid vector<T> subscript");
+  return files_[index].get();
+}
+
+// Asks the files from the top down; the first error ends the search.
+std::shared_ptr<tmx::MacroCode> HbMacroFileStack::FindCode(const String& sub_name, HbError& err) {
+  const auto known = loaded_.find(sub_name);
+  if (known != loaded_.end()) return known->second;
+  for (auto file = files_.rbegin(); file != files_.rend(); ++file) {
+    const std::unique_ptr<HbByteCode> byte_code((*file)->Load(sub_name, err));
+    if (byte_code != nullptr) {
+      byte_code->GetCode()->file_set = file_set_;
+      loaded_.emplace(sub_name, byte_code->GetCode());
+      return byte_code->GetCode();
+    }
+    if (err.IsSet()) return nullptr;
+  }
+  err.SetError(kNoSuchSub, sub_name);
+  return nullptr;
+}
+
+HbStackFrame* HbMacroFileStack::LoadSub(const String& sub_name, HbError& err) {
+  for (auto slot = sub_cache_.rbegin(); slot != sub_cache_.rend(); ++slot)
+    if (*slot != nullptr && (*slot)->GetSubName() == sub_name) return slot->release();
+  err.Clear();
+  if (files_.empty()) {
+    err.SetError(kNoFile);
+    return nullptr;
+  }
+  const std::shared_ptr<tmx::MacroCode> code = FindCode(sub_name, err);
+  if (code == nullptr) return nullptr;
+  return NewFrame(code, sub_name).release();
+}
+
+std::unique_ptr<HbStackFrame> HbMacroFileStack::NewFrame(std::shared_ptr<tmx::MacroCode> code,
+                                                         const String& sub_name) {
+  auto byte_code = std::make_unique<HbByteCode>(std::move(code));
+  return std::make_unique<HbStackFrame>(byte_code.release(), sub_name);
+}
+
+tmx::MacroCode* HbMacroFileStack::FindLoaded(const String& sub_name) const {
+  // A host may have put a frame of its own under the name.
+  for (const auto& slot : sub_cache_)
+    if (slot != nullptr && slot->GetSubName() == sub_name &&
+        slot->GetByteCode()->GetCode()->file_set != file_set_)
+      return nullptr;
+  const auto known = loaded_.find(sub_name);
+  return known != loaded_.end() ? known->second.get() : nullptr;
+}
+
+HbStackFrame* HbMacroFileStack::TakeFrame(const tmx::MacroCode& code, const String& sub_name) {
+  for (auto slot = sub_cache_.rbegin(); slot != sub_cache_.rend(); ++slot)
+    if (*slot != nullptr && (*slot)->GetByteCode()->GetCode().get() == &code)
+      return slot->release();
+  return NewFrame(loaded_.find(sub_name)->second, sub_name).release();
+}
+
+void HbMacroFileStack::CacheSub(HbStackFrame* frame) {
+  std::unique_ptr<HbStackFrame> owned(frame);
+  if (owned == nullptr) return;
+  owned->Clear();
+  const HbByteCode* const byte_code = owned->GetByteCode();
+  if (byte_code != nullptr && byte_code->GetCode()->file_set != file_set_ &&
+      byte_code->GetCode()->file_set != 0)
+    return;
+  for (auto& slot : sub_cache_) {
+    if (slot == nullptr) {
+      slot = std::move(owned);
+      return;
+    }
+  }
+  if (sub_cache_.size() < kCacheSlots) {
+    sub_cache_.push_back(std::move(owned));
+    return;
+  }
+  sub_cache_[cache_next_] = std::move(owned);
+  cache_next_ = (cache_next_ + 1) % kCacheSlots;
+}

@@ -1,0 +1,368 @@
+// The commands that take values from the input at the cursor.
+
+#include <algorithm>
+
+#include "tmxtools/core/amount.h"
+#include "tmxtools/macro/operands.h"
+#include "tmxtools/platform/converter.h"
+
+using tmx::kMalformed;
+using tmx::kUnexpectedInput;
+using tmx::TypeCode;
+
+namespace {
+
+constexpr std::string_view kDefaultAmountFormat = "v,n";
+constexpr std::uint16_t kNoLimit = 65535;
+constexpr long kDaysToNextYear = 60;
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+std::string_view WithoutLeadingBlanks(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(' ');
+  return first == std::string_view::npos ? std::string_view() : text.substr(first);
+}
+
+// The value of digits, wrapping in 32 bits.
+std::uint32_t NumberOf(std::string_view digits) {
+  std::uint32_t number = 0;
+  for (const char c : digits) {
+    if (!IsDigit(c)) break;
+    number = number * 10 + static_cast<std::uint32_t>(c - '0');
+  }
+  return number;
+}
+
+// A date without a year is taken to lie in this year, or in the last one if it would lie more than
+// 60 days ahead.
+void InferYear(HbDate& date) {
+  const Date today;
+  HbDate today_without_year{today};
+  today_without_year.SetYear(0);
+  const bool last_year = date - today_without_year > kDaysToNextYear;
+  date.SetYear(static_cast<unsigned short>(today.GetYear() - (last_year ? 1 : 0)));
+}
+
+// How many characters a date of this format takes.
+std::uint16_t DateWidth(std::string_view format) {
+  std::size_t width = 0;
+  for (const char c : format) width += c == 'd' || c == 'm' || c == 'y' ? 2 : 1;
+  return static_cast<std::uint16_t>(width);
+}
+
+}  // namespace
+
+std::string_view MeMacroEngine::InputFromCursor() const {
+  const std::string_view input = input_.View();
+  return input_pos_ < input.size() ? input.substr(input_pos_) : std::string_view();
+}
+
+unsigned short MeMacroEngine::GetNumDigits(unsigned short max) {
+  const std::string_view field = InputFromCursor().substr(0, max);
+  std::size_t length = 0;
+  while (length < field.size() && field[length] == ' ') ++length;
+  while (length < field.size() && IsDigit(field[length])) ++length;
+  if (length == 0) SetLastCmdError(kUnexpectedInput);
+  return static_cast<unsigned short>(length);
+}
+
+bool MeMacroEngine::OnlyBlanks(unsigned short max) const {
+  return InputFromCursor().substr(0, max).find_first_not_of(' ') == std::string_view::npos;
+}
+
+// ---- texts ------------------------------------------------------------------------------------
+
+std::string_view MeMacroEngine::FieldAtCursor(std::uint16_t length, const char* stop) const {
+  const std::string_view field = InputFromCursor().substr(0, length);
+  return stop != nullptr ? field.substr(0, field.find(*stop)) : field;
+}
+
+template <class Operands>
+void MeMacroEngine::CmdReadString(Operands& in, int count) {
+  auto* const target = static_cast<HbStringVariable*>(in.Variable(TypeCode::kString));
+  if (target == nullptr) return;
+  const auto length = count >= 2 ? static_cast<std::uint16_t>(in.Int()) : kNoLimit;
+  const char stop = count >= 3 ? in.Char() : '\0';
+  if (!in.Ok()) return;
+  if (input_pos_ > input_.Len()) {
+    SetMacroStatus(kMalformed);
+    return;
+  }
+  const std::string_view field = FieldAtCursor(length, count >= 3 ? &stop : nullptr);
+  target->Set(String(field));
+  input_pos_ += static_cast<std::uint32_t>(field.size());
+  NotifyVariablesChanged();
+}
+TMX_COMMAND(CmdReadString);
+
+// Skips one character behind the field, whatever it is; CmdReadString does not. That is meant so.
+template <class Operands>
+void MeMacroEngine::CmdReadAppend(Operands& in, int count) {
+  auto* const target = static_cast<HbStringVariable*>(in.Variable(TypeCode::kString));
+  if (target == nullptr) return;
+  const auto length = count >= 2 ? static_cast<std::uint16_t>(in.Int()) : kNoLimit;
+  const char stop = count >= 3 ? in.Char() : '\0';
+  if (!in.Ok()) return;
+  const std::string_view field = FieldAtCursor(length, count >= 3 ? &stop : nullptr);
+  String text = target->Get();
+  text += field;
+  target->Set(text);
+  input_pos_ += static_cast<std::uint32_t>(field.size()) + 1;
+  NotifyVariablesChanged();
+}
+TMX_COMMAND(CmdReadAppend);
+
+// ---- numbers ----------------------------------------------------------------------------------
+
+// The limit handed to GetNumDigits is the cursor plus the length, although it is counted from the
+// cursor, and the cursor does not move. Both are meant so.
+template <class Operands>
+void MeMacroEngine::CmdReadInt(Operands& in, int count) {
+  auto* const target = static_cast<HbIntVariable*>(in.Variable(TypeCode::kInt));
+  if (target == nullptr) return;
+  const auto length = count >= 2 ? static_cast<std::uint16_t>(in.Int()) : std::uint16_t{0};
+  if (!in.Ok()) return;
+  const auto limit = length != 0 ? static_cast<std::uint16_t>(input_pos_ + length) : kNoLimit;
+  const std::string_view field = InputFromCursor().substr(0, GetNumDigits(limit));
+  target->Set(static_cast<short>(NumberOf(WithoutLeadingBlanks(field))));
+  NotifyVariablesChanged();
+}
+TMX_COMMAND(CmdReadInt);
+
+// Skips no blanks, raises no error and does not move the cursor; that is meant so.
+template <class Operands>
+void MeMacroEngine::CmdReadLong(Operands& in, int count) {
+  auto* const target = static_cast<HbLongVariable*>(in.Variable(TypeCode::kLong));
+  if (target == nullptr) return;
+  const auto length = count >= 2 ? static_cast<std::uint16_t>(in.Int()) : std::uint16_t{0};
+  if (!in.Ok()) return;
+  const std::uint64_t end = length != 0 ? std::uint64_t{input_pos_} + length : kNoLimit;
+  const std::string_view field =
+      InputFromCursor().substr(0, end > input_pos_ ? end - input_pos_ : 0);
+  target->Set(static_cast<std::int32_t>(NumberOf(field)));
+  NotifyVariablesChanged();
+}
+TMX_COMMAND(CmdReadLong);
+
+// ---- dates ------------------------------------------------------------------------------------
+
+// Takes the digits of one part of a date; 0 and the soft error when there are none.
+unsigned short MeMacroEngine::TakeDatePart(unsigned short width) {
+  const std::string_view field = InputFromCursor().substr(0, GetNumDigits(width));
+  input_pos_ += static_cast<std::uint32_t>(field.size());
+  return static_cast<unsigned short>(NumberOf(WithoutLeadingBlanks(field)));
+}
+
+// False when a character does not match or the input ends before the format.
+bool MeMacroEngine::TakeDate(std::string_view format, HbDate& date) {
+  std::size_t i = 0;
+  while (i < format.size() && input_pos_ < input_.Len()) {
+    const char c = format[i++];
+    if (c == 'd') {
+      date.SetDay(TakeDatePart(2));
+    } else if (c == 'm') {
+      date.SetMonth(TakeDatePart(2));
+    } else if (c == 'y' && i < format.size() && format[i] == 'y') {
+      date.SetYear(TakeDatePart(4));
+      ++i;
+    } else if (c == 'y') {
+      const unsigned short year = TakeDatePart(2);
+      date.SetYear(static_cast<unsigned short>(year > 80 ? year + 1900 : year + 2000));
+    } else if (input_.At(static_cast<std::uint16_t>(input_pos_)) == c) {
+      ++input_pos_;
+    } else {
+      return false;
+    }
+  }
+  return i == format.size();
+}
+
+template <class Operands>
+void MeMacroEngine::CmdReadDate(Operands& in, int) {
+  auto* const target = static_cast<HbDateVariable*>(in.Variable(TypeCode::kDate));
+  if (target == nullptr) return;
+  const std::string_view format = in.Text().View();
+  if (!in.Ok()) return;
+  HbDate date = target->Get();
+  if (!OnlyBlanks(DateWidth(format))) {
+    if (!TakeDate(format, date)) {
+      SetLastCmdError(kUnexpectedInput);
+      return;
+    }
+    if (date.GetYear() == 0) InferYear(date);
+  }
+  target->Set(date);
+  NotifyVariablesChanged();
+}
+TMX_COMMAND(CmdReadDate);
+
+// ---- amounts ----------------------------------------------------------------------------------
+
+// What is left of a field whose limit is a position of the input.
+unsigned short MeMacroEngine::LeftUpTo(std::uint64_t limit) const {
+  return static_cast<unsigned short>(
+      std::min<std::uint64_t>(limit > input_pos_ ? limit - input_pos_ : 0, kNoLimit));
+}
+
+// "v": an optional "-" and digits with dots between them. False when nothing was there.
+bool MeMacroEngine::TakeIntegerPart(std::uint64_t limit, unsigned short decimals,
+                                    HbAmount& amount) {
+  if (OnlyBlanks(LeftUpTo(limit))) {
+    amount = HbAmount(0, decimals, String());
+    return true;
+  }
+  std::string_view field = InputFromCursor().substr(0, LeftUpTo(limit));
+  const std::size_t blanks = std::min(field.find_first_not_of(' '), field.size());
+  field.remove_prefix(blanks);
+  std::size_t length = !field.empty() && field[0] == '-' ? 1 : 0;
+  while (length < field.size() && (IsDigit(field[length]) || field[length] == '.')) ++length;
+  if (length == 0) return false;
+  String digits(field.substr(0, length));
+  digits.RemoveSet(String("."));
+  amount = HbAmount(digits, 0, String());
+  amount.SetPrecision(decimals);
+  input_pos_ += static_cast<std::uint32_t>(blanks + length);
+  return true;
+}
+
+// "n": the digits behind the separator. They are added to the running amount even when it is
+// negative, so that "-12,50" reads as -11,50. That is meant so.
+bool MeMacroEngine::TakeFraction(std::uint64_t limit, unsigned short decimals, HbAmount& amount) {
+  if (OnlyBlanks(LeftUpTo(limit))) return true;
+  const unsigned short length = GetNumDigits(LeftUpTo(limit));
+  if (length == 0 || length > decimals) return false;
+  if (amount.IsNull()) amount = HbAmount(0, decimals, String());
+  // Drop the fraction that the amount already has.
+  BigInt whole = amount.GetBigInt(amount.GetPrecision());
+  whole /= tmx::PowerOfTen(amount.GetPrecision());
+  amount = HbAmount(whole, 0, String());
+
+  String digits(InputFromCursor().substr(0, length));
+  digits.TrimLeft(' ').TrimRight(' ');
+  HbAmount fraction(digits, digits.Len(), String());
+  if (fraction.GetPrecision() < decimals) fraction.SetPrecision(decimals);
+  amount += fraction;
+  input_pos_ += length;
+  return true;
+}
+
+bool MeMacroEngine::TakeAmount(std::string_view format, std::uint64_t limit,
+                               unsigned short decimals, HbAmount& amount) {
+  for (const char c : format) {
+    if (input_pos_ >= limit || input_pos_ >= input_.Len()) return false;
+    if (c == 'v') {
+      if (!TakeIntegerPart(limit, decimals, amount)) return false;
+    } else if (c == 'n') {
+      if (!TakeFraction(limit, decimals, amount)) return false;
+    } else if (!OnlyBlanks(LeftUpTo(limit))) {
+      if (input_.At(static_cast<std::uint16_t>(input_pos_)) != c) return false;
+      ++input_pos_;
+    }
+  }
+  return true;
+}
+
+// Count 5 is accepted and reads four operands; that is meant so.
+template <class Operands>
+void MeMacroEngine::CmdReadAmount(Operands& in, int count) {
+  auto* const target = static_cast<HbStringVariable*>(in.Variable(TypeCode::kAmount));
+  if (target == nullptr) return;
+  const std::string_view format = count >= 2 ? in.Text().View() : kDefaultAmountFormat;
+  const auto width = count >= 3 ? static_cast<std::uint16_t>(in.Int()) : std::uint16_t{0};
+  const auto decimals = count >= 4 ? static_cast<std::uint16_t>(in.Int()) : std::uint16_t{2};
+  if (!in.Ok()) return;
+  HbAmount amount;
+  if (!target->Get().IsEmpty()) amount.SetFromDecimalPointString(target->Get(), String("DEM"));
+  const std::uint64_t limit = width != 0 ? std::uint64_t{input_pos_} + width : kNoLimit;
+  if (!TakeAmount(format, limit, decimals, amount)) {
+    SetLastCmdError(kUnexpectedInput);
+    return;
+  }
+  target->Set(amount.GetDecimalPointString());
+  NotifyVariablesChanged();
+}
+TMX_COMMAND(CmdReadAmount);
+
+// ---- searching and skipping -------------------------------------------------------------------
+
+// The hit was counted from the cursor and is used here as a position of the whole input. That is
+// meant so; both agree for a search from the start.
+void MeMacroEngine::MoveCursorToHit(std::uint32_t hit, short mode) {
+  const std::string_view input = input_.View();
+  std::uint32_t p = hit;
+  if (mode == 0) {
+    if (hit > input_pos_)
+      while (p > input_pos_ && input[p] != '\n') --p;
+    if (p < input.size() && input[p] == '\n') ++p;
+  } else if (mode == 2) {
+    while (p < input.size() && input[p] != '\n') ++p;
+    if (p < input.size()) ++p;
+  }
+  input_pos_ = p;
+}
+
+// Column and line of the hit. Position 0 is never looked at; that is meant so.
+void MeMacroEngine::LocateHit(std::uint32_t hit, HbIntVariable& column, HbIntVariable& line) const {
+  const std::string_view input = input_.View();
+  int lines = 0;
+  int hit_column = static_cast<int>(hit);
+  int steps = -1;
+  for (std::uint32_t p = hit; p >= 1; --p, ++steps) {
+    if (input[p] != '\n') continue;
+    if (lines == 0) hit_column = steps;
+    ++lines;
+  }
+  line.Set(static_cast<short>(lines));
+  column.Set(static_cast<short>(hit_column));
+}
+
+template <class Operands>
+void MeMacroEngine::CmdSearch(Operands& in, int count) {
+  const String& pattern = in.Text();
+  const short mode = count >= 2 ? in.Int() : short{0};
+  auto* const column =
+      count >= 3 ? static_cast<HbIntVariable*>(in.Variable(TypeCode::kInt)) : nullptr;
+  auto* const line =
+      count >= 3 ? static_cast<HbIntVariable*>(in.Variable(TypeCode::kInt)) : nullptr;
+  if (!in.Ok()) return;
+  const String upper = vos::Converter::toUpper(String(InputFromCursor()), "german");
+  const std::uint16_t hit = upper.Find(vos::Converter::toUpper(pattern, "german"));
+  condition_ = hit != String::NotFound;
+  if (condition_) {
+    MoveCursorToHit(hit, mode);
+    if (count >= 3) LocateHit(hit, *column, *line);
+  }
+  NotifyVariablesChanged();
+}
+TMX_COMMAND(CmdSearch);
+
+template <class Operands>
+void MeMacroEngine::CmdEatLeadingChars(Operands& in, int count) {
+  char character = ' ';
+  if (count >= 1) {
+    character = in.Char();
+    if (!in.Ok()) return;
+  }
+  const std::string_view rest = InputFromCursor();
+  const std::size_t skipped = std::min(rest.find_first_not_of(character), rest.size());
+  input_pos_ += static_cast<std::uint32_t>(skipped);
+}
+TMX_COMMAND(CmdEatLeadingChars);
+
+// ---- the input itself -------------------------------------------------------------------------
+
+template <class Operands>
+void MeMacroEngine::CmdReceiveString(Operands& in, int) {
+  const String& text = in.AnyText();
+  if (!in.Ok()) return;
+  input_ = text;
+  input_pos_ = 0;
+}
+TMX_COMMAND(CmdReceiveString);
+
+template <class Operands>
+void MeMacroEngine::CmdReceiveOutput(Operands&, int) {
+  input_ = output_;
+  input_pos_ = 0;
+}
+TMX_COMMAND(CmdReceiveOutput);

@@ -1,0 +1,173 @@
+// The commands that append to the output.
+
+#include <charconv>
+#include <string>
+
+#include "tmxtools/core/amount.h"
+#include "tmxtools/macro/operands.h"
+
+using tmx::FieldLayout;
+using tmx::TypeCode;
+
+namespace {
+
+constexpr std::string_view kDefaultDateFormat = "dmyy";
+constexpr std::string_view kDefaultAmountFormat = "v,n";
+
+// A number with zeros in front of it up to a width.
+void AppendPadded(std::string& text, std::string_view number, std::size_t width) {
+  if (number.size() < width) text.append(width - number.size(), '0');
+  text += number;
+}
+
+void AppendPadded(std::string& text, unsigned number, std::size_t width) {
+  char digits[16];
+  const char* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+  AppendPadded(text, std::string_view(digits, static_cast<std::size_t>(end - digits)), width);
+}
+
+std::string FormatDate(const HbDate& date, std::string_view format) {
+  std::string text;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    switch (format[i]) {
+      case 'd':
+        AppendPadded(text, date.GetDay(), 2);
+        break;
+      case 'm':
+        AppendPadded(text, date.GetMonth(), 2);
+        break;
+      case 'y':
+        if (i + 1 < format.size() && format[i + 1] == 'y') {
+          AppendPadded(text, date.GetYear(), 4);
+          ++i;
+        } else {
+          AppendPadded(text, date.GetYear() % 100u, 2);
+        }
+        break;
+      default:
+        text += format[i];
+    }
+  }
+  return text;
+}
+
+// The raw integer of the amount is split as it stands: the text is expected to carry exactly
+// `decimals` places, no other number of places is brought to it. That is meant so.
+std::string FormatAmount(const String& amount_text, std::string_view format, int decimals) {
+  HbAmount amount;
+  amount.SetFromDecimalPointString(amount_text, String());
+  BigInt whole = amount.IsNull() ? BigInt(0) : amount.GetBigInt(amount.GetPrecision());
+  BigInt fraction(0);
+  if (decimals > 0) {
+    const BigInt unit = tmx::PowerOfTen(static_cast<unsigned short>(decimals));
+    fraction = whole;
+    fraction %= unit;
+    whole /= unit;
+  }
+  std::string text;
+  for (const char c : format) {
+    if (text.size() > String::MaxLen) break;  // too long already; how much does not matter
+    if (c == 'v') {
+      text += whole.ToString().View();
+    } else if (c == 'n') {
+      AppendPadded(text, fraction.ToString().View(),
+                   static_cast<std::size_t>(decimals > 0 ? decimals : 0));
+    } else {
+      text += c;
+    }
+  }
+  return text;
+}
+
+// Reads width, fill and alignment, which are the operands number `first` to `first` + 2.
+template <class Operands>
+FieldLayout ReadLayout(Operands& in, int count, int first) {
+  FieldLayout layout;
+  layout.has_width = count >= first;
+  layout.has_fill = count > first;
+  if (layout.has_width) layout.width = static_cast<std::uint16_t>(in.Int());
+  if (layout.has_fill) layout.fill = in.Char();
+  if (count > first + 1) layout.right = in.Bool();
+  return layout;
+}
+
+}  // namespace
+
+void MeMacroEngine::AppendField(std::string_view value, const FieldLayout& layout) {
+  if (layout.has_width && value.size() > layout.width) value = value.substr(0, layout.width);
+  const std::size_t missing = layout.has_width ? layout.width - value.size() : 0;
+  // A short field without a fill character is marked; that is meant so.
+  const bool marked = missing > 0 && !layout.has_fill;
+  const std::size_t filled = layout.has_fill ? missing : 0;
+  const std::size_t length = output_.Len() + value.size() + filled;
+  if (length + (marked ? 2 : 0) > String::MaxLen) {
+    SetMacroStatus(tmx::kMalformed);
+    return;
+  }
+  if (filled > 0 && layout.right)
+    output_.PadTo(static_cast<std::uint16_t>(output_.Len() + filled), layout.fill);
+  output_ += value;
+  if (filled > 0 && !layout.right) output_.PadTo(static_cast<std::uint16_t>(length), layout.fill);
+  if (marked) output_ += std::string_view("\\#");
+}
+
+template <class Operands>
+void MeMacroEngine::CmdWriteString(Operands& in, int count) {
+  const String& text = in.Text();
+  const FieldLayout layout = ReadLayout(in, count, 2);
+  if (in.Ok()) AppendField(text.View(), layout);
+}
+TMX_COMMAND(CmdWriteString);
+
+template <class Operands>
+void MeMacroEngine::CmdWriteDate(Operands& in, int count) {
+  const HbDate date = in.Date();
+  const std::string_view format = count >= 2 ? in.Text().View() : kDefaultDateFormat;
+  const FieldLayout layout = ReadLayout(in, count, 3);
+  if (in.Ok()) AppendField(FormatDate(date, format), layout);
+}
+TMX_COMMAND(CmdWriteDate);
+
+template <class Operands>
+void MeMacroEngine::CmdWriteAmount(Operands& in, int count) {
+  const String& amount = in.Amount();
+  const std::string_view format = count >= 2 ? in.Text().View() : kDefaultAmountFormat;
+  FieldLayout layout;
+  layout.has_width = count >= 3;
+  if (layout.has_width) layout.width = static_cast<std::uint16_t>(in.Int());
+  const int decimals = count >= 4 ? in.Int() : 2;
+  layout.has_fill = count >= 5;
+  if (layout.has_fill) layout.fill = in.Char();
+  if (count >= 6) layout.right = in.Bool();
+  if (in.Ok()) AppendField(FormatAmount(amount, format, decimals), layout);
+}
+TMX_COMMAND(CmdWriteAmount);
+
+void MeMacroEngine::AppendNumber(std::int32_t value, const FieldLayout& layout) {
+  char digits[16];
+  const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  AppendField(std::string_view(digits, static_cast<std::size_t>(end - digits)), layout);
+}
+
+// Both number commands accept a fifth operand and do not read it; that is meant so.
+template <class Operands>
+void MeMacroEngine::CmdWriteInt(Operands& in, int count) {
+  const short value = in.Int();
+  const FieldLayout layout = ReadLayout(in, count, 2);
+  if (in.Ok()) AppendNumber(value, layout);
+}
+TMX_COMMAND(CmdWriteInt);
+
+template <class Operands>
+void MeMacroEngine::CmdWriteLong(Operands& in, int count) {
+  const auto value = static_cast<std::int32_t>(in.Long());
+  const FieldLayout layout = ReadLayout(in, count, 2);
+  if (in.Ok()) AppendNumber(value, layout);
+}
+TMX_COMMAND(CmdWriteLong);
+
+template <class Operands>
+void MeMacroEngine::CmdClear(Operands&, int) {
+  output_.Clear();
+}
+TMX_COMMAND(CmdClear);

@@ -1,0 +1,271 @@
+// The loop over decoded code.
+//
+// It runs while there is neither an observer nor an error. Whatever it cannot do exactly as the
+// engine that reads bytes would, it leaves to that engine: it sets the program counter to the
+// instruction and returns, having changed nothing. So no error is raised here but by the commands
+// themselves, after all their operands were read.
+
+#include <array>
+#include <new>
+#include <stdexcept>
+#include <typeinfo>
+
+#include "tmxtools/macro/decoded_code.h"
+#include "tmxtools/macro/operands.h"
+
+using tmx::Action;
+using tmx::CallSite;
+using tmx::DecodedCode;
+using tmx::DecodedInstruction;
+using tmx::DecodedOperand;
+using tmx::DecodedOperands;
+using tmx::kFirstVariableTag;
+using tmx::kMalformed;
+using tmx::TypeCode;
+
+namespace {
+
+constexpr unsigned short kLongType = 6;
+
+DecodedCode& DecodedOf(HbStackFrame& frame) {
+  tmx::MacroCode& code = *frame.GetByteCode()->GetCode();
+  if (code.decoded == nullptr) code.decoded = std::make_unique<DecodedCode>(code);
+  return *code.decoded;
+}
+
+// The long variable that a holder of type long already has, or null.
+HbLongVariable* LongVariable(const HbStackFrame& frame, short id) {
+  const HbVariableHolder* const holder = frame.GetHolder(id);
+  if (holder == nullptr || holder->GetType() != kLongType ||
+      holder->GetHolderClass() == HbVariableHolder::kSecret)
+    return nullptr;
+  HbVariable* const variable = holder->GetVariable();
+  return variable != nullptr && variable->GetType() == kLongType
+             ? static_cast<HbLongVariable*>(variable)
+             : nullptr;
+}
+
+std::int32_t WrappingSum(long a, std::int32_t b) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
+}
+
+bool Holds(char op, long a, std::int32_t b) {
+  return op == '<' ? a < b : op == '=' ? a == b : a > b;
+}
+
+}  // namespace
+
+bool MeMacroEngine::MayRunDecoded() const {
+  return observer_ == nullptr && !resume_pending_ && !HasStatus() && !last_cmd_error_.IsSet() &&
+         (decoded_allowed_ || typeid(*this) == typeid(MeMacroEngine));
+}
+
+// Runs a command with decoded operands. False when it gave up.
+bool MeMacroEngine::RunDecodedCommand(HbStackFrame& frame, const DecodedInstruction& instruction) {
+  using Command = void (MeMacroEngine::*)(DecodedOperands&, int);
+  static constexpr auto kCommands = [] {
+    std::array<Command, 256> commands{};
+#define TMX_ENTER(number, command) commands[number] = &MeMacroEngine::command;
+    TMX_DECODED_COMMANDS(TMX_ENTER)
+#undef TMX_ENTER
+    return commands;
+  }();
+  DecodedOperands operands(frame, instruction.operands);
+  frame.GetByteCode()->SetPC(instruction.next);
+  try {
+    (this->*kCommands[instruction.opcode])(operands, instruction.count);
+  } catch (const std::length_error&) {
+    SetMacroStatus(kMalformed);
+  } catch (const std::bad_alloc&) {
+    SetMacroStatus(kMalformed);
+  }
+  return !operands.GaveUp();
+}
+
+// Appends a holder with a default value as the declaration of a local does.
+bool MeMacroEngine::DeclareDecoded(HbStackFrame& frame, const DecodedInstruction& instruction) {
+  if (instruction.id != frame.GetMaxVarId() + 1) return false;
+  const auto type = static_cast<unsigned short>(instruction.number);
+  if (instruction.action == Action::kLocal) {
+    frame.AppendHolder(type, HbVariableHolder::kLocal);
+    return true;
+  }
+  const DecodedOperand& value = instruction.operands[2];
+  const auto append = [&frame, type](auto* variable, const auto& initial) {
+    variable->Set(initial);
+    frame.AppendHolder(type, HbVariableHolder::kLocal).AdoptVariable(variable);
+  };
+  switch (static_cast<TypeCode>(type)) {
+    case TypeCode::kString:
+    case TypeCode::kAmount:
+      append(new HbStringVariable, *value.text);
+      return true;
+    case TypeCode::kInt:
+      append(new HbIntVariable, static_cast<short>(value.number));
+      return true;
+    case TypeCode::kLong:
+      append(new HbLongVariable, long{value.number});
+      return true;
+    case TypeCode::kBool:
+      append(new HbBoolVariable, value.number != 0);
+      return true;
+    case TypeCode::kDate:
+      append(new HbDateVariable, HbDate(static_cast<unsigned long>(value.number)));
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Pushes a frame for the call. Null when the call must be read from its bytes.
+HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& site) {
+  if (call_stack_->Count() >= kMaxFrames) return nullptr;
+  if (site.file_set != file_stack_.GetFileSet()) {
+    site.callee = file_stack_.FindLoaded(*site.name);
+    if (site.callee == nullptr) return nullptr;
+    site.file_set = file_stack_.GetFileSet();
+  }
+  for (int i = 0; i < site.argument_count; ++i) {
+    const short tag = site.arguments[i].tag;
+    if (tag < kFirstVariableTag) continue;
+    const HbVariableHolder* const own = caller.GetHolder(tag);
+    if (own == nullptr || own->GetVariable() == nullptr ||
+        own->GetHolderClass() == HbVariableHolder::kSecret ||
+        own->GetVariable()->GetType() != tmx::StorageType(own->GetType()))
+      return nullptr;
+  }
+  HbStackFrame* const callee = file_stack_.TakeFrame(*site.callee, *site.name);
+  for (int i = 0; i < site.argument_count; ++i) PassDecoded(caller, site.arguments[i], *callee);
+  call_stack_->PushFrame(callee);
+  cur_frame_ = callee;
+  return callee;
+}
+
+void MeMacroEngine::PassDecoded(HbStackFrame& caller, const DecodedOperand& argument,
+                                HbStackFrame& callee) {
+  if (argument.tag >= kFirstVariableTag) {
+    const HbVariableHolder& own = *caller.GetHolder(argument.tag);
+    callee.AppendHolder(own.GetType(), HbVariableHolder::kParameter).SetVariable(own.GetVariable());
+    return;
+  }
+  switch (static_cast<TypeCode>(argument.tag)) {
+    case TypeCode::kString:
+    case TypeCode::kAmount:
+      return callee.PushParam(*argument.text);
+    case TypeCode::kDate:
+      return callee.PushParam(HbDate(static_cast<unsigned long>(argument.number)));
+    case TypeCode::kInt:
+      return callee.PushParam(static_cast<short>(argument.number));
+    case TypeCode::kLong:
+      return callee.PushParam(long{argument.number});
+    default:
+      return callee.PushParam(argument.number != 0);
+  }
+}
+
+void MeMacroEngine::RunDecoded() {
+  HbStackFrame* frame = cur_frame_;
+  DecodedCode* code = &DecodedOf(*frame);
+  std::uint32_t pc = frame->GetByteCode()->GetPC();
+  std::uint64_t steps = steps_;
+  const auto leave = [&](std::uint32_t at) {
+    frame->GetByteCode()->SetPC(static_cast<unsigned short>(at));
+    steps_ = steps;
+  };
+  if (pc > code->length()) return;
+  for (;;) {
+    const DecodedInstruction& instruction = code->At(static_cast<std::uint16_t>(pc));
+    switch (instruction.action) {
+      case Action::kAddCompareJumpLong: {
+        HbLongVariable* const variable = LongVariable(*frame, instruction.id);
+        if (variable == nullptr) return leave(pc);
+        const std::uint32_t own = pc;
+        do {
+          const std::int32_t sum = WrappingSum(variable->Get(), instruction.number);
+          variable->Set(sum);
+          condition_ = Holds(instruction.op, sum, instruction.limit);
+          steps += 3;
+          pc = condition_ ? instruction.target : instruction.next;
+        } while (pc == own);
+        continue;
+      }
+      case Action::kAddLong: {
+        HbLongVariable* const target = LongVariable(*frame, instruction.id);
+        const HbLongVariable* const left = LongVariable(*frame, instruction.left);
+        if (target == nullptr || left == nullptr) return leave(pc);
+        target->Set(WrappingSum(left->Get(), instruction.number));
+        break;
+      }
+      case Action::kCompareLong: {
+        const HbLongVariable* const left = LongVariable(*frame, instruction.left);
+        if (left == nullptr) return leave(pc);
+        condition_ = Holds(instruction.op, left->Get(), instruction.number);
+        break;
+      }
+      case Action::kCommand:
+        if (!RunDecodedCommand(*frame, instruction)) return leave(pc);
+        if (HasStatus() || last_cmd_error_.IsSet()) {
+          ++steps;
+          return leave(instruction.next);
+        }
+        break;
+      case Action::kIfNot:
+        condition_ = !condition_;
+        [[fallthrough]];
+      case Action::kIf:
+        ++steps;
+        pc = condition_ ? instruction.target : instruction.next;
+        continue;
+      case Action::kGoto:
+        ++steps;
+        pc = instruction.target;
+        continue;
+      case Action::kParam:
+        if (frame->GetHolder(instruction.id) == nullptr) return leave(pc);
+        break;
+      case Action::kLocal:
+      case Action::kLocalDefault:
+        if (!DeclareDecoded(*frame, instruction)) return leave(pc);
+        break;
+      case Action::kName: {
+        HbVariableHolder* const holder =
+            frame->GetHolder(static_cast<short>(instruction.operands[0].number));
+        if (holder == nullptr) return leave(pc);
+        holder->SetName(*instruction.operands[1].text);
+        break;
+      }
+      case Action::kLine:
+        frame->SetMacroSourceLine(static_cast<unsigned short>(instruction.number));
+        pc = instruction.next;
+        continue;
+      case Action::kSkip:
+        pc = instruction.next;
+        continue;
+      case Action::kCall: {
+        frame->GetByteCode()->SetPC(instruction.next);
+        HbStackFrame* const callee = CallDecoded(*frame, *instruction.call);
+        if (callee == nullptr) return leave(pc);
+        ++steps;
+        frame = callee;
+        code = &DecodedOf(*frame);
+        pc = 0;
+        continue;
+      }
+      case Action::kExit:
+        ++steps;
+        leave(instruction.next);
+        if (call_stack_->Count() == 1) return PopFrame();
+        file_stack_.CacheSub(call_stack_->PopFrame());
+        cur_frame_ = frame = call_stack_->CurFrame();
+        code = &DecodedOf(*frame);
+        pc = frame->GetByteCode()->GetPC();
+        if (pc > code->length()) return;
+        continue;
+      case Action::kNotDecoded:
+      case Action::kReadBytes:
+        return leave(pc);
+    }
+    ++steps;
+    pc = instruction.next;
+  }
+}

@@ -1,0 +1,73 @@
+#include "tmxtools/macro/operands.h"
+
+#include <algorithm>
+
+namespace tmx {
+
+// Reads a tag and, behind the tag of a literal, its value. A literal of an unknown type has none.
+short ByteOperands::SkipTagged() {
+  const short tag = engine_.ReadInt();
+  switch (static_cast<TypeCode>(tag < kFirstVariableTag && tag >= 0 ? tag : 0)) {
+    case TypeCode::kString:
+    case TypeCode::kAmount:
+      engine_.ReadString();
+      break;
+    case TypeCode::kDate:
+      engine_.ReadDate();
+      break;
+    case TypeCode::kInt:
+      engine_.ReadInt();
+      break;
+    case TypeCode::kLong:
+      engine_.ReadLong();
+      break;
+    case TypeCode::kBool:
+    case TypeCode::kChar:
+      engine_.ReadByte();
+      break;
+    default:
+      break;
+  }
+  return tag;
+}
+
+bool ByteOperands::TypeOfSecond(TypeCode& type) {
+  HbStackFrame* const frame = engine_.GetCurFrame();
+  if (frame == nullptr) return false;  // the run was stopped meanwhile
+  const unsigned short begin = frame->GetByteCode()->GetPC();
+  SkipTagged();
+  const short tag = engine_.ReadInt();
+  if (tag >= kFirstVariableTag) {
+    const HbVariableHolder* const holder = frame->GetHolder(tag);
+    if (holder == nullptr) {
+      engine_.SetMacroStatus(kMalformed);
+      return false;
+    }
+    type = static_cast<TypeCode>(holder->GetType());
+  } else {
+    type = static_cast<TypeCode>(tag);
+  }
+  frame->GetByteCode()->SetPC(begin);
+  return true;
+}
+
+bool DecodedOperands::TypeOfSecond(TypeCode& type) {
+  const std::int16_t tag = next_[1].tag;
+  type = static_cast<TypeCode>(tag);
+  if (tag < kFirstVariableTag) return true;
+  const HbVariableHolder* const holder = frame_.GetHolder(tag);
+  if (holder == nullptr) {
+    ok_ = false;
+    return false;
+  }
+  type = static_cast<TypeCode>(holder->GetType());
+  return true;
+}
+
+const String& DecodedOperands::AnyText() {
+  const DecodedOperand& operand = *next_++;
+  if (operand.tag < kFirstVariableTag) return *operand.text;
+  return TextOf(operand, 0);  // gives up where a number or a date is to be converted
+}
+
+}  // namespace tmx

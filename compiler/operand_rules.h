@@ -1,0 +1,44 @@
+// What an operand accepts and how literals become bytes: the rules between the opcode table and
+// the tree, without a subroutine's state.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "compiler/ast.h"
+#include "tmxtools/macro/opcode_table.h"
+
+namespace tmx::compiler {
+
+// Whether a tagged operand of a type reads a variable of another: a text reader also takes the
+// text of an amount.
+bool ReaderAccepts(const Operand& shape, TypeCode wanted, TypeCode variable);
+
+// Whether a value of the type has a text form (operands of kind kAnyAttribute).
+bool HasTextForm(TypeCode type);
+
+// Whether a call can push a literal of the type.
+bool CanBePushed(TypeCode type);
+
+// The type that a literal has where `wanted` is expected (kNone: anything).
+TypeCode LiteralType(const Term& term, TypeCode wanted);
+
+// The raw bytes of a literal of the type; an error text if it has no such form.
+struct LiteralBytes {
+  std::string bytes;
+  bool ends_in_text = false;  // the last byte is a text's zero
+  std::string error;
+};
+LiteralBytes EncodeLiteral(const Term& term, TypeCode type);
+
+// The count of a command written with that many operands, none if no count fits.
+std::optional<int> CountFor(const Opcode& opcode, int operands);
+// How many operands an instruction has at most; kArguments has no limit but the count byte's.
+int OperandsAt(const Opcode& opcode, int count);
+// The shape of operand number i; operands of a call beyond the name share one shape.
+const Operand& ShapeOf(const Opcode& opcode, int i);
+
+// "a text", "a number" and so on, for messages.
+std::string Describe(const Term& term);
+
+}  // namespace tmx::compiler

@@ -1,0 +1,561 @@
+#include "compiler/parser.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "compiler/lexer.h"
+#include "compiler/type_names.h"
+
+namespace tmx::compiler {
+namespace {
+
+// Words that no variable, label or subroutine may be called without quotes.
+constexpr std::string_view kReserved[] = {"true", "false", "left",  "right", "not",
+                                          "and",  "or",    "value", "end",   "condition"};
+
+bool IsReserved(std::string_view word) {
+  return TypeNamed(word) != TypeCode::kNone ||
+         std::find(std::begin(kReserved), std::end(kReserved), word) != std::end(kReserved);
+}
+
+// Thrown inside the parser only, after the message was recorded; caught at the statement.
+struct Mistake {};
+
+class Parser {
+ public:
+  Parser(const Source& source, Diagnostics& diagnostics)
+      : tokens_(Lex(source, diagnostics)), diagnostics_(diagnostics) {}
+
+  File Run() {
+    File file;
+    while (Cur().kind != TokenKind::kEnd) {
+      try {
+        ParseItem(file);
+      } catch (const Mistake&) {
+        SkipLine();
+      }
+    }
+    return file;
+  }
+
+ private:
+  // ---- tokens --------------------------------------------------------------------------------
+  const Token& Cur() const { return tokens_[pos_]; }
+  const Token& Ahead() const { return tokens_[std::min(pos_ + 1, tokens_.size() - 1)]; }
+  Token Take() { return tokens_[Cur().kind == TokenKind::kEnd ? pos_ : pos_++]; }
+  bool TakeIf(const char* punctuation) {
+    if (!Cur().Is(punctuation)) return false;
+    ++pos_;
+    return true;
+  }
+  bool TakeWordIf(const char* word) {
+    if (!Cur().IsWord(word)) return false;
+    ++pos_;
+    return true;
+  }
+  [[noreturn]] void Fail(Position at, std::string text) {
+    diagnostics_.Error(at, std::move(text));
+    throw Mistake{};
+  }
+  [[noreturn]] void Expected(const std::string& what) { Fail(Cur().at, "expected " + what); }
+  void Expect(const char* punctuation) {
+    if (!TakeIf(punctuation)) Expected(std::string("'") + punctuation + "'");
+  }
+  void EndOfLine() {
+    if (Cur().kind == TokenKind::kEnd) return;
+    if (Cur().kind != TokenKind::kNewline) Expected("the end of the line");
+    ++pos_;
+  }
+  void SkipLine() {
+    while (Cur().kind != TokenKind::kNewline && Cur().kind != TokenKind::kEnd) ++pos_;
+    if (Cur().kind == TokenKind::kNewline) ++pos_;
+  }
+  std::int64_t Number(const char* what, std::int64_t max) {
+    if (Cur().kind != TokenKind::kNumber) Expected(what);
+    if (Cur().number > max)
+      Fail(Cur().at, std::string(what) + " is at most " + std::to_string(max));
+    return Take().number;
+  }
+  Token NewName(const char* what) {
+    if (Cur().kind != TokenKind::kWord) Expected(what);
+    if (IsReserved(Cur().text)) Fail(Cur().at, "'" + Cur().text + "' is a reserved word");
+    return Take();
+  }
+
+  // ---- file ----------------------------------------------------------------------------------
+  void ParseItem(File& file) {
+    const Token start = Cur();
+    if (start.kind == TokenKind::kNewline) return SkipLine();
+    Item item;
+    item.at = start.at;
+    if (TakeWordIf("sub")) {
+      item.subroutine = ParseSubroutine();
+    } else if (TakeWordIf("verbatim")) {
+      file.verbatim = true;
+      return EndOfLine();
+    } else if (TakeWordIf("magic")) {
+      if (Cur().kind != TokenKind::kText) Expected("the first bytes of the code file as a text");
+      file.magic = Take().text;
+      return EndOfLine();
+    } else if (TakeWordIf("entry")) {
+      item.kind = Item::Kind::kEntry;
+      item.entry = ParseEntry();
+    } else if (Cur().IsWord("raw") || Cur().IsWord("index_raw")) {
+      item.kind = Take().text == "raw" ? Item::Kind::kRaw : Item::Kind::kIndexRaw;
+      item.bytes = ParseBytes();
+    } else {
+      Expected("'sub'");
+    }
+    file.items.push_back(std::move(item));
+  }
+
+  Entry ParseEntry() {
+    Entry entry;
+    if (Cur().kind != TokenKind::kText) Expected("the name of an index entry as a text");
+    entry.name = Take().text;
+    Expect(",");
+    entry.offset = Number("an offset", 0xFFFFFFFF);
+    Expect(",");
+    entry.length = static_cast<int>(Number("a length", 0xFFFF));
+    if (TakeIf(",")) entry.reserved = static_cast<int>(Number("a reserved value", 0xFFFF));
+    EndOfLine();
+    return entry;
+  }
+
+  std::string ParseBytes() {
+    std::string bytes;
+    while (Cur().kind == TokenKind::kNumber || Cur().kind == TokenKind::kText) {
+      if (Cur().kind == TokenKind::kText)
+        bytes += Take().text;
+      else
+        bytes += static_cast<char>(Number("a byte", 255));
+    }
+    EndOfLine();
+    return bytes;
+  }
+
+  std::string SubroutineName() {
+    if (Cur().kind == TokenKind::kText) return Take().text;
+    return NewName("the name of a subroutine").text;
+  }
+
+  Subroutine ParseSubroutine() {
+    Subroutine sub;
+    sub.at = Cur().at;
+    sub.name = SubroutineName();
+    if (TakeIf("(") && !TakeIf(")")) {
+      do sub.parameters.push_back(ParseDeclaration(*FindOpcode("param")));
+      while (TakeIf(","));
+      Expect(")");
+    }
+    while (Cur().kind == TokenKind::kWord) {
+      if (TakeWordIf("reserved"))
+        sub.reserved = static_cast<int>(Number("a reserved value", 0xFFFF));
+      else if (TakeWordIf("unlisted"))
+        sub.listed = false;
+      else
+        Expected("'reserved' or 'unlisted'");
+    }
+    EndOfLine();
+    sub.body = ParseBlock();
+    sub.end = Cur().at;
+    CloseBlock("sub", sub.at);
+    return sub;
+  }
+
+  // ---- statements ----------------------------------------------------------------------------
+  bool AtBlockEnd() const {
+    return Cur().kind == TokenKind::kEnd || AtWordLine("end") || AtWordLine("else") ||
+           AtWordLine("elif") || (Cur().IsWord("sub") && Ahead().kind != TokenKind::kPunctuation);
+  }
+  bool AtWordLine(const char* word) const { return Cur().IsWord(word) && !Ahead().Is("="); }
+
+  // Counts the parser's own recursion, which a source must not drive without end.
+  class Deeper {
+   public:
+    explicit Deeper(Parser& parser) : depth_(parser.depth_) {
+      constexpr int kDeepest = 200;
+      if (depth_ >= kDeepest) parser.Fail(parser.Cur().at, "nested too deeply");
+      ++depth_;
+    }
+    ~Deeper() { --depth_; }
+    Deeper(const Deeper&) = delete;
+    Deeper& operator=(const Deeper&) = delete;
+
+   private:
+    int& depth_;
+  };
+
+  Block ParseBlock(bool in_if = false) {
+    const Deeper deeper(*this);
+    Block block;
+    while (!AtBlockEnd() || (!in_if && (AtWordLine("else") || AtWordLine("elif")))) {
+      try {
+        if (AtBlockEnd())
+          Fail(Cur().at, "'" + Cur().text + "' without 'if'");
+        else if (Cur().kind == TokenKind::kNewline)
+          SkipLine();
+        else
+          block.push_back(ParseStatement());
+      } catch (const Mistake&) {
+        SkipLine();
+      }
+    }
+    return block;
+  }
+
+  void CloseBlock(const char* what, Position opened) {
+    if (TakeWordIf("end")) return EndOfLine();
+    diagnostics_.Error(Cur().at, "expected 'end' of the '" + std::string(what) + "' in line " +
+                                     std::to_string(opened.line));
+  }
+
+  Statement ParseStatement() {
+    const Token word = Cur();
+    if (word.kind != TokenKind::kWord) Expected("a statement");
+    if (Ahead().Is("=")) return ParseAssignment();
+    if (Ahead().Is(":")) return ParseLabel();
+    ++pos_;
+    if (word.text == "if") return ParseIf(word.at);
+    if (word.text == "while") return ParseWhile(word.at);
+    if (word.text == "loop") return ParseLoop(word.at);
+    if (word.text == "break") return Simple(Statement::Kind::kBreak, word.at);
+    if (word.text == "continue") return Simple(Statement::Kind::kContinue, word.at);
+    if (word.text == "raw") return ParseRaw(word.at);
+    if (word.text == "return") return ParseCommand(*FindOpcode("exit"), word.at);
+    if (const Opcode* opcode = FindOpcode(word.text.c_str()))
+      return IsDeclaration() ? ParseDeclarationLine(*opcode) : ParseCommand(*opcode, word.at);
+    Fail(word.at, "unknown statement '" + word.text + "'");
+  }
+
+  Statement Simple(Statement::Kind kind, Position at) {
+    Statement statement;
+    statement.kind = kind;
+    statement.at = at;
+    EndOfLine();
+    return statement;
+  }
+
+  Statement ParseRaw(Position at) {
+    Statement statement;
+    statement.kind = Statement::Kind::kRaw;
+    statement.at = at;
+    statement.name = ParseBytes();
+    return statement;
+  }
+
+  Statement ParseLabel() {
+    Statement statement;
+    statement.kind = Statement::Kind::kLabel;
+    statement.at = Cur().at;
+    statement.name = NewName("a label").text;
+    Expect(":");
+    EndOfLine();
+    return statement;
+  }
+
+  // A type and then a name: `local string x`. The generic form has a comma there.
+  bool IsDeclaration() const {
+    return Cur().kind == TokenKind::kWord && TypeNamed(Cur().text) != TypeCode::kNone &&
+           Ahead().kind == TokenKind::kWord;
+  }
+
+  Statement ParseDeclaration(const Opcode& opcode) {
+    Statement statement;
+    statement.kind = Statement::Kind::kDeclare;
+    statement.at = Cur().at;
+    statement.opcode = &opcode;
+    statement.type = Cur().kind == TokenKind::kWord ? TypeNamed(Cur().text) : TypeCode::kNone;
+    if (statement.type == TypeCode::kNone || statement.type == TypeCode::kChar)
+      Expected("the type of a variable");
+    ++pos_;
+    statement.name_at = Cur().at;
+    statement.name = NewName("the name of a variable").text;
+    const auto& operands = opcode.operands;
+    const auto has = [&](OperandKind kind) {
+      return std::any_of(operands.begin(), operands.begin() + opcode.operand_count,
+                         [kind](const Operand& operand) { return operand.kind == kind; });
+    };
+    if (has(OperandKind::kRawKey)) {
+      if (!TakeWordIf("key")) Expected("'key' and the key of the static variable");
+      statement.value = ParseTerm();
+    } else if (has(OperandKind::kDefault) && TakeIf("=")) {
+      statement.value = ParseTerm();
+    }
+    return statement;
+  }
+
+  Statement ParseDeclarationLine(const Opcode& opcode) {
+    Statement statement = ParseDeclaration(opcode);
+    EndOfLine();
+    return statement;
+  }
+
+  Statement ParseAssignment() {
+    Statement statement;
+    statement.kind = Statement::Kind::kAssign;
+    statement.at = statement.name_at = Cur().at;
+    statement.name = NewName("a variable").text;
+    Expect("=");
+    statement.operands.push_back(ParseTerm());
+    while (Cur().kind == TokenKind::kPunctuation && Cur().text.size() == 1 &&
+           std::string_view("+-*/%").find(Cur().text) != std::string_view::npos) {
+      statement.ops += Take().text;
+      statement.operands.push_back(ParseTerm());
+    }
+    EndOfLine();
+    return statement;
+  }
+
+  Statement ParseCommand(const Opcode& opcode, Position at) {
+    Statement statement = ParseCommandHead(opcode, at);
+    EndOfLine();
+    return statement;
+  }
+
+  Statement ParseCommandHead(const Opcode& opcode, Position at) {
+    Statement statement;
+    statement.at = at;
+    statement.opcode = &opcode;
+    if (TakeIf("[")) {
+      statement.count = static_cast<int>(Number("a count", 255));
+      Expect("]");
+    }
+    if (opcode.counted == Counted::kCall) {
+      ParseCallOperands(statement);
+    } else if (StartsTerm()) {
+      // `if_goto label` and `if_goto not label` stand for a flag and a label.
+      const bool flag_first =
+          opcode.operand_count > 0 && opcode.operands[0].kind == OperandKind::kRawBool;
+      if (flag_first && TypeNamed(Cur().text) == TypeCode::kNone && !Ahead().Is(",")) {
+        Term negate;
+        negate.kind = Term::Kind::kBool;
+        negate.at = Cur().at;
+        negate.number = TakeWordIf("not") ? 1 : 0;
+        statement.operands.push_back(negate);
+      }
+      do statement.operands.push_back(ParseTerm());
+      while (TakeIf(","));
+    }
+    return statement;
+  }
+
+  void ParseCallOperands(Statement& statement) {
+    statement.operands.push_back(ParseTerm());
+    if (!TakeIf("(") || TakeIf(")")) return;
+    do {
+      const bool by_value = Cur().IsWord("value");
+      if (by_value) ++pos_;
+      statement.operands.push_back(ParseTerm());
+      statement.operands.back().by_value = by_value;
+    } while (TakeIf(","));
+    Expect(")");
+  }
+
+  Statement ParseBlockStatement(Statement::Kind kind, Position at) {
+    Statement statement;
+    statement.kind = kind;
+    statement.at = at;
+    return statement;
+  }
+
+  Statement ParseIf(Position at) {
+    Statement statement = ParseBlockStatement(Statement::Kind::kIf, at);
+    ParseBranch(statement, true);
+    while (TakeWordIf("elif")) ParseBranch(statement, true);
+    if (TakeWordIf("else")) ParseBranch(statement, false);
+    CloseBlock("if", at);
+    return statement;
+  }
+
+  Statement ParseWhile(Position at) {
+    Statement statement = ParseBlockStatement(Statement::Kind::kWhile, at);
+    ParseBranch(statement, true);
+    CloseBlock("while", at);
+    return statement;
+  }
+
+  Statement ParseLoop(Position at) {
+    Statement statement = ParseBlockStatement(Statement::Kind::kLoop, at);
+    ParseBranch(statement, false);
+    CloseBlock("loop", at);
+    return statement;
+  }
+
+  // A mistake in the condition still reads the block, so that its 'end' closes it.
+  void ParseBranch(Statement& statement, bool has_condition) {
+    Branch branch;
+    try {
+      if (has_condition) branch.condition = ParseOr();
+      EndOfLine();
+    } catch (const Mistake&) {
+      SkipLine();
+    }
+    branch.body = ParseBlock(statement.kind == Statement::Kind::kIf);
+    statement.branches.push_back(std::move(branch));
+  }
+
+  // ---- conditions ----------------------------------------------------------------------------
+  using ConditionPtr = std::unique_ptr<Condition>;
+
+  ConditionPtr Make(Condition::Kind kind, Position at) {
+    auto condition = std::make_unique<Condition>();
+    condition->kind = kind;
+    condition->at = at;
+    return condition;
+  }
+
+  ConditionPtr Join(Condition::Kind kind, ConditionPtr first, ConditionPtr second) {
+    ConditionPtr both = Make(kind, first->at);
+    both->first = std::move(first);
+    both->second = std::move(second);
+    return both;
+  }
+
+  ConditionPtr ParseOr() {
+    ConditionPtr left = ParseAnd();
+    while (TakeWordIf("or")) left = Join(Condition::Kind::kOr, std::move(left), ParseAnd());
+    return left;
+  }
+
+  ConditionPtr ParseAnd() {
+    ConditionPtr left = ParseNot();
+    while (TakeWordIf("and")) left = Join(Condition::Kind::kAnd, std::move(left), ParseNot());
+    return left;
+  }
+
+  ConditionPtr ParseNot() {
+    const Deeper deeper(*this);
+    const Position at = Cur().at;
+    if (TakeWordIf("not")) {
+      ConditionPtr negated = Make(Condition::Kind::kNot, at);
+      negated->first = ParseNot();
+      return negated;
+    }
+    if (TakeIf("(")) {
+      ConditionPtr inner = ParseOr();
+      Expect(")");
+      return inner;
+    }
+    if (TakeWordIf("condition")) return Make(Condition::Kind::kFlag, at);
+    return ParseTest();
+  }
+
+  // A command in a condition: one that sets the flag. A variable may have the same name.
+  ConditionPtr ParseTest() {
+    const Token word = Cur();
+    const bool compares = Ahead().Is("=") || Ahead().Is("<") || Ahead().Is(">") ||
+                          Ahead().Is("!=") || Ahead().Is("<=") || Ahead().Is(">=");
+    if (word.kind == TokenKind::kWord && !compares) {
+      for (const char* test : {"is_null", "success", "search", "compare"})
+        if (TakeWordIf(test)) {
+          ConditionPtr condition = Make(Condition::Kind::kTest, word.at);
+          condition->test = ParseCommandHead(*FindOpcode(test), word.at);
+          return condition;
+        }
+    }
+    return ParseComparison();
+  }
+
+  ConditionPtr ParseComparison() {
+    ConditionPtr compare = Make(Condition::Kind::kCompare, Cur().at);
+    compare->left = ParseTerm();
+    // The engine knows <, = and >; the others are their negations.
+    constexpr std::pair<const char*, const char*> kRelations[] = {
+        {"=", "="}, {"<", "<"}, {">", ">"}, {"!=", "!="}, {"<=", "!>"}, {">=", "!<"}};
+    for (const auto& [written, meant] : kRelations)
+      if (TakeIf(written)) {
+        const bool negated = meant[0] == '!';
+        compare->relation = meant[negated ? 1 : 0];
+        compare->right = ParseTerm();
+        if (!negated) return compare;
+        ConditionPtr outer = Make(Condition::Kind::kNot, compare->at);
+        outer->first = std::move(compare);
+        return outer;
+      }
+    Expected("one of = < > != <= >=");
+  }
+
+  // ---- operands ------------------------------------------------------------------------------
+  bool StartsTerm() const {
+    switch (Cur().kind) {
+      case TokenKind::kEnd:
+      case TokenKind::kNewline:
+        return false;
+      case TokenKind::kPunctuation:
+        return Cur().Is("-");
+      case TokenKind::kWord:
+        return !Cur().IsWord("and") && !Cur().IsWord("or");
+      default:
+        return true;
+    }
+  }
+
+  bool StartsLiteral(const Token& token) const {
+    return token.kind == TokenKind::kText || token.kind == TokenKind::kNumber ||
+           token.kind == TokenKind::kDate || token.kind == TokenKind::kCharacter || token.Is("-") ||
+           token.IsWord("true") || token.IsWord("false");
+  }
+
+  Term ParseTerm() {
+    if (Cur().kind == TokenKind::kWord && TypeNamed(Cur().text) != TypeCode::kNone) {
+      const Token type = Take();
+      Term term;
+      if (StartsLiteral(Cur()))
+        term = ParsePlainTerm();
+      else
+        term.kind = Term::Kind::kType;
+      term.at = type.at;
+      term.type = TypeNamed(type.text);
+      return term;
+    }
+    return ParsePlainTerm();
+  }
+
+  Term ParsePlainTerm() {
+    Term term;
+    term.at = Cur().at;
+    if (TakeIf("-")) {
+      if (Cur().kind != TokenKind::kNumber) Expected("a number");
+      term.kind = Term::Kind::kNumber;
+      term.number = -Take().number;
+      return term;
+    }
+    constexpr std::pair<TokenKind, Term::Kind> kKinds[] = {
+        {TokenKind::kText, Term::Kind::kText},     {TokenKind::kCharacter, Term::Kind::kCharacter},
+        {TokenKind::kNumber, Term::Kind::kNumber}, {TokenKind::kDate, Term::Kind::kDate},
+        {TokenKind::kId, Term::Kind::kId},         {TokenKind::kTarget, Term::Kind::kTarget}};
+    for (const auto& [token, kind] : kKinds)
+      if (Cur().kind == token) {
+        const Token taken = Take();
+        term.kind = kind;
+        term.text = taken.text;
+        term.number = taken.number;
+        return term;
+      }
+    // `left` and `right` are how the alignment of the write commands reads best.
+    constexpr std::pair<const char*, int> kBools[] = {
+        {"true", 1}, {"false", 0}, {"right", 1}, {"left", 0}};
+    for (const auto& [word, value] : kBools)
+      if (TakeWordIf(word)) {
+        term.kind = Term::Kind::kBool;
+        term.number = value;
+        return term;
+      }
+    term.text = NewName("an operand").text;
+    return term;
+  }
+
+  std::vector<Token> tokens_;
+  Diagnostics& diagnostics_;
+  std::size_t pos_ = 0;
+  int depth_ = 0;
+};
+
+}  // namespace
+
+File Parse(const Source& source, Diagnostics& diagnostics) {
+  return Parser(source, diagnostics).Run();
+}
+
+}  // namespace tmx::compiler

@@ -1,0 +1,511 @@
+#include "compiler/subroutine_compiler.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "compiler/assembler.h"
+#include "compiler/macro_image.h"
+#include "compiler/operand_rules.h"
+#include "compiler/operand_writer.h"
+#include "compiler/scope.h"
+#include "compiler/type_names.h"
+
+namespace tmx::compiler {
+namespace {
+
+using Label = Assembler::Label;
+
+const Opcode& Row(const char* mnemonic) { return *FindOpcode(mnemonic); }
+
+Term IdTerm(int id, Position at) {
+  Term term;
+  term.kind = Term::Kind::kId;
+  term.number = id;
+  term.at = at;
+  return term;
+}
+
+Term TypeTerm(TypeCode type, Position at) {
+  Term term;
+  term.kind = Term::Kind::kType;
+  term.type = type;
+  term.at = at;
+  return term;
+}
+
+Term CharacterTerm(char c, Position at) {
+  Term term;
+  term.kind = Term::Kind::kCharacter;
+  term.number = static_cast<unsigned char>(c);
+  term.at = at;
+  return term;
+}
+
+Term NumberTerm(int number, Position at) {
+  Term term;
+  term.kind = Term::Kind::kNumber;
+  term.number = number;
+  term.at = at;
+  return term;
+}
+
+Term TextTerm(std::string text, Position at) {
+  Term term;
+  term.kind = Term::Kind::kText;
+  term.text = std::move(text);
+  term.at = at;
+  return term;
+}
+
+// Locals that the compiler makes to pass values to calls. They are declared behind the
+// parameters; how many there are is known after a first pass over the subroutine.
+using Temporaries = std::vector<TypeCode>;
+
+class SubroutineCompiler {
+ public:
+  SubroutineCompiler(const Subroutine& subroutine, const SubroutineContext& context,
+                     Diagnostics& diagnostics, Temporaries& temporaries)
+      : subroutine_(subroutine),
+        context_(context),
+        diagnostics_(diagnostics),
+        temporaries_(temporaries),
+        writer_(context.verbatim, scope_, assembler_, diagnostics) {}
+
+  std::string Run() {
+    if (context_.marks)
+      writer_.Write(Row("file"), {}, {TextTerm(context_.file_name, subroutine_.at)},
+                    subroutine_.at);
+    for (const Statement& parameter : subroutine_.parameters) Declare(parameter);
+    DeclareTemporaries();
+    Compile(subroutine_.body);
+    if (!context_.verbatim && !assembler_.Unreachable()) {
+      MarkLine(subroutine_.end);
+      writer_.Write(Row("exit"), {}, {}, subroutine_.end);
+    }
+    CheckEnd();
+    return assembler_.Finish();
+  }
+
+ private:
+  struct Loop {
+    Label again;
+    Label out;
+    bool left = false;  // by a break
+  };
+
+  // ---- statements ----------------------------------------------------------------------------
+  void Compile(const Block& block) {
+    for (const Statement& statement : block) Compile(statement);
+  }
+
+  void Compile(const Statement& statement) {
+    switch (statement.kind) {
+      case Statement::Kind::kCommand:
+        return Command(statement);
+      case Statement::Kind::kDeclare:
+        return DeclareInBody(statement);
+      case Statement::Kind::kAssign:
+        return Assign(statement);
+      case Statement::Kind::kIf:
+        return If(statement);
+      case Statement::Kind::kWhile:
+        return While(statement);
+      case Statement::Kind::kLoop:
+        return LoopForever(statement);
+      case Statement::Kind::kBreak:
+      case Statement::Kind::kContinue:
+        return LeaveLoop(statement);
+      case Statement::Kind::kLabel:
+        return PlaceLabel(statement);
+      case Statement::Kind::kRaw:
+        return assembler_.Raw(statement.name);
+    }
+  }
+
+  void MarkLine(Position at) {
+    constexpr int kLastLine = 65535;
+    if (!context_.marks || at.line == marked_line_ || at.line > kLastLine) return;
+    marked_line_ = at.line;
+    writer_.Write(Row("line"), {}, {NumberTerm(at.line, at)}, at);
+  }
+
+  void Command(const Statement& statement) {
+    MarkLine(statement.at);
+    if (statement.opcode->counted == Counted::kCall) return Call(statement);
+    writer_.Write(*statement.opcode, statement.count, statement.operands, statement.at);
+  }
+
+  void Place(Label label) {
+    assembler_.Place(label);
+    marked_line_ = 0;  // jumps arrive from other lines
+  }
+
+  void Goto(Label label, Position at) {
+    assembler_.Begin(Row("goto"), Row("goto").usual_count, at);
+    assembler_.Target(label);
+  }
+
+  void IfGoto(Label label, Position at) {
+    assembler_.Begin(Row("if_goto"), Row("if_goto").usual_count, at);
+    assembler_.Byte(0);
+    assembler_.Target(label);
+  }
+
+  // ---- declarations --------------------------------------------------------------------------
+  void Declare(const Statement& statement) {
+    MarkLine(statement.at);
+    const int id = scope_.NextId();
+    if (!scope_.AddNamed(statement.name, statement.type, statement.name_at))
+      return diagnostics_.Error(statement.name_at,
+                                "'" + statement.name + "' is already declared in line " +
+                                    std::to_string(scope_.Find(statement.name)->at.line));
+    WriteDeclaration(*statement.opcode, statement.type, id, statement.value, statement.at);
+    if (context_.marks)
+      writer_.Write(Row("variable_name"), {},
+                    {IdTerm(id, statement.at), TextTerm(statement.name, statement.at)},
+                    statement.at);
+  }
+
+  // The holder stands in the scope already.
+  void WriteDeclaration(const Opcode& opcode, TypeCode type, int id,
+                        const std::optional<Term>& value, Position at) {
+    Assembler& out = assembler_;
+    const bool is_static = opcode.number == Row("static").number;
+    out.Begin(opcode,
+              value ? (is_static ? opcode.usual_count : opcode.max_count) : opcode.min_count, at);
+    out.Byte(static_cast<int>(type));
+    out.Number(id, 2);
+    if (!value) return;
+    if (is_static) return WriteKey(*value);
+    if (!value->IsLiteral())
+      return diagnostics_.Error(value->at, "a default is a literal, found " + Describe(*value));
+    const TypeCode literal_type = LiteralType(*value, type);
+    if (literal_type != type)
+      return diagnostics_.Error(value->at, "the default must be of type " + NameOfType(type) +
+                                               ", found " + Describe(*value));
+    const LiteralBytes literal = EncodeLiteral(*value, type);
+    if (!literal.error.empty()) return diagnostics_.Error(value->at, literal.error);
+    out.Data(literal.bytes);
+  }
+
+  void WriteKey(const Term& key) {
+    if (key.kind != Term::Kind::kNumber || key.number < 0 || key.number > 0xFFFFFFFF)
+      return diagnostics_.Error(key.at, "a key is a number from 0 to 4294967295");
+    assembler_.Number(key.number, 4);
+  }
+
+  // A declaration must be met exactly once, and before what follows it.
+  void DeclareInBody(const Statement& statement) {
+    if (statement.opcode->number == Row("param").number)
+      diagnostics_.Error(statement.at, "parameters stand in parentheses behind the name");
+    else if (depth_ > 0)
+      diagnostics_.Error(statement.at, "variables are declared outside blocks");
+    else if (label_placed_)
+      diagnostics_.Error(statement.at, "variables are declared before the first label");
+    Declare(statement);
+    last_declaration_ = assembler_.Size();
+  }
+
+  void DeclareTemporaries() {
+    for (const TypeCode type : temporaries_) {
+      first_temporary_ = first_temporary_ == 0 ? scope_.NextId() : first_temporary_;
+      WriteDeclaration(Row("local"), type, scope_.Add(type), std::nullopt, subroutine_.at);
+    }
+  }
+
+  // ---- assignments ---------------------------------------------------------------------------
+  void Assign(const Statement& statement) {
+    MarkLine(statement.at);
+    Term target;
+    target.text = statement.name;
+    target.at = statement.name_at;
+    const Variable* variable = writer_.Lookup(target);
+    if (variable == nullptr) return;
+    const TypeCode type = variable->type;
+    const std::vector<Term>& from = statement.operands;
+    if (statement.ops.empty())
+      return writer_.Write(Row("set"), {}, {TypeTerm(type, statement.at), target, from[0]},
+                           statement.at);
+    Term left = from[0];
+    for (std::size_t i = 0; i < statement.ops.size(); ++i) {
+      const Term& right = from[i + 1];
+      if (i > 0 && right.kind == Term::Kind::kName && right.text == statement.name)
+        diagnostics_.Error(right.at, "'" + right.text + "' has changed before it is read here");
+      Compute(type, statement.ops[i], target, left, right, statement.at);
+      left = target;
+    }
+  }
+
+  void Compute(TypeCode type, char op, const Term& target, const Term& left, const Term& right,
+               Position at) {
+    // For long targets the engine tells a difference of dates by an operator of its own.
+    if (type == TypeCode::kLong && op == '-' && writer_.TypeOf(right) == TypeCode::kDate) op = '_';
+    if (!OpOperandTypes(type, op, writer_.TypeOf(right)).supported)
+      return diagnostics_.Error(at, std::string("variables of type ") + NameOfType(type) +
+                                        " have no operator '" + op + "'");
+    writer_.Write(Row("op"), {}, {TypeTerm(type, at), CharacterTerm(op, at), target, left, right},
+                  at);
+  }
+
+  // ---- calls ---------------------------------------------------------------------------------
+  void Call(const Statement& statement) {
+    std::vector<Term> operands = statement.operands;
+    const std::vector<TypeCode>* parameters = FindParameters(statement);
+    if (parameters != nullptr && operands.size() - 1 > parameters->size())
+      diagnostics_.Warning(
+          statement.at, "'" + operands[0].text + "' takes " + std::to_string(parameters->size()) +
+                            " parameters, the call passes " + std::to_string(operands.size() - 1));
+    std::vector<bool> taken(temporaries_.size(), false);
+    for (std::size_t i = 1; i < operands.size(); ++i) {
+      const TypeCode wanted =
+          parameters != nullptr && i <= parameters->size() ? (*parameters)[i - 1] : TypeCode::kNone;
+      Argument(operands[i], wanted, taken);
+    }
+    writer_.Write(*statement.opcode, statement.count, operands, statement.at);
+  }
+
+  // The parameters of the subroutine that a literal call names, if it is known.
+  const std::vector<TypeCode>* FindParameters(const Statement& statement) {
+    const Term& name = statement.operands[0];
+    const bool literal = statement.opcode->operands[0].kind == OperandKind::kRawString
+                             ? name.kind == Term::Kind::kName || name.kind == Term::Kind::kText
+                             : name.kind == Term::Kind::kText;
+    if (!literal || context_.verbatim) return nullptr;
+    for (const Signatures* known : {&context_.own, context_.others}) {
+      if (known == nullptr) continue;
+      if (const auto found = known->find(name.text); found != known->end()) return &found->second;
+    }
+    if (context_.others != nullptr)
+      diagnostics_.Warning(name.at, "no source of this build has a subroutine '" + name.text + "'");
+    return nullptr;
+  }
+
+  // A literal amount that is passed as it is arrives as a text, so it takes the way through a
+  // variable, as copies of variables do.
+  void Argument(Term& argument, TypeCode wanted, std::vector<bool>& taken) {
+    TypeCode type = writer_.TypeOf(argument, wanted);
+    if (wanted != TypeCode::kNone && type != TypeCode::kNone && type != wanted)
+      return diagnostics_.Error(argument.at, "the parameter is of type " + NameOfType(wanted) +
+                                                 ", found " + Describe(argument) + " of type " +
+                                                 NameOfType(type));
+    if (argument.IsLiteral() && argument.type == TypeCode::kNone) argument.type = type;
+    const bool through_variable = argument.by_value
+                                      ? !argument.IsLiteral()
+                                      : type == TypeCode::kAmount && argument.IsLiteral();
+    if (!through_variable || type == TypeCode::kNone) return;
+    if (context_.verbatim) {
+      if (argument.by_value)
+        diagnostics_.Error(argument.at, "'value' needs a variable that verbatim sources lack");
+      return;
+    }
+    const Term copy = IdTerm(Temporary(type, taken), argument.at);
+    writer_.Write(Row("set"), {}, {TypeTerm(type, argument.at), copy, argument}, argument.at);
+    argument = copy;
+  }
+
+  int Temporary(TypeCode type, std::vector<bool>& taken) {
+    for (std::size_t i = 0; i < taken.size(); ++i)
+      if (!taken[i] && temporaries_[i] == type) {
+        taken[i] = true;
+        return first_temporary_ + static_cast<int>(i);
+      }
+    // The next pass declares it with the others; for this one any holder will do.
+    temporaries_.push_back(type);
+    taken.push_back(true);
+    return scope_.Add(type);
+  }
+
+  // ---- blocks and conditions -----------------------------------------------------------------
+  void Body(const Branch& branch) {
+    ++depth_;
+    Compile(branch.body);
+    --depth_;
+  }
+
+  void If(const Statement& statement) {
+    const Label out = assembler_.NewLabel();
+    for (std::size_t i = 0; i < statement.branches.size(); ++i) {
+      const Branch& branch = statement.branches[i];
+      const Label next = assembler_.NewLabel();
+      if (branch.condition != nullptr) {
+        const Label then = assembler_.NewLabel();
+        Test(*branch.condition, then, next, then);
+        Place(then);
+      }
+      Body(branch);
+      if (i + 1 < statement.branches.size() && !assembler_.Unreachable()) Goto(out, statement.at);
+      Place(next);
+    }
+    Place(out);
+  }
+
+  void While(const Statement& statement) {
+    const Branch& branch = statement.branches[0];
+    const Loop loop{assembler_.NewLabel(), assembler_.NewLabel(), false};
+    const Label body = assembler_.NewLabel();
+    MarkLine(statement.at);
+    Goto(loop.again, statement.at);
+    Place(body);
+    LoopBody(branch, loop);
+    Place(loop.again);
+    if (branch.condition != nullptr) Test(*branch.condition, body, loop.out, loop.out);
+    Place(loop.out);
+  }
+
+  void LoopForever(const Statement& statement) {
+    const Loop loop{assembler_.NewLabel(), assembler_.NewLabel(), false};
+    Place(loop.again);
+    const bool left = LoopBody(statement.branches[0], loop);
+    MarkLine(statement.at);
+    Goto(loop.again, statement.at);
+    if (left) Place(loop.out);
+  }
+
+  // Tells whether a break leaves the loop.
+  bool LoopBody(const Branch& branch, const Loop& loop) {
+    loops_.push_back(loop);
+    Body(branch);
+    const bool left = loops_.back().left;
+    loops_.pop_back();
+    return left;
+  }
+
+  void LeaveLoop(const Statement& statement) {
+    MarkLine(statement.at);
+    const bool breaks = statement.kind == Statement::Kind::kBreak;
+    if (loops_.empty())
+      return diagnostics_.Error(statement.at,
+                                std::string(breaks ? "'break'" : "'continue'") + " outside a loop");
+    Goto(breaks ? loops_.back().out : loops_.back().again, statement.at);
+    loops_.back().left = loops_.back().left || breaks;
+  }
+
+  // Code that goes on at `yes` if the condition holds and at `no` if not; `next` is the one of
+  // the two that will be placed right behind.
+  void Test(const Condition& condition, Label yes, Label no, Label next) {
+    switch (condition.kind) {
+      case Condition::Kind::kNot:
+        return Test(*condition.first, no, yes, next);
+      case Condition::Kind::kAnd:
+      case Condition::Kind::kOr: {
+        const Label second = assembler_.NewLabel();
+        const bool both = condition.kind == Condition::Kind::kAnd;
+        Test(*condition.first, both ? second : yes, both ? no : second, second);
+        Place(second);
+        return Test(*condition.second, yes, no, next);
+      }
+      default:
+        SetFlag(condition);
+        return Branches(condition.at, yes, no, next);
+    }
+  }
+
+  void SetFlag(const Condition& condition) {
+    MarkLine(condition.at);
+    if (condition.kind == Condition::Kind::kTest)
+      return writer_.Write(*condition.test.opcode, condition.test.count, condition.test.operands,
+                           condition.at);
+    if (condition.kind == Condition::Kind::kCompare) Compare(condition);
+  }
+
+  void Branches(Position at, Label yes, Label no, Label next) {
+    IfGoto(yes, at);
+    if (no != next) Goto(no, at);
+  }
+
+  void Compare(const Condition& condition) {
+    const TypeCode type = ComparedType(condition.left, condition.right);
+    for (const Term* term : {&condition.left, &condition.right})
+      if (term->kind == Term::Kind::kName && writer_.Lookup(*term) == nullptr) return;
+    if (type == TypeCode::kBool && condition.relation != '=')
+      return diagnostics_.Error(condition.at, "bools compare with = and != only");
+    writer_.Write(Row("compare"), {},
+                  {TypeTerm(type, condition.at), CharacterTerm(condition.relation, condition.at),
+                   condition.left, condition.right},
+                  condition.at);
+  }
+
+  // A literal takes the type of the variable that it is compared with.
+  TypeCode ComparedType(const Term& left, const Term& right) {
+    const TypeCode from_right = writer_.TypeOf(right);
+    return left.IsLiteral() ? writer_.TypeOf(left, from_right) == from_right || right.IsLiteral()
+                                  ? writer_.TypeOf(left, from_right)
+                                  : from_right
+                            : writer_.TypeOf(left);
+  }
+
+  // ---- labels --------------------------------------------------------------------------------
+  void PlaceLabel(const Statement& statement) {
+    NamedLabel& label = writer_.LabelNamed(statement.name);
+    if (assembler_.IsPlaced(label.label))
+      return diagnostics_.Error(statement.at, "the label '" + statement.name + "' stands twice");
+    if (label.used && label.first_jump < last_declaration_ && !context_.verbatim)
+      diagnostics_.Error(label.first_use,
+                         "the jump to '" + statement.name + "' leaves out a declaration");
+    labels_at_.emplace_back(statement.name, statement.at);
+    label_placed_ = label_placed_ || !context_.verbatim;
+    Place(label.label);
+  }
+
+  void CheckEnd() {
+    for (const auto& [name, label] : writer_.Labels())
+      if (!assembler_.IsPlaced(label.label))
+        diagnostics_.Error(label.first_use, "unknown label '" + name + "'");
+    for (const auto& [name, at] : labels_at_)
+      if (!writer_.Labels()[name].used)
+        diagnostics_.Warning(at, "no jump goes to the label '" + name + "'");
+    for (const auto& [name, variable] : scope_.Named())
+      if (!variable.used && !IsParameter(variable))
+        diagnostics_.Warning(variable.at, "'" + name + "' is never used");
+    if (const auto at = assembler_.TextAtEnd())
+      diagnostics_.Error(*at, "a text may not be the last thing in a subroutine");
+    if (assembler_.Size() > kLongestSubroutine)
+      diagnostics_.Error(subroutine_.at, "'" + subroutine_.name + "' has " +
+                                             std::to_string(assembler_.Size()) +
+                                             " bytes, at most " +
+                                             std::to_string(kLongestSubroutine) + " are possible");
+    if (assembler_.Size() == 0 && subroutine_.listed)
+      diagnostics_.Error(subroutine_.at, "'" + subroutine_.name + "' is empty");
+  }
+
+  bool IsParameter(const Variable& variable) const {
+    return variable.id < kFirstHolderId + static_cast<int>(subroutine_.parameters.size());
+  }
+
+  const Subroutine& subroutine_;
+  const SubroutineContext& context_;
+  Diagnostics& diagnostics_;
+  Temporaries& temporaries_;
+  Scope scope_;
+  Assembler assembler_;
+  OperandWriter writer_;
+  std::vector<Loop> loops_;
+  std::vector<std::pair<std::string, Position>> labels_at_;
+  std::size_t last_declaration_ = 0;
+  int first_temporary_ = 0;
+  int marked_line_ = 0;
+  int depth_ = 0;
+  bool label_placed_ = false;
+};
+
+}  // namespace
+
+std::string CompileSubroutine(const Subroutine& subroutine, const SubroutineContext& context,
+                              Diagnostics& diagnostics) {
+  Temporaries temporaries;
+  for (;;) {
+    Diagnostics found;
+    const std::size_t known = temporaries.size();
+    std::string code = SubroutineCompiler(subroutine, context, found, temporaries).Run();
+    if (temporaries.size() != known && !found.HasErrors()) continue;
+    for (const Diagnostic& diagnostic : found.All()) {
+      if (diagnostic.severity == Severity::kError)
+        diagnostics.Error(diagnostic.at, diagnostic.text);
+      else
+        diagnostics.Warning(diagnostic.at, diagnostic.text);
+    }
+    return code;
+  }
+}
+
+}  // namespace tmx::compiler

@@ -1,0 +1,40 @@
+#include "tmxtools/streams/script.h"
+
+#include <utility>
+
+namespace {
+
+constexpr char kSeparator = ';';
+constexpr unsigned short kMalformedRecord = 17749;
+constexpr unsigned short kInvalidParameter = 0x454F;
+
+}  // namespace
+
+HbScript::HbScript(const String& name, HbError& err)
+    : HbFile(err, name,
+             tmx::stream_mode::Read | tmx::stream_mode::NoCreate | tmx::stream_mode::Share) {}
+
+bool HbScript::NextToken(char& kind, String& line, unsigned short& fieldCount, HbError& err) {
+  if (!pushed_back_.IsEmpty()) {
+    line = std::exchange(pushed_back_, String());
+  } else if (!ReadLine(line, err)) {
+    return false;
+  }
+  fieldCount = line.GetTokenCount(kSeparator);
+  const String first = line.Token(0, kSeparator);
+  if (first.Len() == 1) {
+    kind = first.At(0);
+  } else {
+    err = MalformedRecord(line);
+  }
+  return !err.IsSet();
+}
+
+HbError HbScript::MalformedRecord(const String& line) const {
+  if (line.IsEmpty()) return {kMalformedRecord, GetFileName()};
+  constexpr std::string_view between = ": ";
+  if (GetFileName().Len() + between.size() + line.Len() > String::MaxLen) {
+    return {kInvalidParameter, GetFileName()};
+  }
+  return {kMalformedRecord, GetFileName() + between + line};
+}

@@ -15,6 +15,8 @@ namespace {
 constexpr std::string_view kDefaultAmountFormat = "v,n";
 constexpr std::uint16_t kNoLimit = 65535;
 constexpr long kDaysToNextYear = 60;
+constexpr std::size_t kDigitsOf64Bits = 18;
+constexpr std::size_t kDigitsOf32Bits = 9;
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -52,11 +54,6 @@ std::uint16_t DateWidth(std::string_view format) {
 
 }  // namespace
 
-std::string_view MeMacroEngine::InputFromCursor() const {
-  const std::string_view input = input_.View();
-  return input_pos_ < input.size() ? input.substr(input_pos_) : std::string_view();
-}
-
 unsigned short MeMacroEngine::GetNumDigits(unsigned short max) {
   const std::string_view field = InputFromCursor().substr(0, max);
   std::size_t length = 0;
@@ -89,7 +86,7 @@ void MeMacroEngine::CmdReadString(Operands& in, int count) {
     return;
   }
   const std::string_view field = FieldAtCursor(length, count >= 3 ? &stop : nullptr);
-  target->Set(String(field));
+  target->SetView(field);
   input_pos_ += static_cast<std::uint32_t>(field.size());
   NotifyVariablesChanged();
 }
@@ -207,19 +204,29 @@ unsigned short MeMacroEngine::LeftUpTo(std::uint64_t limit) const {
 // "v": an optional "-" and digits with dots between them. False when nothing was there.
 bool MeMacroEngine::TakeIntegerPart(std::uint64_t limit, unsigned short decimals,
                                     HbAmount& amount) {
-  if (OnlyBlanks(LeftUpTo(limit))) {
+  std::string_view field = InputFromCursor().substr(0, LeftUpTo(limit));
+  const std::size_t blanks = std::min(field.find_first_not_of(' '), field.size());
+  if (blanks == field.size()) {
     amount = HbAmount(0, decimals, String());
     return true;
   }
-  std::string_view field = InputFromCursor().substr(0, LeftUpTo(limit));
-  const std::size_t blanks = std::min(field.find_first_not_of(' '), field.size());
   field.remove_prefix(blanks);
-  std::size_t length = !field.empty() && field[0] == '-' ? 1 : 0;
-  while (length < field.size() && (IsDigit(field[length]) || field[length] == '.')) ++length;
+  const bool negative = field[0] == '-';
+  std::size_t length = negative ? 1 : 0;
+  std::int64_t number = 0;
+  while (length < field.size() && (IsDigit(field[length]) || field[length] == '.')) {
+    if (length < kDigitsOf64Bits && field[length] != '.')
+      number = number * 10 + (field[length] - '0');
+    ++length;
+  }
   if (length == 0) return false;
-  String digits(field.substr(0, length));
-  digits.RemoveSet(String("."));
-  amount = HbAmount(digits, 0, String());
+  if (length <= kDigitsOf64Bits) {
+    amount = HbAmount(negative ? -number : number, 0, String());
+  } else {
+    String digits(field.substr(0, length));
+    digits.RemoveSet(String("."));
+    amount = HbAmount(digits, 0, String());
+  }
   amount.SetPrecision(decimals);
   input_pos_ += static_cast<std::uint32_t>(blanks + length);
   return true;
@@ -231,16 +238,17 @@ bool MeMacroEngine::TakeFraction(std::uint64_t limit, unsigned short decimals, H
   if (OnlyBlanks(LeftUpTo(limit))) return true;
   const unsigned short length = GetNumDigits(LeftUpTo(limit));
   if (length == 0 || length > decimals) return false;
-  if (amount.IsNull()) amount = HbAmount(0, decimals, String());
   // Drop the fraction that the amount already has.
-  BigInt whole = amount.GetBigInt(amount.GetPrecision());
-  whole /= tmx::PowerOfTen(amount.GetPrecision());
+  BigInt whole = amount.IsNull() ? BigInt(0) : amount.GetBigInt(amount.GetPrecision());
+  if (amount.GetPrecision() != 0) whole /= tmx::PowerOfTen(amount.GetPrecision());
   amount = HbAmount(whole, 0, String());
 
-  String digits(InputFromCursor().substr(0, length));
-  digits.TrimLeft(' ').TrimRight(' ');
-  HbAmount fraction(digits, digits.Len(), String());
-  if (fraction.GetPrecision() < decimals) fraction.SetPrecision(decimals);
+  std::string_view digits = WithoutLeadingBlanks(InputFromCursor().substr(0, length));
+  const auto places = static_cast<unsigned short>(digits.size());
+  HbAmount fraction = places <= kDigitsOf32Bits
+                          ? HbAmount(static_cast<long>(NumberOf(digits)), places, String())
+                          : HbAmount(String(digits), places, String());
+  if (places < decimals) fraction.SetPrecision(decimals);
   amount += fraction;
   input_pos_ += length;
   return true;
@@ -271,8 +279,10 @@ void MeMacroEngine::CmdReadAmount(Operands& in, int count) {
   const auto width = count >= 3 ? static_cast<std::uint16_t>(in.Int()) : std::uint16_t{0};
   const auto decimals = count >= 4 ? static_cast<std::uint16_t>(in.Int()) : std::uint16_t{2};
   if (!in.Ok()) return;
+  // Where the integer part comes first it replaces whatever the variable held.
   HbAmount amount;
-  if (!target->Get().IsEmpty()) amount.SetFromDecimalPointString(target->Get(), String("DEM"));
+  if (!format.starts_with('v') && !target->Get().IsEmpty())
+    amount.SetFromDecimalPointString(target->Get(), String("DEM"));
   const std::uint64_t limit = width != 0 ? std::uint64_t{input_pos_} + width : kNoLimit;
   if (!TakeAmount(format, limit, decimals, amount)) {
     SetLastCmdError(kUnexpectedInput);

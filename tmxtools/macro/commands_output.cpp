@@ -1,6 +1,8 @@
 // The commands that append to the output.
 
+#include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <string>
 
 #include "tmxtools/core/amount.h"
@@ -14,38 +16,62 @@ namespace {
 constexpr std::string_view kDefaultDateFormat = "dmyy";
 constexpr std::string_view kDefaultAmountFormat = "v,n";
 
-// A number with zeros in front of it up to a width.
-void AppendPadded(std::string& text, std::string_view number, std::size_t width) {
-  if (number.size() < width) text.append(width - number.size(), '0');
-  text += number;
-}
+// Collects a value's text. Short ones, which are nearly all, need no memory.
+class ValueText {
+ public:
+  std::string_view View() const {
+    return long_.empty() ? std::string_view(short_, length_) : long_;
+  }
+  // Longer than any output; how much longer does not matter.
+  bool IsTooLong() const { return long_.size() > String::MaxLen; }
 
-void AppendPadded(std::string& text, unsigned number, std::size_t width) {
-  char digits[16];
-  const char* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  AppendPadded(text, std::string_view(digits, static_cast<std::size_t>(end - digits)), width);
-}
+  void Append(std::string_view part) {
+    if (long_.empty() && length_ + part.size() <= sizeof short_) {
+      std::memcpy(short_ + length_, part.data(), part.size());
+      length_ += part.size();
+      return;
+    }
+    if (long_.empty()) long_.assign(short_, length_);
+    long_ += part;
+  }
+  // A number with zeros in front of it up to a width.
+  void AppendPadded(std::string_view number, std::size_t width) {
+    for (std::size_t i = number.size(); i < width; ++i) Append("0");
+    Append(number);
+  }
+  void AppendPadded(std::int64_t number, std::size_t width) {
+    char digits[20];
+    const char* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    AppendPadded(std::string_view(digits, static_cast<std::size_t>(end - digits)), width);
+  }
+  void AppendPadded(const BigInt& number, std::size_t width) {
+    if (number.IsSmall()) {
+      AppendPadded(number.Small(), width);
+    } else {
+      AppendPadded(number.ToString().View(), width);
+    }
+  }
 
-std::string FormatDate(const HbDate& date, std::string_view format) {
-  std::string text;
+ private:
+  char short_[64];
+  std::size_t length_ = 0;
+  std::string long_;
+};
+
+ValueText FormatDate(const HbDate& date, std::string_view format) {
+  ValueText text;
   for (std::size_t i = 0; i < format.size(); ++i) {
-    switch (format[i]) {
-      case 'd':
-        AppendPadded(text, date.GetDay(), 2);
-        break;
-      case 'm':
-        AppendPadded(text, date.GetMonth(), 2);
-        break;
-      case 'y':
-        if (i + 1 < format.size() && format[i + 1] == 'y') {
-          AppendPadded(text, date.GetYear(), 4);
-          ++i;
-        } else {
-          AppendPadded(text, date.GetYear() % 100u, 2);
-        }
-        break;
-      default:
-        text += format[i];
+    if (format[i] == 'd') {
+      text.AppendPadded(std::int64_t{date.GetDay()}, 2);
+    } else if (format[i] == 'm') {
+      text.AppendPadded(std::int64_t{date.GetMonth()}, 2);
+    } else if (format[i] == 'y' && i + 1 < format.size() && format[i + 1] == 'y') {
+      text.AppendPadded(std::int64_t{date.GetYear()}, 4);
+      ++i;
+    } else if (format[i] == 'y') {
+      text.AppendPadded(std::int64_t{date.GetYear() % 100}, 2);
+    } else {
+      text.Append(format.substr(i, 1));
     }
   }
   return text;
@@ -53,7 +79,7 @@ std::string FormatDate(const HbDate& date, std::string_view format) {
 
 // The raw integer of the amount is split as it stands: the text is expected to carry exactly
 // `decimals` places, no other number of places is brought to it. That is meant so.
-std::string FormatAmount(const String& amount_text, std::string_view format, int decimals) {
+ValueText FormatAmount(const String& amount_text, std::string_view format, int decimals) {
   HbAmount amount;
   amount.SetFromDecimalPointString(amount_text, String());
   BigInt whole = amount.IsNull() ? BigInt(0) : amount.GetBigInt(amount.GetPrecision());
@@ -64,16 +90,15 @@ std::string FormatAmount(const String& amount_text, std::string_view format, int
     fraction %= unit;
     whole /= unit;
   }
-  std::string text;
-  for (const char c : format) {
-    if (text.size() > String::MaxLen) break;  // too long already; how much does not matter
-    if (c == 'v') {
-      text += whole.ToString().View();
-    } else if (c == 'n') {
-      AppendPadded(text, fraction.ToString().View(),
-                   static_cast<std::size_t>(decimals > 0 ? decimals : 0));
+  const auto places = static_cast<std::size_t>(std::max(decimals, 0));
+  ValueText text;
+  for (std::size_t i = 0; i < format.size() && !text.IsTooLong(); ++i) {
+    if (format[i] == 'v') {
+      text.AppendPadded(whole, 0);
+    } else if (format[i] == 'n') {
+      text.AppendPadded(fraction, places);
     } else {
-      text += c;
+      text.Append(format.substr(i, 1));
     }
   }
   return text;
@@ -124,7 +149,7 @@ void MeMacroEngine::CmdWriteDate(Operands& in, int count) {
   const HbDate date = in.Date();
   const std::string_view format = count >= 2 ? in.Text().View() : kDefaultDateFormat;
   const FieldLayout layout = ReadLayout(in, count, 3);
-  if (in.Ok()) AppendField(FormatDate(date, format), layout);
+  if (in.Ok()) AppendField(FormatDate(date, format).View(), layout);
 }
 TMX_COMMAND(CmdWriteDate);
 
@@ -139,7 +164,7 @@ void MeMacroEngine::CmdWriteAmount(Operands& in, int count) {
   layout.has_fill = count >= 5;
   if (layout.has_fill) layout.fill = in.Char();
   if (count >= 6) layout.right = in.Bool();
-  if (in.Ok()) AppendField(FormatAmount(amount, format, decimals), layout);
+  if (in.Ok()) AppendField(FormatAmount(amount, format, decimals).View(), layout);
 }
 TMX_COMMAND(CmdWriteAmount);
 

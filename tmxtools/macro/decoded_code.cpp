@@ -321,12 +321,15 @@ void DecodedCode::Combine(std::uint16_t offset) {
     slot.action = Action::kCompareLong;
     return;
   }
-  if (op != '+' && op != '-') return;
-  if (operands[3].tag < kFirstVariableTag || operands[4].tag != static_cast<int>(TypeCode::kLong))
-    return;
-  slot.op = op;
+  if ((op != '+' && op != '-') || operands[3].tag < kFirstVariableTag) return;
   slot.id = operands[2].tag;
   slot.left = operands[3].tag;
+  if (operands[4].tag >= kFirstVariableTag && op == '+') {
+    slot.right = operands[4].tag;
+    slot.action = Action::kAddLongs;
+    return;
+  }
+  if (operands[4].tag != static_cast<int>(TypeCode::kLong)) return;
   // Subtracting is adding the complement; both wrap in 32 bits.
   slot.number =
       op == '+' ? operands[4].number

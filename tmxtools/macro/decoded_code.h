@@ -35,7 +35,8 @@ enum class Action : std::uint8_t {
   kCall,
   kExit,
   // Combinations that loops are made of.
-  kAddLong,             // target = left + number, all of them one kind of variable
+  kAddLong,             // id = left + number
+  kAddLongs,            // id = left + right
   kCompareLong,         // left, op, number
   kAddCompareJumpLong,  // an addition, a comparison of the same variable and a jump
 };
@@ -53,7 +54,7 @@ struct CallSite {
   const DecodedOperand* arguments = nullptr;
   int argument_count = 0;
   MacroCode* callee = nullptr;
-  std::uint64_t file_set = 0;
+  std::uint64_t lookup_state = 0;
 };
 
 struct DecodedInstruction {
@@ -65,6 +66,7 @@ struct DecodedInstruction {
   std::uint16_t target = 0;  // of a jump
   std::int16_t id = 0;
   std::int16_t left = 0;
+  std::int16_t right = 0;
   std::int32_t number = 0;
   std::int32_t limit = 0;
   union {

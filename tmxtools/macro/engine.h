@@ -176,7 +176,7 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   bool RunDecodedCommand(HbStackFrame& frame, const tmx::DecodedInstruction& instruction);
   bool DeclareDecoded(HbStackFrame& frame, const tmx::DecodedInstruction& instruction);
   HbStackFrame* CallDecoded(HbStackFrame& caller, tmx::CallSite& site);
-  static void PassDecoded(HbStackFrame& caller, const tmx::DecodedOperand& argument,
+  static bool PassDecoded(const HbStackFrame& caller, const tmx::DecodedOperand& argument,
                           HbStackFrame& callee);
   void PopFrame();
   void InternalCmdCall(const String& name, int count);
@@ -193,7 +193,10 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   void AppendField(std::string_view value, const tmx::FieldLayout& layout);
   void AppendNumber(std::int32_t value, const tmx::FieldLayout& layout);
   // The input from the cursor on; empty when the cursor stands behind the end.
-  std::string_view InputFromCursor() const;
+  std::string_view InputFromCursor() const {
+    const std::string_view input = input_.View();
+    return input_pos_ < input.size() ? input.substr(input_pos_) : std::string_view();
+  }
   // What a text command takes: up to `length` characters, none from `stop` on.
   std::string_view FieldAtCursor(std::uint16_t length, const char* stop) const;
   unsigned short LeftUpTo(std::uint64_t limit) const;

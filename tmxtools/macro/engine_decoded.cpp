@@ -27,7 +27,7 @@ namespace {
 
 constexpr unsigned short kLongType = 6;
 
-DecodedCode& DecodedOf(HbStackFrame& frame) {
+DecodedCode& DecodedOf(const HbStackFrame& frame) {
   tmx::MacroCode& code = *frame.GetByteCode()->GetCode();
   if (code.decoded == nullptr) code.decoded = std::make_unique<DecodedCode>(code);
   return *code.decoded;
@@ -120,47 +120,52 @@ bool MeMacroEngine::DeclareDecoded(HbStackFrame& frame, const DecodedInstruction
 // Pushes a frame for the call. Null when the call must be read from its bytes.
 HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& site) {
   if (call_stack_->Count() >= kMaxFrames) return nullptr;
-  if (site.file_set != file_stack_.GetFileSet()) {
+  if (site.lookup_state != file_stack_.GetLookupState()) {
     site.callee = file_stack_.FindLoaded(*site.name);
     if (site.callee == nullptr) return nullptr;
-    site.file_set = file_stack_.GetFileSet();
-  }
-  for (int i = 0; i < site.argument_count; ++i) {
-    const short tag = site.arguments[i].tag;
-    if (tag < kFirstVariableTag) continue;
-    const HbVariableHolder* const own = caller.GetHolder(tag);
-    if (own == nullptr || own->GetVariable() == nullptr ||
-        own->GetHolderClass() == HbVariableHolder::kSecret ||
-        own->GetVariable()->GetType() != tmx::StorageType(own->GetType()))
-      return nullptr;
+    site.lookup_state = file_stack_.GetLookupState();
   }
   HbStackFrame* const callee = file_stack_.TakeFrame(*site.callee, *site.name);
-  for (int i = 0; i < site.argument_count; ++i) PassDecoded(caller, site.arguments[i], *callee);
+  for (int i = 0; i < site.argument_count; ++i) {
+    if (PassDecoded(caller, site.arguments[i], *callee)) continue;
+    file_stack_.CacheSub(callee);
+    return nullptr;
+  }
   call_stack_->PushFrame(callee);
   cur_frame_ = callee;
   return callee;
 }
 
-void MeMacroEngine::PassDecoded(HbStackFrame& caller, const DecodedOperand& argument,
+// False for a variable that does not exist yet.
+bool MeMacroEngine::PassDecoded(const HbStackFrame& caller, const DecodedOperand& argument,
                                 HbStackFrame& callee) {
   if (argument.tag >= kFirstVariableTag) {
-    const HbVariableHolder& own = *caller.GetHolder(argument.tag);
-    callee.AppendHolder(own.GetType(), HbVariableHolder::kParameter).SetVariable(own.GetVariable());
-    return;
+    const HbVariableHolder* const own = caller.GetHolder(argument.tag);
+    HbVariable* const variable = own != nullptr ? own->GetVariable() : nullptr;
+    if (variable == nullptr || own->GetHolderClass() == HbVariableHolder::kSecret ||
+        variable->GetType() != tmx::StorageType(own->GetType()))
+      return false;
+    callee.AppendHolder(own->GetType(), HbVariableHolder::kParameter).SetVariable(variable);
+    return true;
   }
   switch (static_cast<TypeCode>(argument.tag)) {
     case TypeCode::kString:
     case TypeCode::kAmount:
-      return callee.PushParam(*argument.text);
+      callee.PushParam(*argument.text);
+      break;
     case TypeCode::kDate:
-      return callee.PushParam(HbDate(static_cast<unsigned long>(argument.number)));
+      callee.PushParam(HbDate(static_cast<unsigned long>(argument.number)));
+      break;
     case TypeCode::kInt:
-      return callee.PushParam(static_cast<short>(argument.number));
+      callee.PushParam(static_cast<short>(argument.number));
+      break;
     case TypeCode::kLong:
-      return callee.PushParam(long{argument.number});
+      callee.PushParam(long{argument.number});
+      break;
     default:
-      return callee.PushParam(argument.number != 0);
+      callee.PushParam(argument.number != 0);
   }
+  return true;
 }
 
 void MeMacroEngine::RunDecoded() {
@@ -194,6 +199,14 @@ void MeMacroEngine::RunDecoded() {
         const HbLongVariable* const left = LongVariable(*frame, instruction.left);
         if (target == nullptr || left == nullptr) return leave(pc);
         target->Set(WrappingSum(left->Get(), instruction.number));
+        break;
+      }
+      case Action::kAddLongs: {
+        HbLongVariable* const target = LongVariable(*frame, instruction.id);
+        const HbLongVariable* const left = LongVariable(*frame, instruction.left);
+        const HbLongVariable* const right = LongVariable(*frame, instruction.right);
+        if (target == nullptr || left == nullptr || right == nullptr) return leave(pc);
+        target->Set(WrappingSum(left->Get(), static_cast<std::int32_t>(right->Get())));
         break;
       }
       case Action::kCompareLong: {

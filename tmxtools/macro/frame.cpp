@@ -20,12 +20,6 @@ HbStackFrame::HbStackFrame(HbByteCode* byte_code, const String& sub_name)
 
 HbStackFrame::~HbStackFrame() = default;
 
-void HbStackFrame::Clear() {
-  for (std::size_t i = 0; i < used_; ++i) holders_[i]->Reset(0, HbVariableHolder::kPlain);
-  used_ = 0;
-  if (byte_code_ != nullptr) byte_code_->SetPC(0);
-}
-
 void HbStackFrame::PushParam(const String& value) { PushValue<HbStringVariable>(*this, value); }
 void HbStackFrame::PushParam(const HbDate& value) { PushValue<HbDateVariable>(*this, value); }
 void HbStackFrame::PushParam(short value) { PushValue<HbIntVariable>(*this, value); }

@@ -30,7 +30,11 @@ class TMX_EXPORT HbStackFrame {
   HbStackFrame& operator=(const HbStackFrame&) = delete;
 
   // Drops the holders and sets the program counter to 0: ready for another call.
-  void Clear();
+  void Clear() {
+    for (std::size_t i = 0; i < used_; ++i) holders_[i]->Reset();
+    used_ = 0;
+    if (byte_code_ != nullptr) byte_code_->SetPC(0);
+  }
 
   // Push a parameter by value: a new variable that only the frame references.
   void PushParam(const String& value);
@@ -52,7 +56,7 @@ class TMX_EXPORT HbStackFrame {
     if (used_ == holders_.size()) holders_.push_back(nullptr);
     std::unique_ptr<HbVariableHolder>& slot = holders_[used_];
     if (slot == nullptr) slot = std::make_unique<HbVariableHolder>(type);
-    slot->Reset(type, holder_class);
+    slot->Declare(type, holder_class);
     ++used_;
     return *slot;
   }

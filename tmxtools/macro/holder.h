@@ -48,14 +48,17 @@ class TMX_EXPORT HbVariableHolder {
 
  private:
   friend class HbStackFrame;
-  // Makes a used holder a new one.
-  void Reset(unsigned short type, unsigned short holder_class) {
+  // Lets go of everything, so that the holder can be declared again.
+  void Reset() {
     if (variable_ != nullptr) SetVariable(nullptr);
     if (binding_.registry() != nullptr) binding_.Unbind();
     if (!name_.IsEmpty()) name_.Clear();
-    registry_id_ = 0;
-    holder_class_ = holder_class;
+  }
+  // Makes a holder that was reset a new one.
+  void Declare(unsigned short type, unsigned short holder_class) {
     type_ = type;
+    holder_class_ = holder_class;
+    registry_id_ = 0;
   }
 
   HbVariable* variable_ = nullptr;

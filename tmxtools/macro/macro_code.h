@@ -13,7 +13,7 @@ class DecodedCode;
 
 // Immutable but for `decoded`, which the engine fills in as it executes the subroutine for the
 // first time. Used by one thread at a time, as the engine is.
-struct MacroCode {
+struct MacroCode : std::enable_shared_from_this<MacroCode> {
   MacroCode();
   ~MacroCode();
   MacroCode(const MacroCode&) = delete;

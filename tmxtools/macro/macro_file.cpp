@@ -23,7 +23,7 @@ constexpr unsigned short kInvalidParameter = 0x454F;
 constexpr unsigned short kOutOfMemory = 0x4554;
 
 // Unique in the process, so that what one stack loaded is never taken for another's.
-std::uint64_t NextFileSet() {
+std::uint64_t NextNumber() {
   static std::atomic<std::uint64_t> last{0};
   return ++last;
 }
@@ -124,7 +124,7 @@ HbByteCode* HbMacroFile::LoadUnguarded(const String& sub_name, HbError& err) {
 HbMacroFileStackListener::~HbMacroFileStackListener() = default;
 
 HbMacroFileStack::HbMacroFileStack(const String& macro_path)
-    : macro_path_(macro_path), file_set_(NextFileSet()) {}
+    : macro_path_(macro_path), file_set_(NextNumber()), lookup_state_(file_set_) {}
 
 HbMacroFileStack::~HbMacroFileStack() {
   Clear(true);
@@ -158,15 +158,21 @@ void HbMacroFileStack::Clear(bool force) {
 
 void HbMacroFileStack::Close() {
   for (const auto& file : files_) file->Close();
+  Forget();
+}
+
+void HbMacroFileStack::Forget() {
   loaded_.clear();
-  file_set_ = NextFileSet();
+  file_set_ = NextNumber();
+  lookup_state_ = file_set_;
 }
 
 void HbMacroFileStack::ClearCache() {
-  sub_cache_.clear();
+  for (auto& slot : sub_cache_) slot.reset();
+  slot_codes_.fill(nullptr);
+  slot_count_ = 0;
   cache_next_ = 0;
-  loaded_.clear();
-  file_set_ = NextFileSet();
+  Forget();
 }
 
 const HbMacroFile* HbMacroFileStack::GetMacroFile(unsigned short index) const {
@@ -192,59 +198,49 @@ std::shared_ptr<tmx::MacroCode> HbMacroFileStack::FindCode(const String& sub_nam
 }
 
 HbStackFrame* HbMacroFileStack::LoadSub(const String& sub_name, HbError& err) {
-  for (auto slot = sub_cache_.rbegin(); slot != sub_cache_.rend(); ++slot)
-    if (*slot != nullptr && (*slot)->GetSubName() == sub_name) return slot->release();
+  for (std::size_t i = slot_count_; i-- > 0;)
+    if (sub_cache_[i] != nullptr && sub_cache_[i]->GetSubName() == sub_name) return TakeSlot(i);
   err.Clear();
   if (files_.empty()) {
     err.SetError(kNoFile);
     return nullptr;
   }
   const std::shared_ptr<tmx::MacroCode> code = FindCode(sub_name, err);
-  if (code == nullptr) return nullptr;
-  return NewFrame(code, sub_name).release();
+  return code != nullptr ? NewFrame(*code, sub_name) : nullptr;
 }
 
-std::unique_ptr<HbStackFrame> HbMacroFileStack::NewFrame(std::shared_ptr<tmx::MacroCode> code,
-                                                         const String& sub_name) {
-  auto byte_code = std::make_unique<HbByteCode>(std::move(code));
-  return std::make_unique<HbStackFrame>(byte_code.release(), sub_name);
+HbStackFrame* HbMacroFileStack::NewFrame(const tmx::MacroCode& code, const String& sub_name) {
+  auto byte_code = std::make_unique<HbByteCode>(
+      std::const_pointer_cast<tmx::MacroCode>(code.shared_from_this()));
+  return std::make_unique<HbStackFrame>(byte_code.release(), sub_name).release();
 }
 
 tmx::MacroCode* HbMacroFileStack::FindLoaded(const String& sub_name) const {
   // A host may have put a frame of its own under the name.
-  for (const auto& slot : sub_cache_)
-    if (slot != nullptr && slot->GetSubName() == sub_name &&
-        slot->GetByteCode()->GetCode()->file_set != file_set_)
+  for (std::size_t i = 0; i < slot_count_; ++i)
+    if (sub_cache_[i] != nullptr && sub_cache_[i]->GetSubName() == sub_name &&
+        slot_codes_[i]->file_set != file_set_)
       return nullptr;
   const auto known = loaded_.find(sub_name);
   return known != loaded_.end() ? known->second.get() : nullptr;
 }
 
-HbStackFrame* HbMacroFileStack::TakeFrame(const tmx::MacroCode& code, const String& sub_name) {
-  for (auto slot = sub_cache_.rbegin(); slot != sub_cache_.rend(); ++slot)
-    if (*slot != nullptr && (*slot)->GetByteCode()->GetCode().get() == &code)
-      return slot->release();
-  return NewFrame(loaded_.find(sub_name)->second, sub_name).release();
-}
-
 void HbMacroFileStack::CacheSub(HbStackFrame* frame) {
   std::unique_ptr<HbStackFrame> owned(frame);
-  if (owned == nullptr) return;
+  if (owned == nullptr || owned->GetByteCode() == nullptr) return;
   owned->Clear();
-  const HbByteCode* const byte_code = owned->GetByteCode();
-  if (byte_code != nullptr && byte_code->GetCode()->file_set != file_set_ &&
-      byte_code->GetCode()->file_set != 0)
-    return;
-  for (auto& slot : sub_cache_) {
-    if (slot == nullptr) {
-      slot = std::move(owned);
-      return;
-    }
+  const tmx::MacroCode* const code = owned->GetByteCode()->GetCode().get();
+  if (code->file_set != file_set_ && code->file_set != 0) return;
+  std::size_t slot = 0;
+  while (slot < slot_count_ && slot_codes_[slot] != nullptr) ++slot;
+  if (slot == kCacheSlots) {
+    slot = cache_next_;
+    cache_next_ = (cache_next_ + 1) % kCacheSlots;
+  } else if (slot == slot_count_) {
+    ++slot_count_;
   }
-  if (sub_cache_.size() < kCacheSlots) {
-    sub_cache_.push_back(std::move(owned));
-    return;
-  }
-  sub_cache_[cache_next_] = std::move(owned);
-  cache_next_ = (cache_next_ + 1) % kCacheSlots;
+  // A frame that the host made is found by its name like any other.
+  if (code->file_set == 0) lookup_state_ = NextNumber();
+  sub_cache_[slot] = std::move(owned);
+  slot_codes_[slot] = code;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -101,27 +102,39 @@ class TMX_EXPORT HbMacroFileStack {
   void SetListener(HbMacroFileStackListener* listener) { listener_ = listener; }
   HbMacroFileStackListener* GetListener() const { return listener_; }
 
-  // For call sites that remember what they looked up: the number of the present set of files, the
-  // code that LoadSub would give a new frame if that was loaded before (else null), and a frame
-  // with it, kept or new.
-  std::uint64_t GetFileSet() const { return file_set_; }
+  // For call sites that remember what they looked up: a number that changes whenever a name may
+  // stand for other code, the code that LoadSub would give if that was loaded before (else null),
+  // and a frame with it, kept or new.
+  std::uint64_t GetLookupState() const { return lookup_state_; }
   tmx::MacroCode* FindLoaded(const String& sub_name) const;
-  HbStackFrame* TakeFrame(const tmx::MacroCode& code, const String& sub_name);
+  HbStackFrame* TakeFrame(const tmx::MacroCode& code, const String& sub_name) {
+    for (std::size_t i = slot_count_; i-- > 0;)
+      if (slot_codes_[i] == &code) return TakeSlot(i);
+    return NewFrame(code, sub_name);
+  }
 
  private:
   static constexpr std::size_t kCacheSlots = 10;
 
   bool PushImpl(const String& name, HbError& err);
   void ClearCache();
+  void Forget();
   std::shared_ptr<tmx::MacroCode> FindCode(const String& sub_name, HbError& err);
-  std::unique_ptr<HbStackFrame> NewFrame(std::shared_ptr<tmx::MacroCode> code,
-                                         const String& sub_name);
+  HbStackFrame* NewFrame(const tmx::MacroCode& code, const String& sub_name);
+  HbStackFrame* TakeSlot(std::size_t slot) {
+    slot_codes_[slot] = nullptr;
+    return sub_cache_[slot].release();
+  }
 
   String macro_path_;
   std::vector<std::unique_ptr<HbMacroFile>> files_;
-  std::vector<std::unique_ptr<HbStackFrame>> sub_cache_;
+  // The kept frames, and beside them their codes; both are null in an empty slot.
+  std::array<std::unique_ptr<HbStackFrame>, kCacheSlots> sub_cache_;
+  std::array<const tmx::MacroCode*, kCacheSlots> slot_codes_{};
+  std::size_t slot_count_ = 0;
   std::size_t cache_next_ = 0;
   HbMacroFileStackListener* listener_ = nullptr;
   std::map<String, std::shared_ptr<tmx::MacroCode>> loaded_;
   std::uint64_t file_set_;
+  std::uint64_t lookup_state_;
 };

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <type_traits>
 
 #include "tmxtools/core/amount.h"
@@ -96,13 +97,19 @@ class TMX_EXPORT ValueVariable : public HbVariable {
   ValueVariable() noexcept : HbVariable(type) {}
   ~ValueVariable() override = default;
 
- private:
   Value value_{};
 };
 
 }  // namespace tmx
 
 class TMX_EXPORT HbStringVariable : public tmx::ValueVariable<String, tmx::kStringType> {
+ public:
+  // Stores bytes without a text made of them; they may be part of the present one.
+  void SetView(std::string_view bytes) {
+    value_.Assign(bytes);
+    SetNullFlag(false);
+  }
+
  protected:
   ~HbStringVariable() override = default;
 };

@@ -13,7 +13,6 @@
 #include <stdexcept>
 #include <string>
 
-#include "bench/ratio.h"
 #include "tmxtools/macro/engine.h"
 
 namespace {

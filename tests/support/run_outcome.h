@@ -4,7 +4,7 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -15,6 +15,10 @@ struct ErrorLink {
   unsigned code = 0;
   std::string param;
   bool operator==(const ErrorLink&) const = default;
+  // For failed assertions.
+  friend std::ostream& operator<<(std::ostream& out, const ErrorLink& link) {
+    return out << link.code << " \"" << link.param << '"';
+  }
 };
 using ErrorChain = std::vector<ErrorLink>;  // newest first; empty for no error
 
@@ -25,6 +29,9 @@ struct VariableState {
   bool null = true;
   std::string value;
   bool operator==(const VariableState&) const = default;
+  friend std::ostream& operator<<(std::ostream& out, const VariableState& state) {
+    return out << state.type << (state.null ? " null" : "") << " \"" << state.value << '"';
+  }
 };
 
 // A parameter that the host passes by reference. Type 8 is a string variable in a holder of type 8.

@@ -152,8 +152,8 @@ void MeMacroEngine::OpOnNumbers(Operands& in, HbVariable* target, char op, const
   }
 }
 
-// The result is stored in every case, even after an error of an operand; without a result A is
-// stored. That is meant so.
+// The result is stored in every case, even after an error of an operand, which then counts as its
+// empty value; without a result A is stored. That is meant so.
 template <class Operands>
 void MeMacroEngine::OpOnAmounts(Operands& in, HbVariable* target, char op, const OpTypes& types) {
   HbAmount result = AmountOf(in.Amount());
@@ -165,24 +165,22 @@ void MeMacroEngine::OpOnAmounts(Operands& in, HbVariable* target, char op, const
     other = AmountOf(in.Amount());
   }
   if (in.GaveUp()) return;
-  if (in.Ok()) {
-    const bool divides = types.right == TypeCode::kLong && op != '*';
-    if (!types.supported || (divides && factor == 0)) {
-      SetMacroStatus(kMalformed);
-    } else if (op == '+') {
-      result += other;
-    } else if (op == '-') {
-      result -= other;
-    } else if (op == '*') {
-      result *= BigInt(factor);
-    } else if (op == '/') {
-      result /= BigInt(factor);
-    } else {
-      result %= BigInt(factor);
-    }
+  if (cur_frame_ == nullptr) return;
+  const bool divides = types.right == TypeCode::kLong && op != '*';
+  if (!types.supported || (divides && factor == 0)) {
+    SetMacroStatus(kMalformed);
+  } else if (op == '+') {
+    result += other;
+  } else if (op == '-') {
+    result -= other;
+  } else if (op == '*') {
+    result *= BigInt(factor);
+  } else if (op == '/') {
+    result /= BigInt(factor);
+  } else {
+    result %= BigInt(factor);
   }
-  if (target != nullptr && cur_frame_ != nullptr)
-    Store<HbStringVariable>(target, result.GetDecimalPointString());
+  if (target != nullptr) Store<HbStringVariable>(target, result.GetDecimalPointString());
 }
 
 template <class Operands>

@@ -184,6 +184,7 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   void DeclareHolder(unsigned short type, short id, unsigned short holder_class);
   bool ResolveInRegistry(HbVariableHolder& holder, unsigned short storage, bool create);
   void TakeSecret(HbVariableHolder& holder);
+  void ReadPreset(HbVariable& variable);
   template <typename Value>
   Value ReadRaw(Value (HbByteCode::*read)(HbError&));
   bool ReadTag(unsigned short literal_type, unsigned short holder_type, HbVariable*& variable);

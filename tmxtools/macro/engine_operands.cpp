@@ -263,34 +263,38 @@ bool MeMacroEngine::IsNull(short id) {
 }
 
 void MeMacroEngine::PresetVariable(HbVariable* variable) {
-  if (HasStatus() || variable == nullptr) return;
+  if (variable == nullptr) return;
+  if (!HasStatus()) ReadPreset(*variable);
+  NotifyVariablesChanged();
+}
+
+void MeMacroEngine::ReadPreset(HbVariable& variable) {
   const auto preset = [this](auto* typed, const auto& value) {
     if (!HasStatus()) typed->Set(value);
   };
-  switch (static_cast<TypeCode>(variable->GetType())) {
+  switch (static_cast<TypeCode>(variable.GetType())) {
     case TypeCode::kString:
-      preset(static_cast<HbStringVariable*>(variable), ReadString());
+      preset(static_cast<HbStringVariable*>(&variable), ReadString());
       break;
     case TypeCode::kDate:
-      preset(static_cast<HbDateVariable*>(variable), ReadDate());
+      preset(static_cast<HbDateVariable*>(&variable), ReadDate());
       break;
     case TypeCode::kInt:
-      preset(static_cast<HbIntVariable*>(variable), ReadInt());
+      preset(static_cast<HbIntVariable*>(&variable), ReadInt());
       break;
     case TypeCode::kLong:
-      preset(static_cast<HbLongVariable*>(variable), ReadLong());
+      preset(static_cast<HbLongVariable*>(&variable), ReadLong());
       break;
     case TypeCode::kBool:
-      preset(static_cast<HbBoolVariable*>(variable), ReadBool());
+      preset(static_cast<HbBoolVariable*>(&variable), ReadBool());
       break;
     case TypeCode::kAmount: {
       HbAmount amount;
       amount.SetFromDecimalPointString(ReadString(), String());
-      preset(static_cast<HbAmountVariable*>(variable), amount);
+      preset(static_cast<HbAmountVariable*>(&variable), amount);
       break;
     }
     default:
       break;
   }
-  NotifyVariablesChanged();
 }

@@ -47,7 +47,9 @@ std::string At(const std::string& sub, std::size_t position) {
   return sub + " an Position " + std::to_string(position);
 }
 
-MacroImage TestFile(const CodeBuilder& code) { return ImageBuilder("test").Sub("SUB", code).Build(); }
+MacroImage TestFile(const CodeBuilder& code) {
+  return ImageBuilder("test").Sub("SUB", code).Build();
+}
 
 RunOutcome RunFiles(const std::vector<MacroImage>& files, const std::string& sub,
                     const std::vector<HostParam>& params) {

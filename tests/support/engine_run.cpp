@@ -27,16 +27,20 @@ HostVariable MakeVariable(const HostParam& param) {
     case kInt16Type:
       static_cast<HbIntVariable&>(*variable).Set(static_cast<short>(std::stoi(param.value)));
       break;
-    case kInt32Type: static_cast<HbLongVariable&>(*variable).Set(std::stol(param.value)); break;
-    default: static_cast<HbBoolVariable&>(*variable).Set(param.value == "true"); break;
+    case kInt32Type:
+      static_cast<HbLongVariable&>(*variable).Set(std::stol(param.value));
+      break;
+    default:
+      static_cast<HbBoolVariable&>(*variable).Set(param.value == "true");
+      break;
   }
   return variable;
 }
 
 void PassVariable(HbStackFrame& frame, const HostParam& param, HbVariable& variable) {
   if (param.type != kAmount) return frame.PushParameter(&variable);
-  auto holder = std::make_unique<HbVariableHolder>(kAmountType, nullptr, 0UL,
-                                                   HbVariableHolder::kParameter);
+  auto holder =
+      std::make_unique<HbVariableHolder>(kAmountType, nullptr, 0UL, HbVariableHolder::kParameter);
   holder->SetVariable(&variable);
   frame.PushHolder(holder.release());
 }
@@ -68,7 +72,8 @@ VariableState StateOf(const HbVariable& variable) {
     case kBoolType:
       state.value = static_cast<const HbBoolVariable&>(variable).Get() ? "true" : "false";
       break;
-    default: break;
+    default:
+      break;
   }
   return state;
 }
@@ -88,6 +93,7 @@ bool RecordingObserver::ShouldBreak(unsigned short opcode) {
 }
 
 EngineHost::EngineHost(Variant variant) {
+  env_.MakeDir(kMacroDir);
   if (variant == kPlain) {
     engine_ = std::make_unique<MeMacroEngine>(kMacroPath);
   } else {

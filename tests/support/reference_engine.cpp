@@ -9,6 +9,7 @@ namespace {
 constexpr std::size_t kMaxFrames = 10000;
 constexpr std::size_t kMaxText = 65535;
 constexpr std::size_t kKeptFrames = 10;
+constexpr int kNoTag = -0x10000;  // below every tag that can be read
 
 enum Type : unsigned {
   kString = 1,
@@ -217,7 +218,7 @@ bool ReferenceEngine::Continue(ErrorChain* error) {
 void ReferenceEngine::Stop() {
   if (frames_.empty()) return;
   status_ = {{17500, ""}};
-  Continue(nullptr);
+  while (!frames_.empty()) PopFrame();
 }
 
 unsigned ReferenceEngine::ReadOpCode() {
@@ -349,21 +350,28 @@ std::string ReferenceEngine::ReadString() {
 
 // ---- tagged operands -------------------------------------------------------------------------
 
+// A tag that cannot be read is no literal with a wrong tag: the bytecode's own error stands.
+int ReferenceEngine::ReadTag() { return Has(2) ? ReadInt() : kNoTag; }
+
+void ReferenceEngine::WrongTag(int tag) {
+  if (tag != kNoTag) SetMacroStatus(17490);
+}
+
 template <class Value, class FromVariable, class FromBytes>
 Value ReferenceEngine::ReadAttrib(unsigned type, FromVariable from_variable, FromBytes from_bytes) {
-  const int tag = ReadInt();
+  const int tag = ReadTag();
   if (tag >= 32) {
     const Variable* variable = GetVariable(tag, type);
     return variable == nullptr ? Value{} : from_variable(*variable);
   }
   if (tag == static_cast<int>(type)) return from_bytes();
-  SetMacroStatus(17490);
+  WrongTag(tag);
   return Value{};
 }
 
 // A variable operand may be any that holds a string, amounts included; a literal must be a string.
 std::string ReferenceEngine::ReadStringAttrib() {
-  const int tag = ReadInt();
+  const int tag = ReadTag();
   if (tag >= 32) {
     const Variable* variable = GetVariable(tag, 0);
     if (variable == nullptr) return "";
@@ -371,7 +379,7 @@ std::string ReferenceEngine::ReadStringAttrib() {
   } else if (tag == kString) {
     return ReadString();
   }
-  SetMacroStatus(17490);
+  WrongTag(tag);
   return "";
 }
 
@@ -402,9 +410,9 @@ bool ReferenceEngine::ReadBoolAttrib() {
 }
 
 char ReferenceEngine::ReadCharAttrib() {
-  const int tag = ReadInt();
+  const int tag = ReadTag();
   if (tag == kChar) return static_cast<char>(ReadByte());
-  SetMacroStatus(17490);
+  WrongTag(tag);
   return 0;
 }
 
@@ -420,7 +428,7 @@ std::string DateText(Date date) {
 }  // namespace
 
 std::string ReferenceEngine::ReadAttribAsString() {
-  const int tag = ReadInt();
+  const int tag = ReadTag();
   if (tag >= 32) {
     const Variable* variable = GetVariable(tag, 0);
     if (variable == nullptr) return "";
@@ -437,14 +445,14 @@ std::string ReferenceEngine::ReadAttribAsString() {
   } else if (tag == kLong) {
     return std::to_string(ReadLong());
   }
-  SetMacroStatus(17490);
+  WrongTag(tag);
   return "";
 }
 
 ReferenceEngine::Variable* ReferenceEngine::ReadVariable(unsigned type) {
-  const int tag = ReadInt();
+  const int tag = ReadTag();
   if (tag >= 32) return GetVariable(tag, type);
-  SetMacroStatus(17490);
+  WrongTag(tag);
   return nullptr;
 }
 
@@ -564,7 +572,7 @@ void ReferenceEngine::CmdHolder(unsigned opcode, unsigned count) {
     std::vector<Holder>& holders = frames_.back()->holders;
     holders.push_back({type, nullptr, std::nullopt});
     VariablesChanged();
-    if (id != 32 + static_cast<int>(holders.size())) return SetMacroStatus(17490);
+    if (id != 32 + static_cast<int>(holders.size())) SetMacroStatus(17490);
   }
   if (count < 3) return;
   Variable* variable = GetVariable(id, 0);
@@ -581,7 +589,7 @@ void ReferenceEngine::CmdHolderStatic() {
     std::vector<Holder>& holders = frames_.back()->holders;
     holders.push_back({type, nullptr, std::nullopt});
     VariablesChanged();
-    if (id != 32 + static_cast<int>(holders.size())) return SetMacroStatus(17490);
+    if (id != 32 + static_cast<int>(holders.size())) SetMacroStatus(17490);
     holder = &holders.back();
   }
   holder->static_key = key;

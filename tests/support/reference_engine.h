@@ -107,6 +107,8 @@ class ReferenceEngine {
   std::string ReadString();
 
   // Tagged operands.
+  int ReadTag();
+  void WrongTag(int tag);
   std::string ReadStringAttrib();
   std::string ReadAmountAttrib();
   int ReadIntAttrib();

@@ -4,8 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <compare>
+#include <cstddef>
 #include <cstdint>
-#include <utility>
+#include <string_view>
 
 #include "tmxtools/platform/big_int.h"
 #include "tmxtools/platform/export.h"
@@ -38,7 +39,7 @@ class TMX_EXPORT HbAmount {
   HbAmount(unsigned long value, unsigned short precision, const String& currency)
       : HbAmount(BigInt(value), precision, currency) {}
   HbAmount(const BigInt& value, unsigned short precision, const String& currency)
-      : precision_(precision), currency_(currency), value_(value) {}
+      : value_(value), currency_(currency), precision_(precision) {}
   // The value from optional blanks, an optional "-" and digits; never null.
   HbAmount(const String& digits, unsigned short precision, const String& currency)
       : HbAmount(BigInt(digits), precision, currency) {}
@@ -151,10 +152,11 @@ class TMX_EXPORT HbAmount {
   HbAmount& AddRescaled(const HbAmount& other);
   HbAmount& SubtractRescaled(const HbAmount& other);
 
-  // The text forms for values up to 18 digits. They give up (false) on anything else.
+  // Reads up to 18 digits with an optional "-", commas and dots. Gives up (false) on anything else.
   bool ReadPlain(std::string_view text);
 
-  std::uint16_t precision_ = 0;
-  String currency_;
+  // Copying a large value can fail, so it comes first: a failed assignment changes nothing.
   BigInt value_;
+  String currency_;
+  std::uint16_t precision_ = 0;
 };

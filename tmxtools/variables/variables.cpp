@@ -95,31 +95,34 @@ Cell* HbVariables::FindCell(unsigned long id) const noexcept {
   return fits ? static_cast<Cell*>(variable) : nullptr;
 }
 
-template <class Cell>
-Cell* HbVariables::CellToPut(unsigned long id) noexcept {
-  if ((*this)[id] == nullptr) {
-    const Reference created(CreateVariable(Cell::kType));
-    Register(id, created.get());
-  }
-  return FindCell<Cell>(id);
-}
-
 template <class Cell, class Value>
 bool HbVariables::GetField(Value& value, unsigned long id) const {
   const Cell* const cell = FindCell<Cell>(id);
-  if (cell == nullptr) {
+  try {
+    value = cell != nullptr ? cell->Get() : Value{};
+    return cell != nullptr;
+  } catch (const std::bad_alloc&) {
     value = Value{};
     return false;
   }
-  value = cell->Get();
-  return true;
 }
 
-template <class Cell, class Value>
-bool HbVariables::PutField(const Value& value, unsigned long id) {
-  Cell* const cell = CellToPut<Cell>(id);
-  if (cell != nullptr) cell->Set(value);
-  return cell != nullptr;
+template <class Cell, class... Value>
+bool HbVariables::PutField(unsigned long id, const Value&... value) {
+  try {
+    if (HbVariable* const found = (*this)[id]) {
+      if (found->GetType() != Cell::kType) return false;
+      static_cast<Cell*>(found)->Set(value...);
+      return true;
+    }
+    const Reference created(CreateVariable(Cell::kType));
+    if (!created) return false;
+    static_cast<Cell*>(created.get())->Set(value...);
+    Register(id, created.get());
+    return FindHere(id) != nullptr;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
 }
 
 bool HbVariables::GetFieldString(String& value, unsigned long id) const {
@@ -161,36 +164,34 @@ HbBinaryVariable* HbVariables::GetBinaryVar(unsigned long id) const noexcept {
 }
 
 bool HbVariables::PutFieldString(const String& value, unsigned long id) {
-  return PutField<HbStringVariable>(value, id);
+  return PutField<HbStringVariable>(id, value);
 }
 bool HbVariables::PutFieldDate(const HbDate& value, unsigned long id) {
-  return PutField<HbDateVariable>(value, id);
+  return PutField<HbDateVariable>(id, value);
 }
 bool HbVariables::PutFieldTime(const HbTime& value, unsigned long id) {
-  return PutField<HbTimeVariable>(value, id);
+  return PutField<HbTimeVariable>(id, value);
 }
 bool HbVariables::PutFieldInt16(short value, unsigned long id) {
-  return PutField<HbIntVariable>(value, id);
+  return PutField<HbIntVariable>(id, value);
 }
 bool HbVariables::PutFieldInt32(long value, unsigned long id) {
-  return std::in_range<std::int32_t>(value) && PutField<HbLongVariable>(value, id);
+  return std::in_range<std::int32_t>(value) && PutField<HbLongVariable>(id, value);
 }
 bool HbVariables::PutFieldFloat(float value, unsigned long id) {
-  return PutField<HbFloatVariable>(value, id);
+  return PutField<HbFloatVariable>(id, value);
 }
 bool HbVariables::PutFieldAmount(const HbAmount& value, unsigned long id) {
-  return PutField<HbAmountVariable>(value, id);
+  return PutField<HbAmountVariable>(id, value);
 }
 bool HbVariables::PutFieldBool(bool value, unsigned long id) {
-  return PutField<HbBoolVariable>(value, id);
+  return PutField<HbBoolVariable>(id, value);
 }
 
 bool HbVariables::PutFieldBinary(const unsigned char* data, unsigned long length,
                                  unsigned long id) {
   if (length > UINT32_MAX) return false;
-  HbBinaryVariable* const cell = CellToPut<HbBinaryVariable>(id);
-  if (cell != nullptr) cell->Set(data, length);
-  return cell != nullptr;
+  return PutField<HbBinaryVariable>(id, data, length);
 }
 
 bool HbVariables::PutBinaryVar(HbBinaryVariable* variable, unsigned long id) {

@@ -145,13 +145,10 @@ class TMX_EXPORT HbVariables {
   // The id's variable if it is a `Cell`, else null.
   template <class Cell>
   Cell* FindCell(unsigned long id) const noexcept;
-  // The same, but a new one of this registry if the chain has no variable.
-  template <class Cell>
-  Cell* CellToPut(unsigned long id) noexcept;
   template <class Cell, class Value>
   bool GetField(Value& value, unsigned long id) const;
-  template <class Cell, class Value>
-  bool PutField(const Value& value, unsigned long id);
+  template <class Cell, class... Value>
+  bool PutField(unsigned long id, const Value&... value);
 
   HbVariables* prev_;
   tmx::IdTable entries_;

@@ -49,6 +49,33 @@ TEST(String, ComparesAsUnsignedBytes) {
   EXPECT_NE(String(std::string_view("a\0b", 3)), String(std::string_view("a\0c", 3)));
 }
 
+TEST(String, AppendingAndComparingSeeEveryByteOfEveryLength) {
+  const std::string bytes = "0123456789abcdefghijklmnopqrstuvwxyz";
+  for (std::size_t length = 0; length <= bytes.size(); ++length) {
+    const std::string piece = bytes.substr(0, length);
+    String text(">");
+    text += std::string_view(piece);
+    EXPECT_EQ(text.View(), ">" + piece);
+    for (std::uint16_t i = 0; i < text.Len(); ++i) {
+      String other = text;
+      EXPECT_TRUE(other == text);
+      other.Set(i, '#');
+      EXPECT_FALSE(other == text) << length << " " << i;
+    }
+  }
+}
+
+TEST(String, AssigningAPartOfItselfMayOverlap) {
+  const std::string bytes = "0123456789abcdefghijklmnopqrstuvwxyz";
+  for (std::size_t length = 0; length <= bytes.size(); ++length) {
+    for (std::size_t start = 0; start + length <= bytes.size(); ++start) {
+      String text{std::string_view(bytes)};
+      text.Assign(text.View().substr(start, length));
+      EXPECT_EQ(text.View(), bytes.substr(start, length));
+    }
+  }
+}
+
 TEST(String, CopiesShareUntilOneIsChanged) {
   String first{std::string_view(kLong)};
   String second = first;

@@ -11,14 +11,16 @@
 using boost::multiprecision::cpp_int;
 
 struct BigInt::Big {
+  static BigPtr Make(cpp_int value) {
+    return BigPtr(std::make_unique<Big>(Big{std::move(value)}).release());
+  }
+
   cpp_int value;
 };
 
 void BigInt::DropBig::operator()(Big* big) const noexcept { std::default_delete<Big>()(big); }
 
-BigInt::BigPtr BigInt::Clone(const Big& big) {
-  return BigPtr(std::make_unique<Big>(big).release());
-}
+BigInt::BigPtr BigInt::Clone(const Big& big) { return Big::Make(big.value); }
 
 template <class Operation>
 BigInt& BigInt::Apply(const BigInt& other, Operation operation) {
@@ -34,7 +36,7 @@ BigInt& BigInt::Apply(const BigInt& other, Operation operation) {
     big_.reset();
   } else {
     const int sign = result.sign();
-    big_ = BigPtr(std::make_unique<Big>(Big{std::move(result)}).release());
+    big_ = Big::Make(std::move(result));
     value_ = sign;
   }
   return *this;
@@ -83,7 +85,7 @@ std::int64_t BigInt::LowBits() const noexcept {
 
 BigInt::BigInt(unsigned long value) : value_(static_cast<std::int64_t>(value)), set_(true) {
   if (value_ >= 0) return;
-  big_ = BigPtr(std::make_unique<Big>(Big{cpp_int(value)}).release());
+  big_ = Big::Make(value);
   value_ = 1;
 }
 
@@ -103,7 +105,7 @@ BigInt::BigInt(const String& text) : set_(true) {
   cpp_int magnitude{std::string(digits)};
   if (negative) magnitude = -magnitude;
   value_ = negative ? -1 : 1;
-  big_ = BigPtr(std::make_unique<Big>(Big{std::move(magnitude)}).release());
+  big_ = Big::Make(std::move(magnitude));
 }
 
 String BigInt::ToString() const {

@@ -15,7 +15,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
+#include <memory>
 #include <utility>
 
 #include "tmxtools/platform/env.h"
@@ -361,7 +361,7 @@ class PosixEnv : public Env {
 // Never destroyed, since objects with static lifetime may use it at the process's end.
 Env& SystemEnv() {
   alignas(PosixEnv) static unsigned char storage[sizeof(PosixEnv)];
-  static PosixEnv* const env = ::new (storage) PosixEnv;
+  static PosixEnv* const env = std::construct_at(reinterpret_cast<PosixEnv*>(storage));
   return *env;
 }
 

@@ -94,12 +94,6 @@ void String::Set(std::uint16_t position, char byte) {
   if (position < length_) Unshare()[position] = byte;
 }
 
-String String::Sub(std::uint16_t position, std::uint16_t count) const {
-  if (position >= length_) return {};
-  if (position == 0 && count >= length_) return *this;
-  return String(View().substr(position, count));
-}
-
 String& String::Insert(const String& text, std::uint16_t position) {
   if (text.length_ > MaxLen - length_) ThrowTooLong();
   const String inserted = text;  // `text` may be this text

@@ -68,7 +68,7 @@ class TMX_EXPORT String {
   String& Assign(std::string_view bytes) {
     if (bytes.size() <= Capacity() && IsOwn()) {
       char* const own = Bytes();
-      if (!bytes.empty()) std::memmove(own, bytes.data(), bytes.size());
+      Copy(own, bytes);
       SetEnd(own, bytes.size());
     } else {
       AssignSlow(bytes);
@@ -78,7 +78,6 @@ class TMX_EXPORT String {
   String& Assign(const char* bytes, std::size_t length) {
     return Assign(std::string_view(bytes, length));
   }
-  String& AssignView(std::string_view bytes) { return Assign(bytes); }
   // Empties the text and keeps an unshared buffer for the next one.
   void Clear() noexcept {
     if (on_heap_ && !IsOwn()) {
@@ -124,7 +123,7 @@ class TMX_EXPORT String {
   String& Append(std::string_view bytes) {
     if (bytes.size() <= std::size_t{Capacity()} - length_ && IsOwn()) {
       char* const own = Bytes();
-      if (!bytes.empty()) std::memcpy(own + length_, bytes.data(), bytes.size());
+      Copy(own + length_, bytes);
       SetEnd(own, length_ + bytes.size());
     } else {
       AppendSlow(bytes);
@@ -133,7 +132,10 @@ class TMX_EXPORT String {
   }
 
   // Up to `count` bytes from `position`.
-  String Sub(std::uint16_t position, std::uint16_t count = MaxLen) const;
+  String Sub(std::uint16_t position, std::uint16_t count = MaxLen) const {
+    if (position == 0 && count >= length_) return *this;
+    return position < length_ ? String(View().substr(position, count)) : String();
+  }
   String& Insert(const String& text, std::uint16_t position);
   String& Erase(std::uint16_t position, std::uint16_t count = MaxLen);
   // The first position at or behind `from`, or NotFound. The empty text is never found.
@@ -161,7 +163,7 @@ class TMX_EXPORT String {
   static String FromInt(std::int64_t value);
 
   friend bool operator==(const String& a, const String& b) noexcept {
-    return a.length_ == b.length_ && std::memcmp(a.Data(), b.Data(), a.length_) == 0;
+    return a.length_ == b.length_ && AreEqual(a.Data(), b.Data(), a.length_);
   }
   friend bool operator==(const String& a, std::string_view b) noexcept { return a.View() == b; }
   friend bool operator==(const String& a, const char* b) noexcept { return a.View() == OrEmpty(b); }
@@ -197,6 +199,48 @@ class TMX_EXPORT String {
 
   static std::string_view OrEmpty(const char* text) noexcept {
     return text == nullptr ? std::string_view() : std::string_view(text);
+  }
+  // Copies bytes that may overlap their target. Most texts are short, and a call would cost more
+  // than their bytes; so up to 16 of them go in two loads, which may overlap, before two stores.
+  static void Copy(char* to, std::string_view bytes) noexcept {
+    const std::size_t count = bytes.size();
+    if (count > 16) {
+      std::memmove(to, bytes.data(), count);
+    } else if (count >= 8) {
+      CopyEnds<std::uint64_t>(to, bytes);
+    } else if (count >= 4) {
+      CopyEnds<std::uint32_t>(to, bytes);
+    } else if (count >= 2) {
+      CopyEnds<std::uint16_t>(to, bytes);
+    } else if (count == 1) {
+      *to = bytes.front();
+    }
+  }
+  template <class Word>
+  static void CopyEnds(char* to, std::string_view bytes) noexcept {
+    const std::size_t behind = bytes.size() - sizeof(Word);
+    const Word first = Load<Word>(bytes.data());
+    const Word last = Load<Word>(bytes.data() + behind);
+    std::memcpy(to, &first, sizeof(Word));
+    std::memcpy(to + behind, &last, sizeof(Word));
+  }
+  static bool AreEqual(const char* a, const char* b, std::size_t count) noexcept {
+    if (count > 16) return std::memcmp(a, b, count) == 0;
+    if (count >= 8) return EndsAreEqual<std::uint64_t>(a, b, count);
+    if (count >= 4) return EndsAreEqual<std::uint32_t>(a, b, count);
+    if (count >= 2) return EndsAreEqual<std::uint16_t>(a, b, count);
+    return count == 0 || *a == *b;
+  }
+  template <class Word>
+  static bool EndsAreEqual(const char* a, const char* b, std::size_t count) noexcept {
+    const std::size_t behind = count - sizeof(Word);
+    return Load<Word>(a) == Load<Word>(b) && Load<Word>(a + behind) == Load<Word>(b + behind);
+  }
+  template <class Word>
+  static Word Load(const char* bytes) noexcept {
+    Word word;
+    std::memcpy(&word, bytes, sizeof(Word));
+    return word;
   }
   static Buffer* NewBuffer(std::size_t capacity);
   static String WithRoom(std::size_t capacity);

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "compiler/keywords.h"
 #include "compiler/macro_image.h"
-#include "compiler/type_names.h"
 
 namespace tmx::compiler {
 

@@ -1,7 +1,7 @@
 #include "compiler/operand_writer.h"
 
+#include "compiler/keywords.h"
 #include "compiler/operand_rules.h"
-#include "compiler/type_names.h"
 
 namespace tmx::compiler {
 

@@ -3,20 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "compiler/keywords.h"
 #include "compiler/lexer.h"
-#include "compiler/type_names.h"
 
 namespace tmx::compiler {
 namespace {
-
-// Words that no variable, label or subroutine may be called without quotes.
-constexpr std::string_view kReserved[] = {"true", "false", "left",  "right", "not",
-                                          "and",  "or",    "value", "end",   "condition"};
-
-bool IsReserved(std::string_view word) {
-  return TypeNamed(word) != TypeCode::kNone ||
-         std::find(std::begin(kReserved), std::end(kReserved), word) != std::end(kReserved);
-}
 
 // Thrown inside the parser only, after the message was recorded; caught at the statement.
 struct Mistake {};

@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "compiler/assembler.h"
+#include "compiler/keywords.h"
 #include "compiler/macro_image.h"
 #include "compiler/operand_rules.h"
 #include "compiler/operand_writer.h"
 #include "compiler/scope.h"
-#include "compiler/type_names.h"
 
 namespace tmx::compiler {
 namespace {

@@ -1,4 +1,4 @@
-// The keywords of the types.
+// The reserved words of the language; the keywords of the types are some of them.
 #pragma once
 
 #include <string>
@@ -12,5 +12,8 @@ namespace tmx::compiler {
 // type operand is written as: the keyword, or the number of a type without one.
 TypeCode TypeNamed(std::string_view word);
 std::string NameOfType(TypeCode type);
+
+// Words that no variable, label or subroutine may be called without quotes.
+bool IsReserved(std::string_view word);
 
 }  // namespace tmx::compiler

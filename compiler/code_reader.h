@@ -11,6 +11,9 @@
 
 namespace tmx::compiler {
 
+// Skipped where an opcode is expected.
+inline constexpr int kFillerByte = 255;
+
 class CodeReader {
  public:
   explicit CodeReader(std::string_view code, std::size_t pc = 0) : code_(code), pc_(pc) {}

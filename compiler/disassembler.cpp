@@ -39,6 +39,8 @@ std::string Escaped(std::string_view text, char quote) {
   return out;
 }
 
+bool IsFiller(char byte) { return static_cast<unsigned char>(byte) == kFillerByte; }
+
 bool IsIdentifier(std::string_view name) {
   const auto is_word = [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || (c >= '0' && c <= '9');
@@ -220,9 +222,15 @@ class SubroutinePrinter {
         pc = found->second.end;
         continue;
       }
+      if (IsFiller(code_[pc])) {
+        out += "  filler\n";
+        ++pc;
+        continue;
+      }
       const std::size_t begin = pc;
       do ++pc;
-      while (pc < code_.size() && instructions_.count(pc) == 0 && LabelAt(pc).empty());
+      while (pc < code_.size() && instructions_.count(pc) == 0 && !IsFiller(code_[pc]) &&
+             LabelAt(pc).empty());
       out += RawLines(code_.substr(begin, pc - begin), "  raw");
     }
     return out + LabelAt(code_.size());
@@ -231,7 +239,8 @@ class SubroutinePrinter {
   // The first byte that is no instruction, if there is one.
   const std::size_t* FirstOdd() const {
     for (const std::size_t& start : starts_)
-      if (start < code_.size() && instructions_.count(start) == 0) return &start;
+      if (start < code_.size() && instructions_.count(start) == 0 && !IsFiller(code_[start]))
+        return &start;
     return nullptr;
   }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "compiler/code_reader.h"
 #include "compiler/keywords.h"
 #include "compiler/lexer.h"
 
@@ -213,6 +214,7 @@ class Parser {
     if (word.text == "break") return Simple(Statement::Kind::kBreak, word.at);
     if (word.text == "continue") return Simple(Statement::Kind::kContinue, word.at);
     if (word.text == "raw") return ParseRaw(word.at);
+    if (word.text == "filler") return Filler(word.at);
     if (word.text == "return") return ParseCommand(*FindOpcode("exit"), word.at);
     if (const Opcode* opcode = FindOpcode(word.text.c_str()))
       return IsDeclaration() ? ParseDeclarationLine(*opcode) : ParseCommand(*opcode, word.at);
@@ -232,6 +234,12 @@ class Parser {
     statement.kind = Statement::Kind::kRaw;
     statement.at = at;
     statement.name = ParseBytes();
+    return statement;
+  }
+
+  Statement Filler(Position at) {
+    Statement statement = Simple(Statement::Kind::kRaw, at);
+    statement.name = static_cast<char>(kFillerByte);
     return statement;
   }
 

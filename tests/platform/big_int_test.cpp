@@ -1,6 +1,7 @@
 #include "tmxtools/platform/big_int.h"
 
 #include <limits>
+#include <random>
 #include <string>
 
 #include "tests/support/print.h"
@@ -119,6 +120,42 @@ TEST(BigInt, OrdersValuesOfAllSizes) {
       EXPECT_EQ(a > b, &a > &b);
       EXPECT_EQ(a == b, &a == &b);
     }
+  }
+}
+
+// The compiler's 128-bit numbers as a second opinion.
+__extension__ using Wide = __int128;
+
+BigInt FromWide(Wide value) {
+  const bool negative = value < 0;
+  BigInt result(0);
+  for (int shift = 96; shift >= 0; shift -= 32) {
+    const Wide magnitude = negative ? -value : value;
+    result *= BigInt(0x100000000L);
+    result += BigInt(static_cast<unsigned int>(magnitude >> shift));
+  }
+  return negative ? -result : result;
+}
+
+TEST(BigInt, AgreesWith128BitNumbersAroundThe64BitLimits) {
+  std::mt19937_64 random(20240229);
+  const auto pick = [&] {
+    const auto bits = static_cast<std::int64_t>(random());
+    return bits >> (random() % 64);
+  };
+  for (int round = 0; round < 20000; ++round) {
+    const Wide a = Wide{pick()} * (round % 3 == 0 ? pick() % 8 : 1);
+    const Wide b = Wide{pick()} * (round % 5 == 0 ? pick() % 8 : 1);
+    const BigInt big_a = FromWide(a);
+    const BigInt big_b = FromWide(b);
+    ASSERT_EQ(big_a + big_b, FromWide(a + b));
+    ASSERT_EQ(big_a - big_b, FromWide(a - b));
+    ASSERT_EQ(big_a < big_b, a < b);
+    if (round % 3 != 0 && round % 5 != 0) ASSERT_EQ(big_a * big_b, FromWide(a * b));
+    if (b == 0) continue;
+    ASSERT_EQ(big_a / big_b, FromWide(a / b));
+    ASSERT_EQ(big_a % big_b, FromWide(a % b));
+    ASSERT_EQ(Parse(big_a.ToString().Data()), big_a);
   }
 }
 

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -216,6 +217,25 @@ TEST_F(FileStream, AFailedOpeningLeavesNoClaim) {
   SvFileStream stream("f", mode::Read | mode::DenyAll);
   EXPECT_FALSE(stream.IsOpen());
   EXPECT_TRUE(SvFileStream("f", kReadWrite).IsOpen());
+}
+
+// An operating system for which there is no memory left.
+class ExhaustedEnv : public tmx::MemoryEnv {
+ public:
+  tmx::EnvResult<std::unique_ptr<tmx::EnvFile>> Open(const std::string&, tmx::FileAccess) override {
+    throw std::bad_alloc();
+  }
+  tmx::EnvResult<std::unique_ptr<tmx::EnvFile>> OpenTemporary() override { throw std::bad_alloc(); }
+};
+
+TEST(FileStreamWithoutMemory, IsAnErrorAndNoException) {
+  ExhaustedEnv exhausted;
+  const tmx::ScopedEnv scope(exhausted);
+  SvFileStream stream("f", mode::Read);
+  EXPECT_EQ(stream.GetError(), codes::OutOfMemory);
+  stream.OpenTemporary();
+  EXPECT_EQ(stream.GetError(), codes::OutOfMemory);
+  EXPECT_FALSE(stream.IsOpen());
 }
 
 TEST_F(FileStream, TruncationWaitsForTheClaim) {

@@ -1,5 +1,6 @@
 #include "tmxtools/platform/string.h"
 
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -301,6 +302,51 @@ TEST(String, Concatenates) {
   EXPECT_EQ(String("a") + String("b") + "c" + 'd', "abcd");
   EXPECT_EQ("a" + String("b"), "ab");
   EXPECT_EQ(String("a") + std::string_view("bc"), "abc");
+}
+
+TEST(String, AgreesWithTheStandardStringOnRandomEdits) {
+  std::mt19937 random(20240229);
+  const auto pick = [&](std::size_t limit) { return static_cast<std::uint16_t>(random() % limit); };
+  String text;
+  std::string model;
+  std::vector<std::pair<String, std::string>> kept;  // copies that must not change
+  for (int step = 0; step < 20000; ++step) {
+    const std::string piece(pick(20), static_cast<char>('a' + pick(26)));
+    const std::uint16_t position = pick(model.size() + 1);
+    const std::uint16_t count = pick(30);
+    switch (pick(6)) {
+      case 0:
+        text += std::string_view(piece);
+        model += piece;
+        break;
+      case 1:
+        text.Insert(String(std::string_view(piece)), position);
+        model.insert(position, piece);
+        break;
+      case 2:
+        text.Erase(position, count);
+        model.erase(position, count);
+        break;
+      case 3:
+        text = text.Sub(position / 4);
+        model = model.substr(position / 4);
+        break;
+      case 4:
+        text.Append(text.View().substr(position, count));
+        model.append(std::string(model, position, count));
+        break;
+      default:
+        kept.emplace_back(text, model);
+        if (kept.size() > 8) kept.erase(kept.begin());
+    }
+    if (model.size() > 300) {
+      text.Erase(100);
+      model.erase(100);
+    }
+    ASSERT_EQ(text.View(), model) << step;
+    ASSERT_EQ(text.Data()[text.Len()], '\0');
+    for (const auto& [copy, expected] : kept) ASSERT_EQ(copy.View(), expected) << step;
+  }
 }
 
 TEST(String, CopiesInSeveralThreadsKeepTheirBuffer) {

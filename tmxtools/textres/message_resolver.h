@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tmxtools/platform/export.h"
+#include "tmxtools/textres/destroy.h"
 
 namespace hbk {
 
@@ -17,7 +18,7 @@ enum class HbLanguageType : int { kGerman = 1031 };
 class TMX_EXPORT IMessageResolver {
  public:
   virtual bool canResolve(unsigned short code) const = 0;
-  virtual std::string getMessage(unsigned short code) const = 0;
+  virtual std::string getMessage(unsigned short code) = 0;
 
  protected:
   IMessageResolver() = default;
@@ -31,12 +32,15 @@ class TMX_EXPORT IMessageResolver {
 
 // The resolvers in the order in which they are asked; the first that can resolve a code does.
 //
+// When the library is attached to a process it adds a resolver over its own text resource file;
+// when it is detached it takes that one away again.
+//
 // Owner: the library, one instance, deleted at process exit; it does not own its resolvers. Empty
-// state: no resolvers. Threads: getInstance is serialised; add and remove resolvers while nobody
+// state: no resolvers. Threads: getInstance() is serialised; add and remove resolvers while nobody
 // resolves.
 class TMX_EXPORT MessageResolverManager {
  public:
-  // The one instance, made on the first call, and made anew when asked after process exit began.
+  // The one instance, made on the first call, and made anew when it is asked for after its end.
   static MessageResolverManager* getInstance();
 
   MessageResolverManager(const MessageResolverManager&) = delete;
@@ -44,15 +48,17 @@ class TMX_EXPORT MessageResolverManager {
 
   // Null is ignored; the same resolver may be added twice.
   virtual void add(IMessageResolver const* resolver);
-  // Removes the first occurrence.
+  // Removes the first occurrence; null is ignored.
   virtual void remove(IMessageResolver const* resolver);
   // "Unresolved Error code: N ResId: M" when no resolver can.
   virtual std::string getMessage(unsigned short code);
 
  protected:
   MessageResolverManager() = default;
-  virtual ~MessageResolverManager() = default;
+  virtual ~MessageResolverManager();
 
  private:
+  friend class com::velmora::core::destroy<MessageResolverManager>;
+
   std::vector<IMessageResolver const*> resolvers_;
 };

@@ -40,7 +40,7 @@ TEST(IdSearch, EveryKernelCountsTheKeysBelow) {
   };
   for (int round = 0; round < 2000; ++round) {
     const std::size_t blocks = 1 + random() % 8;
-    const unsigned bits = 4 + random() % 29;
+    const unsigned bits = 4 + static_cast<unsigned>(random() % 29);
     // One place further than aligned, as in a leaf.
     std::vector<SearchKey> keys(blocks * tmx::kKeyBlock, tmx::kNoKey);
     const std::size_t used = random() % (keys.size() + 1);

@@ -97,7 +97,7 @@ bool HbFile::HasNoStatus(HbError& err) const {
 bool HbFile::ReadLine(String& line, HbError& err) {
   if (!HasNoStatus(err)) return false;
   if (!IsOpen()) {
-    // Only the next call reports it in `err`; callers rely on the end of a closed file being quiet.
+    // Only the next call reports it in `err`, on purpose.
     SetStatus(kNotOpen, name_);
     return false;
   }

@@ -6,8 +6,15 @@
 namespace tmx {
 namespace {
 
-std::string Quoted(const std::string& text) {
+// Texts that grew very long are shown by their ends.
+std::string Quoted(const std::string& whole) {
   static constexpr char kDigits[] = "0123456789abcdef";
+  constexpr std::size_t kShown = 400;
+  std::string text = whole;
+  if (text.size() > kShown)
+    text.replace(kShown / 2, text.size() - kShown,
+                 " ... " + std::to_string(text.size()) + " bytes, hash " +
+                     std::to_string(std::hash<std::string>{}(whole)) + " ... ");
   std::string quoted = "\"";
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);

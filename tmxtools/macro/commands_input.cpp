@@ -311,19 +311,20 @@ void MeMacroEngine::MoveCursorToHit(std::uint32_t hit, short mode) {
   input_pos_ = p;
 }
 
-// Column and line of the hit. Position 0 is never looked at; that is meant so.
+// Column and line of the hit, set step by step: both may be one variable. Position 0 is never
+// looked at; that is meant so.
 void MeMacroEngine::LocateHit(std::uint32_t hit, HbIntVariable& column, HbIntVariable& line) const {
   const std::string_view input = input_.View();
-  int lines = 0;
-  int hit_column = static_cast<int>(hit);
+  line.Set(0);
+  bool met = false;
   int steps = -1;
   for (std::uint32_t p = hit; p >= 1; --p, ++steps) {
     if (input[p] != '\n') continue;
-    if (lines == 0) hit_column = steps;
-    ++lines;
+    if (!met) column.Set(static_cast<short>(steps));
+    met = true;
+    line.Set(static_cast<short>(line.Get() + 1));
   }
-  line.Set(static_cast<short>(lines));
-  column.Set(static_cast<short>(hit_column));
+  if (!met) column.Set(static_cast<short>(hit));
 }
 
 template <class Operands>

@@ -187,7 +187,7 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   void ReadPreset(HbVariable& variable);
   template <typename Value>
   Value ReadRaw(Value (HbByteCode::*read)(HbError&));
-  bool ReadTag(unsigned short literal_type, unsigned short holder_type, HbVariable*& variable);
+  bool ReadTag(int literal_type, unsigned short holder_type, HbVariable*& variable);
   template <class Variable, typename Value>
   Value ReadTagged(tmx::TypeCode type, Value (MeMacroEngine::*read_literal)());
   // Appends a value to the output, laid out in a field; 17490 when the output would be too long.

@@ -60,8 +60,7 @@ const String& MeMacroEngine::ReadString() {
 // Reads a tag. For a variable, `variable` becomes the one that the holder designates. True for a
 // literal of the type, whose value follows. Every other case has set an error; after a failed read
 // of the tag itself that is the bytecode's own.
-bool MeMacroEngine::ReadTag(unsigned short literal_type, unsigned short holder_type,
-                            HbVariable*& variable) {
+bool MeMacroEngine::ReadTag(int literal_type, unsigned short holder_type, HbVariable*& variable) {
   variable = nullptr;
   if (cur_frame_ == nullptr) return false;
   const unsigned short begin = cur_frame_->GetByteCode()->GetPC();
@@ -71,7 +70,7 @@ bool MeMacroEngine::ReadTag(unsigned short literal_type, unsigned short holder_t
     variable = GetVariable(tag, holder_type);
     return false;
   }
-  if (tag == static_cast<short>(literal_type)) return true;
+  if (tag == literal_type) return true;
   SetMacroStatus(kMalformed);
   return false;
 }
@@ -167,7 +166,7 @@ const String& MeMacroEngine::ReadAttribAsString() {
 }
 
 HbVariable* MeMacroEngine::ReadVariable(unsigned short type) {
-  constexpr unsigned short kNoLiteral = 0xFFFF;
+  constexpr int kNoLiteral = 0x10000;  // no tag can be that
   HbVariable* variable = nullptr;
   ReadTag(kNoLiteral, type, variable);
   return variable;

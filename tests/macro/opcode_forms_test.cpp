@@ -151,9 +151,9 @@ std::string WithTag(const Instruction& instruction, std::size_t replaced, unsign
 
 // Literal tags without a literal behind them, so that the other operands keep their places.
 std::vector<unsigned> WrongTags(const Instruction& instruction, const OperandForm& operand) {
-  std::vector<unsigned> tags = {0, 3, 4, 7, 9, 11, 13, 31, 0x8000, 0xFFFF};
+  std::vector<unsigned> tags = {0, 4, 31, 0x8000, 0xFFFF};
   if (instruction.row->number == 28) return tags;  // a known tag would be skipped with its literal
-  for (const unsigned tag : {1u, 2u, 5u, 6u, 8u, 10u, 12u}) {
+  for (const unsigned tag : {1u, 5u, 12u}) {
     const bool own = operand.kind != kVariable && tag == static_cast<unsigned>(operand.type);
     const bool any = operand.kind == kAnyAttribute && tag != 10 && tag != 12;
     if (!own && !any) tags.push_back(tag);
@@ -163,7 +163,7 @@ std::vector<unsigned> WrongTags(const Instruction& instruction, const OperandFor
 
 // Ids that name no variable, or one of another type.
 std::vector<unsigned> WrongIds(const Instruction& instruction, const OperandForm& operand) {
-  std::vector<unsigned> ids = {32, kFreeId, 99, 0x7FFF};
+  std::vector<unsigned> ids = {32, kFreeId, 0x7FFF};
   for (const TypeCode type : {kString, kDate, kInt, kLong, kAmount, kBool}) {
     const bool text = operand.kind != kVariable && operand.type == kString && type == kAmount;
     const bool any = operand.kind == kAnyAttribute && type != kBool;
@@ -232,7 +232,15 @@ class CutOff {
     ReadOperands(has_count ? instruction_.count : 0);
     // Without its type byte these two know no type, which they say last.
     if (!has_type && (row.number == 3 || row.number == 28)) return At(pc_);
+    // The arithmetic of amounts goes on with an empty value; a divisor is then 0.
+    if (DividesAmount()) return At(pc_);
     return error_;
+  }
+
+  bool DividesAmount() const {
+    if (instruction_.row->number != 28 || instruction_.operands[0].bytes != "\x08") return false;
+    const std::string& op = instruction_.operands[1].bytes;
+    return bytes_.size() >= PreambleSize() + 4 && (op == "/" || op == "%");
   }
 
   void ReadOperands(int count) {

@@ -125,7 +125,9 @@ void ReferenceEngine::CmdWriteAmount(unsigned count) {
   const std::string amount = ReadAmountAttrib();
   const std::string format = count >= 2 ? ReadStringAttrib() : "v,n";
   ReadLayout(field, count >= 3, false, false);
-  const unsigned decimals = count >= 4 ? Unsigned(ReadIntAttrib()) : 2;
+  // A negative number of places is none.
+  const int wanted_places = count >= 4 ? ReadIntAttrib() : 2;
+  const auto decimals = static_cast<unsigned>(std::max(wanted_places, 0));
   ReadLayout(field, false, count >= 5, count >= 6);
   if (Failed()) return;
   BigInt whole = ReferenceAmount::FromText(amount).value;

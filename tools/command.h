@@ -1,0 +1,19 @@
+// The subcommands of tmx: one file each, named in the list of main.cpp.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace tmx::tools {
+
+enum ExitCode : int {
+  kDone = 0,
+  kFindings = 1,     // something is wrong with the input, or a file cannot be read or written
+  kWrongUse = 2,     // the command line itself
+  kMacroFailed = 3,  // a macro ran and failed
+};
+
+// Each adds a subcommand with its options to the program. A command that was chosen runs in its
+// callback and leaves its result in `exit_code`, which outlives the parsing.
+void AddTextCommand(CLI::App& program, int& exit_code);
+
+}  // namespace tmx::tools

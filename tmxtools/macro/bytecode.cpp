@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tmxtools/macro/decoded_code.h"
+#include "tmxtools/macro/frame.h"
 #include "tmxtools/platform/stream.h"
 #include "tmxtools/streams/file.h"
 

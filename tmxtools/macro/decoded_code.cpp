@@ -1,5 +1,6 @@
 #include "tmxtools/macro/decoded_code.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <optional>
@@ -241,9 +242,11 @@ void DecodedCode::Decode(std::uint16_t offset) {
       return;
     case kOpParam:
       if (count == 3) return slot.action = Action::kReadBytes, void();
-      slot.action = Action::kParam;
+      slot.action = Action::kParams;
       slot.id = static_cast<std::int16_t>(plan.Number(1));
-      return;
+      slot.number = 1;
+      if (slot.id < kFirstHolderId) slot.action = Action::kReadBytes;
+      return CombineParams(offset);
     case kOpLocal:
       slot.action = count == 3 ? Action::kLocalDefault : Action::kLocal;
       slot.number = plan.Number(0);
@@ -301,6 +304,18 @@ void DecodedCode::Decode(std::uint16_t offset) {
   slot.operands = operands.get();
   operands_.push_back(std::move(operands));
   if (slot.action == Action::kCommand) Combine(offset);
+}
+
+// Takes the declarations that follow a declaration of a parameter together with it.
+void DecodedCode::CombineParams(std::uint16_t offset) {
+  DecodedInstruction& slot = slots_[offset];
+  if (slot.action != Action::kParams || slot.next >= length_ || code_.bytes[slot.next] != kOpParam)
+    return;
+  const DecodedInstruction& following = At(slot.next);
+  if (following.action != Action::kParams) return;
+  slot.id = std::max(slot.id, following.id);
+  slot.number += following.number;
+  slot.next = following.next;
 }
 
 // Gives the additions and comparisons of loops an action of their own, and where an addition, a

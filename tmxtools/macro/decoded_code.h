@@ -25,7 +25,7 @@ enum class Action : std::uint8_t {
   kSkip,     // filler
   kLine,     // number: source line
   kCommand,  // a command of the table with decoded operands
-  kParam,    // id, type: skipped when the caller passed the parameter
+  kParams,   // number: how many in a row; nothing to do when the caller passed all up to id
   kLocal,    // id, type
   kLocalDefault,
   kName,  // operands: id, name
@@ -90,11 +90,15 @@ class DecodedCode {
 
  private:
   void Decode(std::uint16_t offset);
+  void CombineParams(std::uint16_t offset);
   void Combine(std::uint16_t offset);
+
+  static constexpr int kMaxInARow = 16;  // bounds the recursion over parameters
 
   class Reader;
   const MacroCode& code_;
   std::uint16_t length_;
+  int in_a_row_ = 0;
   std::unique_ptr<DecodedInstruction[]> slots_;  // length + 1; the last one reads bytes
   std::vector<std::unique_ptr<DecodedOperand[]>> operands_;
   std::deque<String> texts_;

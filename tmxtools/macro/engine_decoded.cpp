@@ -27,21 +27,19 @@ namespace {
 
 constexpr unsigned short kLongType = 6;
 
-DecodedCode& DecodedOf(const HbStackFrame& frame) {
+DecodedCode& DecodedOf(HbStackFrame& frame) {
+  if (DecodedCode* const decoded = frame.GetDecoded()) return *decoded;
   tmx::MacroCode& code = *frame.GetByteCode()->GetCode();
   if (code.decoded == nullptr) code.decoded = std::make_unique<DecodedCode>(code);
+  frame.SetDecoded(code.decoded.get());
   return *code.decoded;
 }
 
 // The long variable that a holder of type long already has, or null.
-HbLongVariable* LongVariable(const HbStackFrame& frame, short id) {
+inline HbLongVariable* LongVariable(const HbStackFrame& frame, short id) {
   const HbVariableHolder* const holder = frame.GetHolder(id);
-  if (holder == nullptr || holder->GetType() != kLongType ||
-      holder->GetHolderClass() == HbVariableHolder::kSecret)
-    return nullptr;
-  HbVariable* const variable = holder->GetVariable();
-  return variable != nullptr && variable->GetType() == kLongType
-             ? static_cast<HbLongVariable*>(variable)
+  return holder != nullptr && holder->GetReadyType() == kLongType
+             ? static_cast<HbLongVariable*>(holder->GetVariable())
              : nullptr;
 }
 
@@ -117,35 +115,13 @@ bool MeMacroEngine::DeclareDecoded(HbStackFrame& frame, const DecodedInstruction
   }
 }
 
-// Pushes a frame for the call. Null when the call must be read from its bytes.
-HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& site) {
-  if (call_stack_->Count() >= kMaxFrames) return nullptr;
-  if (site.lookup_state != file_stack_.GetLookupState()) {
-    site.callee = file_stack_.FindLoaded(*site.name);
-    if (site.callee == nullptr) return nullptr;
-    site.lookup_state = file_stack_.GetLookupState();
-  }
-  HbStackFrame* const callee = file_stack_.TakeFrame(*site.callee, *site.name);
-  for (int i = 0; i < site.argument_count; ++i) {
-    if (PassDecoded(caller, site.arguments[i], *callee)) continue;
-    file_stack_.CacheSub(callee);
-    return nullptr;
-  }
-  call_stack_->PushFrame(callee);
-  cur_frame_ = callee;
-  return callee;
-}
-
 // False for a variable that does not exist yet.
-bool MeMacroEngine::PassDecoded(const HbStackFrame& caller, const DecodedOperand& argument,
-                                HbStackFrame& callee) {
+inline bool MeMacroEngine::PassDecoded(const HbStackFrame& caller, const DecodedOperand& argument,
+                                       HbStackFrame& callee) {
   if (argument.tag >= kFirstVariableTag) {
     const HbVariableHolder* const own = caller.GetHolder(argument.tag);
-    HbVariable* const variable = own != nullptr ? own->GetVariable() : nullptr;
-    if (variable == nullptr || own->GetHolderClass() == HbVariableHolder::kSecret ||
-        variable->GetType() != tmx::StorageType(own->GetType()))
-      return false;
-    callee.AppendHolder(own->GetType(), HbVariableHolder::kParameter).SetVariable(variable);
+    if (own == nullptr || own->GetReadyType() == 0) return false;
+    callee.AppendReference(*own);
     return true;
   }
   switch (static_cast<TypeCode>(argument.tag)) {
@@ -166,6 +142,25 @@ bool MeMacroEngine::PassDecoded(const HbStackFrame& caller, const DecodedOperand
       callee.PushParam(argument.number != 0);
   }
   return true;
+}
+
+// Pushes a frame for the call. Null when the call must be read from its bytes.
+inline HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& site) {
+  if (call_stack_->Count() >= kMaxFrames) return nullptr;
+  if (site.lookup_state != file_stack_.GetLookupState()) {
+    site.callee = file_stack_.FindLoaded(*site.name);
+    if (site.callee == nullptr) return nullptr;
+    site.lookup_state = file_stack_.GetLookupState();
+  }
+  HbStackFrame* const callee = file_stack_.TakeFrame(*site.callee, *site.name);
+  for (int i = 0; i < site.argument_count; ++i) {
+    if (PassDecoded(caller, site.arguments[i], *callee)) continue;
+    file_stack_.ReturnFrame(callee);
+    return nullptr;
+  }
+  call_stack_->PushFrame(callee);
+  cur_frame_ = callee;
+  return callee;
 }
 
 void MeMacroEngine::RunDecoded() {
@@ -233,9 +228,11 @@ void MeMacroEngine::RunDecoded() {
         ++steps;
         pc = instruction.target;
         continue;
-      case Action::kParam:
-        if (frame->GetHolder(instruction.id) == nullptr) return leave(pc);
-        break;
+      case Action::kParams:
+        if (frame->GetMaxVarId() < instruction.id) return leave(pc);
+        steps += static_cast<std::uint32_t>(instruction.number);
+        pc = instruction.next;
+        continue;
       case Action::kLocal:
       case Action::kLocalDefault:
         if (!DeclareDecoded(*frame, instruction)) return leave(pc);
@@ -268,7 +265,7 @@ void MeMacroEngine::RunDecoded() {
         ++steps;
         leave(instruction.next);
         if (call_stack_->Count() == 1) return PopFrame();
-        file_stack_.CacheSub(call_stack_->PopFrame());
+        file_stack_.ReturnFrame(call_stack_->PopFrame());
         cur_frame_ = frame = call_stack_->CurFrame();
         code = &DecodedOf(*frame);
         pc = frame->GetByteCode()->GetPC();

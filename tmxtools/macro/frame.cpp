@@ -44,21 +44,10 @@ void HbStackFrame::PushHolder(HbVariableHolder* holder) {
   holders_[used_++] = std::move(owned);
 }
 
+void HbStackFrame::AddHolder() { holders_.push_back(std::make_unique<HbVariableHolder>(0)); }
+
 HbCallStack::~HbCallStack() {
   while (HbStackFrame* frame = PopFrame()) delete frame;
-}
-
-void HbCallStack::PushFrame(HbStackFrame* frame) {
-  frames_.push_back(frame);
-  frame->SetStack(this);
-}
-
-HbStackFrame* HbCallStack::PopFrame() {
-  if (frames_.empty()) return nullptr;
-  HbStackFrame* const top = frames_.back();
-  frames_.pop_back();
-  top->SetStack(nullptr);
-  return top;
 }
 
 HbStackFrame* HbCallStack::operator[](unsigned short index) const {

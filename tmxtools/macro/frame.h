@@ -53,13 +53,12 @@ class TMX_EXPORT HbStackFrame {
   void PushHolder(HbVariableHolder* holder);
   // Appends a new holder without variable.
   HbVariableHolder& AppendHolder(unsigned short type, unsigned short holder_class) {
-    if (used_ == holders_.size()) holders_.push_back(nullptr);
-    std::unique_ptr<HbVariableHolder>& slot = holders_[used_];
-    if (slot == nullptr) slot = std::make_unique<HbVariableHolder>(type);
-    slot->Declare(type, holder_class);
-    ++used_;
-    return *slot;
+    HbVariableHolder& holder = NextHolder();
+    holder.Declare(type, holder_class);
+    return holder;
   }
+  // Appends a parameter by reference; the holder has a ready type.
+  void AppendReference(const HbVariableHolder& ready) { NextHolder().DeclareReference(ready); }
   // Null for ids below 33 and beyond the last holder.
   HbVariableHolder* GetHolder(short id) const { return GetHolderAt(id - kFirstId); }
   HbVariableHolder* GetHolderByPos(unsigned short position) const { return GetHolderAt(position); }
@@ -68,6 +67,9 @@ class TMX_EXPORT HbStackFrame {
   unsigned short GetMaxVarId() const { return static_cast<unsigned short>(kFirstId - 1 + used_); }
 
   HbByteCode* GetByteCode() const { return byte_code_.get(); }
+  // The decoded form of the bytecode, once the engine has begun it.
+  tmx::DecodedCode* GetDecoded() const { return decoded_; }
+  void SetDecoded(tmx::DecodedCode* decoded) { decoded_ = decoded; }
   const String& GetSubName() const { return sub_name_; }
   HbCallStack* GetStack() const { return stack_; }
   const String& GetMacroSourceFile() const { return source_file_; }
@@ -79,6 +81,11 @@ class TMX_EXPORT HbStackFrame {
   friend class HbCallStack;
   static constexpr int kFirstId = 33;
 
+  HbVariableHolder& NextHolder() {
+    if (used_ == holders_.size()) AddHolder();
+    return *holders_[used_++];
+  }
+  void AddHolder();
   HbVariableHolder* GetHolderAt(int position) const {
     const auto at = static_cast<std::size_t>(position);  // a negative position becomes huge
     return at < used_ ? holders_[at].get() : nullptr;
@@ -86,6 +93,7 @@ class TMX_EXPORT HbStackFrame {
   void SetStack(HbCallStack* stack) { stack_ = stack; }
 
   std::unique_ptr<HbByteCode> byte_code_;
+  tmx::DecodedCode* decoded_ = nullptr;
   String sub_name_;
   // The first `used_` are the frame's holders; the rest wait to be used again.
   std::vector<std::unique_ptr<HbVariableHolder>> holders_;
@@ -103,9 +111,18 @@ class TMX_EXPORT HbCallStack {
   HbCallStack(const HbCallStack&) = delete;
   HbCallStack& operator=(const HbCallStack&) = delete;
 
-  void PushFrame(HbStackFrame* frame);
+  void PushFrame(HbStackFrame* frame) {
+    frames_.push_back(frame);
+    frame->SetStack(this);
+  }
   // Takes the top frame off and hands it over; null when there is none.
-  HbStackFrame* PopFrame();
+  HbStackFrame* PopFrame() {
+    if (frames_.empty()) return nullptr;
+    HbStackFrame* const top = frames_.back();
+    frames_.pop_back();
+    top->SetStack(nullptr);
+    return top;
+  }
   HbStackFrame* CurFrame() const { return frames_.empty() ? nullptr : frames_.back(); }
   unsigned short Count() const { return static_cast<unsigned short>(frames_.size()); }
   // Throws std::out_of_range("invalid vector<T> subscript").

@@ -15,7 +15,16 @@ void HbVariableHolder::AdoptVariable(HbVariable* created) {
 
 void HbVariableHolder::Bind(HbVariables* registry, unsigned long registry_id,
                             unsigned short holder_class) {
+  is_plain_ = false;
   binding_.Bind(registry);
   registry_id_ = static_cast<std::uint32_t>(registry_id);
   holder_class_ = holder_class;
+  UpdateReadyType();
+}
+
+void HbVariableHolder::ResetRest() {
+  binding_.Unbind();
+  registry_id_ = 0;
+  name_.Clear();
+  is_plain_ = true;
 }

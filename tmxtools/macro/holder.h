@@ -7,6 +7,15 @@
 #include "tmxtools/variables/variable.h"
 #include "tmxtools/variables/variables.h"
 
+namespace tmx {
+
+// The type of the variable that holds a macro's value of a type: amounts live in string variables.
+constexpr unsigned short StorageType(unsigned short type) {
+  return type == kAmountType ? static_cast<unsigned short>(kStringType) : type;
+}
+
+}  // namespace tmx
+
 // Names a variable inside a stack frame. It designates the variable once the engine has resolved
 // it: private to the frame, shared with the caller, or kept in a registry under a key.
 //
@@ -31,6 +40,7 @@ class TMX_EXPORT HbVariableHolder {
     if (variable != nullptr) variable->IncRefCount();
     HbVariable* const former = variable_;
     variable_ = variable;
+    UpdateReadyType();
     if (former != nullptr) former->DecRefCount();
   }
   // As SetVariable, for a variable that was just created: its creator's reference becomes the
@@ -42,7 +52,13 @@ class TMX_EXPORT HbVariableHolder {
   unsigned short GetHolderClass() const { return holder_class_; }
   unsigned short GetType() const { return type_; }
   const String& GetName() const { return name_; }
-  void SetName(const String& name) { name_ = name; }
+  void SetName(const String& name) {
+    name_ = name;
+    is_plain_ = false;
+  }
+  // The type, if the holder has a variable that is stored as the type demands and can be used
+  // without further ado; else 0. What the engine asks on its hot paths.
+  unsigned short GetReadyType() const { return ready_type_; }
   // Puts the variable into a registry under a key; the variable that the holder has stays.
   void Bind(HbVariables* registry, unsigned long registry_id, unsigned short holder_class);
 
@@ -50,21 +66,37 @@ class TMX_EXPORT HbVariableHolder {
   friend class HbStackFrame;
   // Lets go of everything, so that the holder can be declared again.
   void Reset() {
-    if (variable_ != nullptr) SetVariable(nullptr);
-    if (binding_.registry() != nullptr) binding_.Unbind();
-    if (!name_.IsEmpty()) name_.Clear();
+    if (variable_ != nullptr) {
+      variable_->DecRefCount();
+      variable_ = nullptr;
+    }
+    ready_type_ = 0;
+    if (!is_plain_) ResetRest();
   }
-  // Makes a holder that was reset a new one.
+  void ResetRest();
+  // Make a holder that was reset a new one, without variable or with that of a ready holder.
   void Declare(unsigned short type, unsigned short holder_class) {
     type_ = type;
     holder_class_ = holder_class;
-    registry_id_ = 0;
+  }
+  void DeclareReference(const HbVariableHolder& ready) {
+    Declare(ready.type_, kParameter);
+    variable_ = ready.variable_;
+    variable_->IncRefCount();
+    ready_type_ = type_;
+  }
+  void UpdateReadyType() {
+    const bool ready = variable_ != nullptr && holder_class_ != kSecret &&
+                       variable_->GetType() == tmx::StorageType(type_);
+    ready_type_ = ready ? type_ : std::uint16_t{0};
   }
 
   HbVariable* variable_ = nullptr;
-  tmx::RegistryBinding binding_;
-  std::uint32_t registry_id_ = 0;
-  String name_;
-  std::uint16_t holder_class_ = kPlain;
+  std::uint16_t ready_type_ = 0;
   std::uint16_t type_;
+  std::uint16_t holder_class_ = kPlain;
+  bool is_plain_ = true;  // neither name nor registry
+  std::uint32_t registry_id_ = 0;
+  tmx::RegistryBinding binding_;
+  String name_;
 };

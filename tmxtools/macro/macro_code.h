@@ -7,6 +7,8 @@
 
 #include "tmxtools/platform/string.h"
 
+class HbStackFrame;
+
 namespace tmx {
 
 class DecodedCode;
@@ -23,6 +25,9 @@ struct MacroCode : std::enable_shared_from_this<MacroCode> {
   std::vector<std::uint8_t> bytes;  // at most 65535
   std::uint64_t file_set = 0;       // the state of the file stack that loaded it; 0: none
   std::unique_ptr<DecodedCode> decoded;
+  // A frame that has returned and waits for the next decoded call. It refers to this code in turn,
+  // so the file stack that loaded the code takes it away before it forgets the code.
+  std::unique_ptr<HbStackFrame> spare_frame;
 };
 
 }  // namespace tmx

@@ -162,6 +162,7 @@ void HbMacroFileStack::Close() {
 }
 
 void HbMacroFileStack::Forget() {
+  for (const auto& [name, code] : loaded_) code->spare_frame.reset();
   loaded_.clear();
   file_set_ = NextNumber();
   lookup_state_ = file_set_;
@@ -209,9 +210,8 @@ HbStackFrame* HbMacroFileStack::LoadSub(const String& sub_name, HbError& err) {
   return code != nullptr ? NewFrame(*code, sub_name) : nullptr;
 }
 
-HbStackFrame* HbMacroFileStack::NewFrame(const tmx::MacroCode& code, const String& sub_name) {
-  auto byte_code = std::make_unique<HbByteCode>(
-      std::const_pointer_cast<tmx::MacroCode>(code.shared_from_this()));
+HbStackFrame* HbMacroFileStack::NewFrame(tmx::MacroCode& code, const String& sub_name) {
+  auto byte_code = std::make_unique<HbByteCode>(code.shared_from_this());
   return std::make_unique<HbStackFrame>(byte_code.release(), sub_name).release();
 }
 

@@ -107,10 +107,15 @@ class TMX_EXPORT HbMacroFileStack {
   // and a frame with it, kept or new.
   std::uint64_t GetLookupState() const { return lookup_state_; }
   tmx::MacroCode* FindLoaded(const String& sub_name) const;
-  HbStackFrame* TakeFrame(const tmx::MacroCode& code, const String& sub_name) {
-    for (std::size_t i = slot_count_; i-- > 0;)
-      if (slot_codes_[i] == &code) return TakeSlot(i);
-    return NewFrame(code, sub_name);
+  HbStackFrame* TakeFrame(tmx::MacroCode& code, const String& sub_name) {
+    return code.spare_frame != nullptr ? code.spare_frame.release() : NewFrame(code, sub_name);
+  }
+  // Gives a frame back, reset, for the next TakeFrame of its code.
+  void ReturnFrame(HbStackFrame* frame) {
+    tmx::MacroCode& code = *frame->GetByteCode()->GetCode();
+    if (code.spare_frame != nullptr || code.file_set != file_set_) return CacheSub(frame);
+    frame->Clear();
+    code.spare_frame.reset(frame);
   }
 
  private:
@@ -120,7 +125,7 @@ class TMX_EXPORT HbMacroFileStack {
   void ClearCache();
   void Forget();
   std::shared_ptr<tmx::MacroCode> FindCode(const String& sub_name, HbError& err);
-  HbStackFrame* NewFrame(const tmx::MacroCode& code, const String& sub_name);
+  HbStackFrame* NewFrame(tmx::MacroCode& code, const String& sub_name);
   HbStackFrame* TakeSlot(std::size_t slot) {
     slot_codes_[slot] = nullptr;
     return sub_cache_[slot].release();

@@ -18,13 +18,6 @@
 
 namespace tmx {
 
-// Amounts live in string variables.
-constexpr unsigned short StorageType(unsigned short type) {
-  return type == static_cast<unsigned short>(TypeCode::kAmount)
-             ? static_cast<unsigned short>(TypeCode::kString)
-             : type;
-}
-
 inline BigInt PowerOfTen(unsigned short exponent) {
   return HbAmount(1, 0, String()).GetBigInt(exponent);
 }
@@ -136,8 +129,6 @@ class DecodedOperands {
   bool TypeOfSecond(TypeCode& type);
 
  private:
-  static constexpr unsigned short kAmountType = 8;
-
   HbVariable* GiveUp() {
     ok_ = false;
     return nullptr;
@@ -145,24 +136,16 @@ class DecodedOperands {
   // The variable that a holder of exactly this type already has.
   HbVariable* Find(std::int16_t tag, TypeCode type) {
     const HbVariableHolder* const holder = frame_.GetHolder(tag);
-    if (holder == nullptr || holder->GetType() != static_cast<unsigned short>(type) ||
-        holder->GetHolderClass() == HbVariableHolder::kSecret)
+    if (holder == nullptr || holder->GetReadyType() != static_cast<unsigned short>(type))
       return GiveUp();
-    HbVariable* const variable = holder->GetVariable();
-    if (variable == nullptr ||
-        variable->GetType() != StorageType(static_cast<unsigned short>(type)))
-      return GiveUp();
-    return variable;
+    return holder->GetVariable();
   }
   // The text of a string variable in a holder of the given type, or of any type for 0.
   const String& TextOf(const DecodedOperand& operand, unsigned short holder_type) {
     const HbVariableHolder* const holder = frame_.GetHolder(operand.tag);
-    if (holder != nullptr && (holder_type == 0 || holder->GetType() == holder_type) &&
-        holder->GetHolderClass() != HbVariableHolder::kSecret) {
-      const HbVariable* const variable = holder->GetVariable();
-      if (variable != nullptr && variable->GetType() == 1)
-        return static_cast<const HbStringVariable*>(variable)->Get();
-    }
+    const unsigned short type = holder != nullptr ? holder->GetReadyType() : std::uint16_t{0};
+    if (StorageType(type) == kStringType && (holder_type == 0 || type == holder_type))
+      return static_cast<const HbStringVariable*>(holder->GetVariable())->Get();
     ok_ = false;
     return text_;
   }
@@ -181,20 +164,21 @@ class DecodedOperands {
 #define TMX_BYTE_COMMAND(command) template void MeMacroEngine::command(tmx::ByteOperands& in, int)
 
 // Every command that TMX_COMMAND makes available.
-#define TMX_DECODED_COMMANDS(ROW)                                                             \
-  ROW(2, CmdCompare)                                                                          \
-  ROW(3, CmdSet)                                                                              \
-  ROW(7, CmdWriteString)                                                                      \
-  ROW(8, CmdWriteDate) ROW(9, CmdWriteAmount) ROW(10, CmdClear) ROW(14, CmdReadString)        \
-      ROW(15, CmdReadDate) ROW(16, CmdReadAmount) ROW(18, CmdSuccess) ROW(25, CmdWriteInt)    \
-          ROW(28, CmdOp) ROW(37, CmdReadAppend) ROW(41, CmdGetDay) ROW(42, CmdGetMonth)       \
-              ROW(43, CmdGetYear) ROW(44, CmdSetDay) ROW(45, CmdSetMonth) ROW(46, CmdSetYear) \
-                  ROW(48, CmdReadInt) ROW(50, CmdWriteLong) ROW(51, CmdSubString)             \
-                      ROW(52, CmdStringLen) ROW(54, CmdReadLong) ROW(55, CmdEatLeadingChars)  \
-                          ROW(56, CmdEraseTrailingChars) ROW(57, CmdSearch)                   \
-                              ROW(58, CmdReceiveString) ROW(59, CmdReplaceChars)              \
-                                  ROW(145, CmdIsNull) ROW(146, CmdEngineVersion)              \
-                                      ROW(148, CmdGetCurrentDate) ROW(150, CmdReceiveOutput)
+#define TMX_DECODED_COMMANDS(ROW)                                                                \
+  ROW(2, CmdCompare)                                                                             \
+  ROW(3, CmdSet)                                                                                 \
+  ROW(7, CmdWriteString)                                                                         \
+  ROW(8, CmdWriteDate)                                                                           \
+  ROW(9, CmdWriteAmount)                                                                         \
+  ROW(10, CmdClear) ROW(14, CmdReadString) ROW(15, CmdReadDate) ROW(16, CmdReadAmount)           \
+      ROW(18, CmdSuccess) ROW(25, CmdWriteInt) ROW(28, CmdOp) ROW(37, CmdReadAppend)             \
+          ROW(41, CmdGetDay) ROW(42, CmdGetMonth) ROW(43, CmdGetYear) ROW(44, CmdSetDay)         \
+              ROW(45, CmdSetMonth) ROW(46, CmdSetYear) ROW(48, CmdReadInt) ROW(50, CmdWriteLong) \
+                  ROW(51, CmdSubString) ROW(52, CmdStringLen) ROW(54, CmdReadLong)               \
+                      ROW(55, CmdEatLeadingChars) ROW(56, CmdEraseTrailingChars)                 \
+                          ROW(57, CmdSearch) ROW(58, CmdReceiveString) ROW(59, CmdReplaceChars)  \
+                              ROW(145, CmdIsNull) ROW(146, CmdEngineVersion)                     \
+                                  ROW(148, CmdGetCurrentDate) ROW(150, CmdReceiveOutput)
 
 inline constexpr unsigned short kMalformed = 17490;
 inline constexpr unsigned short kUnexpectedInput = 17494;

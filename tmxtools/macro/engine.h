@@ -175,8 +175,8 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   void RunDecoded();
   bool RunDecodedCommand(HbStackFrame& frame, const tmx::DecodedInstruction& instruction);
   bool DeclareDecoded(HbStackFrame& frame, const tmx::DecodedInstruction& instruction);
-  HbStackFrame* CallDecoded(HbStackFrame& caller, tmx::CallSite& site);
-  static bool PassDecoded(const HbStackFrame& caller, const tmx::DecodedOperand& argument,
+  HbStackFrame* CallDecoded(const tmx::HolderList& caller, tmx::CallSite& site);
+  static bool PassDecoded(const tmx::HolderList& caller, const tmx::DecodedOperand& argument,
                           HbStackFrame& callee);
   void PopFrame();
   void InternalCmdCall(const String& name, int count);

@@ -19,6 +19,7 @@ using tmx::DecodedCode;
 using tmx::DecodedInstruction;
 using tmx::DecodedOperand;
 using tmx::DecodedOperands;
+using tmx::HolderList;
 using tmx::kFirstVariableTag;
 using tmx::kMalformed;
 using tmx::TypeCode;
@@ -36,8 +37,8 @@ DecodedCode& DecodedOf(HbStackFrame& frame) {
 }
 
 // The long variable that a holder of type long already has, or null.
-inline HbLongVariable* LongVariable(const HbStackFrame& frame, short id) {
-  const HbVariableHolder* const holder = frame.GetHolder(id);
+inline HbLongVariable* LongVariable(const HolderList& holders, short id) {
+  const HbVariableHolder* const holder = holders.Get(id);
   return holder != nullptr && holder->GetReadyType() == kLongType
              ? static_cast<HbLongVariable*>(holder->GetVariable())
              : nullptr;
@@ -116,10 +117,10 @@ bool MeMacroEngine::DeclareDecoded(HbStackFrame& frame, const DecodedInstruction
 }
 
 // False for a variable that does not exist yet.
-inline bool MeMacroEngine::PassDecoded(const HbStackFrame& caller, const DecodedOperand& argument,
-                                       HbStackFrame& callee) {
+inline bool MeMacroEngine::PassDecoded(const tmx::HolderList& caller,
+                                       const DecodedOperand& argument, HbStackFrame& callee) {
   if (argument.tag >= kFirstVariableTag) {
-    const HbVariableHolder* const own = caller.GetHolder(argument.tag);
+    const HbVariableHolder* const own = caller.Get(argument.tag);
     if (own == nullptr || own->GetReadyType() == 0) return false;
     callee.AppendReference(*own);
     return true;
@@ -145,7 +146,7 @@ inline bool MeMacroEngine::PassDecoded(const HbStackFrame& caller, const Decoded
 }
 
 // Pushes a frame for the call. Null when the call must be read from its bytes.
-inline HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& site) {
+inline HbStackFrame* MeMacroEngine::CallDecoded(const HolderList& caller, CallSite& site) {
   if (call_stack_->Count() >= kMaxFrames) return nullptr;
   if (site.lookup_state != file_stack_.GetLookupState()) {
     site.callee = file_stack_.FindLoaded(*site.name);
@@ -166,18 +167,19 @@ inline HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& 
 void MeMacroEngine::RunDecoded() {
   HbStackFrame* frame = cur_frame_;
   DecodedCode* code = &DecodedOf(*frame);
+  HolderList holders = frame->GetHolders();
   std::uint32_t pc = frame->GetByteCode()->GetPC();
-  std::uint64_t steps = steps_;
+  std::uint64_t steps = 0;
   const auto leave = [&](std::uint32_t at) {
     frame->GetByteCode()->SetPC(static_cast<unsigned short>(at));
-    steps_ = steps;
+    steps_ += steps;
   };
   if (pc > code->length()) return;
   for (;;) {
     const DecodedInstruction& instruction = code->At(static_cast<std::uint16_t>(pc));
     switch (instruction.action) {
       case Action::kAddCompareJumpLong: {
-        HbLongVariable* const variable = LongVariable(*frame, instruction.id);
+        HbLongVariable* const variable = LongVariable(holders, instruction.id);
         if (variable == nullptr) return leave(pc);
         const std::uint32_t own = pc;
         do {
@@ -190,22 +192,22 @@ void MeMacroEngine::RunDecoded() {
         continue;
       }
       case Action::kAddLong: {
-        HbLongVariable* const target = LongVariable(*frame, instruction.id);
-        const HbLongVariable* const left = LongVariable(*frame, instruction.left);
+        HbLongVariable* const target = LongVariable(holders, instruction.id);
+        const HbLongVariable* const left = LongVariable(holders, instruction.left);
         if (target == nullptr || left == nullptr) return leave(pc);
         target->Set(WrappingSum(left->Get(), instruction.number));
         break;
       }
       case Action::kAddLongs: {
-        HbLongVariable* const target = LongVariable(*frame, instruction.id);
-        const HbLongVariable* const left = LongVariable(*frame, instruction.left);
-        const HbLongVariable* const right = LongVariable(*frame, instruction.right);
+        HbLongVariable* const target = LongVariable(holders, instruction.id);
+        const HbLongVariable* const left = LongVariable(holders, instruction.left);
+        const HbLongVariable* const right = LongVariable(holders, instruction.right);
         if (target == nullptr || left == nullptr || right == nullptr) return leave(pc);
         target->Set(WrappingSum(left->Get(), static_cast<std::int32_t>(right->Get())));
         break;
       }
       case Action::kCompareLong: {
-        const HbLongVariable* const left = LongVariable(*frame, instruction.left);
+        const HbLongVariable* const left = LongVariable(holders, instruction.left);
         if (left == nullptr) return leave(pc);
         condition_ = Holds(instruction.op, left->Get(), instruction.number);
         break;
@@ -229,17 +231,18 @@ void MeMacroEngine::RunDecoded() {
         pc = instruction.target;
         continue;
       case Action::kParams:
-        if (frame->GetMaxVarId() < instruction.id) return leave(pc);
+        if (holders.Get(instruction.id) == nullptr) return leave(pc);
         steps += static_cast<std::uint32_t>(instruction.number);
         pc = instruction.next;
         continue;
       case Action::kLocal:
       case Action::kLocalDefault:
         if (!DeclareDecoded(*frame, instruction)) return leave(pc);
+        holders = frame->GetHolders();
         break;
       case Action::kName: {
         HbVariableHolder* const holder =
-            frame->GetHolder(static_cast<short>(instruction.operands[0].number));
+            holders.Get(static_cast<short>(instruction.operands[0].number));
         if (holder == nullptr) return leave(pc);
         holder->SetName(*instruction.operands[1].text);
         break;
@@ -252,24 +255,28 @@ void MeMacroEngine::RunDecoded() {
         pc = instruction.next;
         continue;
       case Action::kCall: {
-        frame->GetByteCode()->SetPC(instruction.next);
-        HbStackFrame* const callee = CallDecoded(*frame, *instruction.call);
+        HbStackFrame* const callee = CallDecoded(holders, *instruction.call);
         if (callee == nullptr) return leave(pc);
+        frame->GetByteCode()->SetPC(instruction.next);
         ++steps;
         frame = callee;
         code = &DecodedOf(*frame);
+        holders = frame->GetHolders();
         pc = 0;
         continue;
       }
       case Action::kExit:
         ++steps;
-        leave(instruction.next);
-        if (call_stack_->Count() == 1) return PopFrame();
+        if (call_stack_->Count() == 1) {
+          leave(instruction.next);
+          return PopFrame();
+        }
         file_stack_.ReturnFrame(call_stack_->PopFrame());
         cur_frame_ = frame = call_stack_->CurFrame();
         code = &DecodedOf(*frame);
+        holders = frame->GetHolders();
         pc = frame->GetByteCode()->GetPC();
-        if (pc > code->length()) return;
+        if (pc > code->length()) return leave(pc);
         continue;
       case Action::kNotDecoded:
       case Action::kReadBytes:

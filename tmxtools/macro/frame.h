@@ -13,6 +13,26 @@
 
 class HbCallStack;
 
+namespace tmx {
+
+// The holders of a frame as they stand; good until one is appended or all are dropped.
+class HolderList {
+ public:
+  HolderList(const std::unique_ptr<HbVariableHolder>* first, std::size_t count)
+      : first_(first), count_(count) {}
+  // Null for an id that names no holder; the id 33 is the first.
+  HbVariableHolder* Get(int id) const {
+    const auto at = static_cast<std::size_t>(std::int64_t{id} - 33);  // huge below the first
+    return at < count_ ? first_[at].get() : nullptr;
+  }
+
+ private:
+  const std::unique_ptr<HbVariableHolder>* first_;
+  std::size_t count_;
+};
+
+}  // namespace tmx
+
 // One activation of a subroutine: its bytecode with the program counter, its variable holders and
 // where in the source it stands.
 //
@@ -61,6 +81,7 @@ class TMX_EXPORT HbStackFrame {
   void AppendReference(const HbVariableHolder& ready) { NextHolder().DeclareReference(ready); }
   // Null for ids below 33 and beyond the last holder.
   HbVariableHolder* GetHolder(short id) const { return GetHolderAt(id - kFirstId); }
+  tmx::HolderList GetHolders() const { return {holders_.data(), used_}; }
   HbVariableHolder* GetHolderByPos(unsigned short position) const { return GetHolderAt(position); }
   unsigned short GetHolderCount() const { return static_cast<unsigned short>(used_); }
   // The id of the last holder, 32 without holders.

@@ -64,6 +64,11 @@ bool DecodedOperands::TypeOfSecond(TypeCode& type) {
   return true;
 }
 
+const String& DecodedOperands::NoText() {
+  static const String none;
+  return none;
+}
+
 const String& DecodedOperands::AnyText() {
   const DecodedOperand& operand = *next_++;
   if (operand.tag < kFirstVariableTag) return *operand.text;

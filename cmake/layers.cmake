@@ -30,6 +30,7 @@ function(tmx_shared_library name)
   target_include_directories(${name} INTERFACE
     $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<INSTALL_INTERFACE:include>)
   target_link_libraries(${name} PRIVATE Threads::Threads)
+  target_link_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:LINKER:--no-undefined>)
   set_target_properties(${name} PROPERTIES
     LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 endfunction()

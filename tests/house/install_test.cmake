@@ -19,6 +19,11 @@ run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/examples -B ${scratch}/examples -G Ninja
   -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX})
 run(${CMAKE_COMMAND} --build ${scratch}/examples)
 
+# A host finds the texts beside itself or, as here, along the PATH.
+file(GLOB_RECURSE texts ${prefix}/*/textres.bin)
+get_filename_component(texts_dir ${texts} DIRECTORY)
+set(ENV{PATH} "$ENV{PATH}:${texts_dir}")
+
 file(GLOB examples ${SOURCE_DIR}/examples/*.cpp)
 if(NOT examples)
   message(FATAL_ERROR "there is no example to build")

@@ -483,7 +483,9 @@ TEST_F(AmountModel, EveryAmountReadsItsTextBack) {
     HbAmount read;
     read.SetFromDecimalPointString(amount.GetDecimalPointString(), amount.GetCurrency());
     ASSERT_EQ(read, amount);
-    if (!amount.IsNull()) ASSERT_EQ(read.GetPrecision(), amount.GetPrecision());
+    if (!amount.IsNull()) {
+      ASSERT_EQ(read.GetPrecision(), amount.GetPrecision());
+    }
   }
 }
 

@@ -82,7 +82,8 @@ int Build(const BuildOptions& options) {
   bool good = true;
   for (const Source& source : *sources) {
     Compiled compiled = Compile(source, how);
-    std::fputs(ForOutput(compiled.diagnostics.Render(source)).c_str(), stderr);
+    const std::string messages = ForOutput(compiled.diagnostics.Render(source));
+    std::fwrite(messages.data(), 1, messages.size(), stderr);
     good = good && !compiled.diagnostics.HasErrors();
     images.push_back(std::move(compiled.image));
   }
@@ -189,12 +190,15 @@ int Check(const MacroSet& set, const CheckOptions& options) {
   using Kind = compiler::Finding::Kind;
   int faults = 0;
   int warnings = 0;
+  std::string last;
   for (const compiler::Finding& finding : Verify(FilesToCheck(set), entries).findings) {
+    const std::string line = compiler::Describe(finding);
+    if (line == last) continue;  // the same fault in another operand
+    last = line;
     const bool counts = finding.kind == Kind::kFault ||
                         (finding.kind == Kind::kUnchecked && !options.allow_dynamic);
     (counts ? faults : warnings) += 1;
-    if (counts || !options.no_warnings)
-      std::printf("%s\n", ForOutput(compiler::Describe(finding)).c_str());
+    if (counts || !options.no_warnings) std::printf("%s\n", ForOutput(line).c_str());
   }
   if (faults > 0) std::printf("%d found\n", faults);
   return faults > 0 ? kFindings : kDone;

@@ -31,7 +31,7 @@ FNR == NR {
   }
   size = ""
   if (match(name, /\/.*/)) { size = substr(name, RSTART); name = substr(name, 1, RSTART - 1) }
-  sub(/\/(repeats|min_time|iterations):[^\/]*/, "", size)
+  gsub(/\/(manual_time|(repeats|min_time|iterations):[^\/]*)/, "", size)
   who = name
   sub(/.*_/, "", who)
   what = substr(name, 1, length(name) - length(who) - 1)

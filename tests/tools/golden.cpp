@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 
@@ -144,7 +145,7 @@ std::string Write(const Document& document) {
 Document RunCases(const Document& document, const std::string& program_directory) {
   const TempDir directory;
   Document result{document.comment, {}};
-  std::optional<Case> current;
+  std::unique_ptr<Case> current;
   const auto finish = [&] {
     if (!current) return;
     current->Run(directory.Path(), program_directory);
@@ -158,7 +159,7 @@ Document RunCases(const Document& document, const std::string& program_directory
       result.sections.push_back(section);
     } else if (section.kind == "run") {
       finish();
-      current.emplace(section.text);
+      current = std::make_unique<Case>(section.text);
     } else if (current && section.kind == "stdin") {
       current->Input(section.text);
     } else if (current && section.kind == "result") {

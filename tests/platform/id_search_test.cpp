@@ -22,43 +22,54 @@ TEST(IdSearch, KeysHaveTheOrderOfIds) {
   EXPECT_EQ(tmx::ToSearchKey(0xFFFFFFFF), tmx::kNoKey);
 }
 
-TEST(IdSearch, TheLastKernelAlwaysWorks) {
-  EXPECT_STREQ(tmx::RankKernels().back().name, "scalar");
-  EXPECT_TRUE(tmx::RankKernels().back().supported);
-}
-
-// Counts one key after the other.
-std::size_t PlainRank(const std::vector<SearchKey>& keys, SearchKey key) {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(keys, [=](SearchKey other) { return other < key; }));
-}
-
-TEST(IdSearch, EveryKernelCountsTheKeysBelow) {
-  std::mt19937 random(7);
-  const auto random_key = [&](unsigned bits) {
-    return static_cast<SearchKey>(random()) >> (32 - bits);
-  };
-  for (int round = 0; round < 2000; ++round) {
-    const std::size_t blocks = 1 + random() % 8;
-    const unsigned bits = 4 + static_cast<unsigned>(random() % 29);
-    // One place further than aligned, as in a leaf.
-    std::vector<SearchKey> keys(blocks * tmx::kKeyBlock, tmx::kNoKey);
-    const std::size_t used = random() % (keys.size() + 1);
-    std::generate_n(keys.begin(), used, [&] { return random_key(bits); });
+// A sorted group, with the keys that are worth asking for.
+struct Group {
+  Group(std::size_t size, std::mt19937& random) : keys(size, tmx::kNoKey) {
+    // From keys that lie close together to all that there are.
+    const auto shift = static_cast<unsigned>(random() % 29);
+    const auto random_key = [&] { return static_cast<SearchKey>(random()) >> shift; };
+    std::generate_n(keys.begin(), random() % (keys.size() + 1), random_key);
     std::ranges::sort(keys);
-    std::vector<SearchKey> asked = {INT32_MIN, INT32_MAX, -1, 0, random_key(bits)};
+    asked = {INT32_MIN, INT32_MAX, -1, 0, random_key()};
     for (const SearchKey key : keys) {
       asked.push_back(key);
       if (key != INT32_MAX) asked.push_back(key + 1);
       if (key != INT32_MIN) asked.push_back(key - 1);
     }
-    for (const SearchKey key : asked) {
-      const std::size_t expected = PlainRank(keys, key);
-      ASSERT_EQ(tmx::Rank(keys.data(), blocks, key), expected);
-      for (const tmx::RankKernel& kernel : tmx::RankKernels()) {
-        if (!kernel.supported) continue;
-        ASSERT_EQ(kernel.rank(keys.data(), blocks, key), expected) << kernel.name;
-      }
+  }
+
+  std::vector<SearchKey> keys;
+  std::vector<SearchKey> asked;
+};
+
+TEST(IdSearch, ARankIsTheNumberOfKeysBelow) {
+  std::mt19937 random(7);
+  for (int round = 0; round < 5000; ++round) {
+    const Group group(tmx::kKeyGroup, random), quad(tmx::kKeyQuad, random);
+    const auto below = [](const Group& in, SearchKey key) {
+      return static_cast<std::size_t>(
+          std::ranges::count_if(in.keys, [=](SearchKey other) { return other < key; }));
+    };
+    for (const SearchKey key : group.asked) {
+      ASSERT_EQ(tmx::PlainRank(group.keys.data(), tmx::kKeyGroup, key), below(group, key));
+      ASSERT_EQ(tmx::RankInGroup(group.keys.data(), key), below(group, key));
+    }
+    for (const SearchKey key : quad.asked) {
+      ASSERT_EQ(tmx::PlainRank(quad.keys.data(), tmx::kKeyQuad, key), below(quad, key));
+      ASSERT_EQ(tmx::RankInQuad(quad.keys.data(), key), below(quad, key));
+    }
+  }
+}
+
+TEST(IdSearch, FindsTheFirstPlaceOfAKey) {
+  std::mt19937 random(8);
+  for (int round = 0; round < 5000; ++round) {
+    const Group group(tmx::kKeyGroup, random);
+    for (const SearchKey key : group.asked) {
+      std::size_t place = 0;
+      while (place < group.keys.size() && group.keys[place] != key) ++place;
+      ASSERT_EQ(tmx::PlainFind(group.keys.data(), tmx::kKeyGroup, key), place);
+      ASSERT_EQ(tmx::FindInGroup(group.keys.data(), key), place);
     }
   }
 }

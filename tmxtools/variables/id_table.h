@@ -1,11 +1,11 @@
 // The sorted table from field ids to variables behind a registry.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "tmxtools/platform/id_search.h"
@@ -22,20 +22,13 @@ namespace tmx {
 // Empty state: no entries, no memory. Threads: one at a time.
 class IdTable {
  public:
-  // A place in the order of ids: behind the last entry, the leaf is the number of leaves.
-  struct Place {
-    std::uint32_t leaf = 0;
-    std::uint32_t slot = 0;
-  };
-  struct Entry {
-    std::uint32_t id;
-    HbVariable* variable;
-  };
-
   IdTable() noexcept = default;
+  // Leaves the other table empty.
   IdTable(IdTable&& other) noexcept
-      : single_(std::move(other.single_)), index_(std::move(other.index_)), count_(other.count_) {
-    other.count_ = 0;
+      : single_(std::move(other.single_)),
+        index_(std::move(other.index_)),
+        count_(std::exchange(other.count_, 0)) {
+    ++other.version_;
   }
   IdTable& operator=(IdTable&&) = delete;
 
@@ -44,10 +37,15 @@ class IdTable {
   // The variable of an id, or null.
   HbVariable* Find(std::uint32_t id) const noexcept {
     const SearchKey key = ToSearchKey(id);
-    const Leaf* const leaf = index_ ? LeafFor(key) : single_.get();
-    if (leaf == nullptr) return nullptr;
-    const std::size_t slot = leaf->Rank(key);
-    return slot < leaf->count && leaf->keys()[slot] == key ? leaf->variables()[slot] : nullptr;
+    const Leaf* leaf = single_.get();
+    if (index_) {
+      leaf = index_->leaves[index_->LeafFor(key)].get();
+    } else if (leaf == nullptr) {
+      return nullptr;
+    }
+    const std::size_t group = leaf->GroupFor(key);
+    const std::size_t slot = FindInGroup(leaf->keys() + group, key);
+    return slot < kKeyGroup ? leaf->variables()[group + slot] : nullptr;
   }
   // Adds an entry. False if there is one with this id. Throws std::bad_alloc and then has changed
   // nothing.
@@ -55,22 +53,12 @@ class IdTable {
   // Takes an entry out and returns its variable; null if there is none.
   HbVariable* Remove(std::uint32_t id) noexcept;
 
-  // The place of the first entry whose id is not below `id`.
-  Place LowerBound(std::uint32_t id) const noexcept;
-  Place Begin() const noexcept { return {}; }
-  // The entry at a place, which may also be out of date; no variable where there is none.
-  Entry At(Place place) const noexcept {
-    if (place.leaf >= LeafCount()) return {0, nullptr};
-    const Leaf& leaf = LeafAt(place.leaf);
-    if (place.slot >= leaf.count) return {0, nullptr};
-    return {ToId(leaf.keys()[place.slot]), leaf.variables()[place.slot]};
-  }
-  // The place behind that of an entry.
-  Place Next(Place place) const noexcept {
-    return ++place.slot < LeafAt(place.leaf).count ? place : Place{place.leaf + 1, 0};
-  }
-  // The place of the entry with a number, counted from 0.
-  Place Nth(std::size_t number) const noexcept;
+  // Where a walk stands: at an entry or behind the last one.
+  class Cursor;
+  // At the first entry whose id is not below `id`.
+  Cursor LowerBound(std::uint32_t id) const noexcept;
+  // At the entry with a number, counted from 0.
+  Cursor Nth(std::size_t number) const noexcept;
 
   template <class Visit>
   void ForEach(Visit visit) const {
@@ -83,10 +71,12 @@ class IdTable {
   }
 
  private:
-  static constexpr std::size_t kLeafSize = 64;
+  static constexpr std::size_t kLargeLeaf = 4 * kKeyGroup;
 
-  // The header of a leaf; `capacity` keys and as many variables follow it.
-  struct Leaf {
+  // The header of a leaf of one group or of four; `capacity` keys and as many variables follow it.
+  // Unused places hold kNoKey and null.
+  struct alignas(16) Leaf {
+    SearchKey group_bounds[kKeyQuad];  // the last key of each group but the last one, then kNoKey
     std::uint32_t count;
     std::uint32_t capacity;
 
@@ -96,13 +86,22 @@ class IdTable {
     HbVariable* const* variables() const noexcept {
       return reinterpret_cast<HbVariable* const*>(keys() + capacity);
     }
+    // Where the group begins that the key stands in or would stand in.
+    std::size_t GroupFor(SearchKey key) const noexcept {
+      return RankInQuad(group_bounds, key) * kKeyGroup;
+    }
     std::size_t Rank(SearchKey key) const noexcept {
-      return tmx::Rank(keys(), capacity / kKeyBlock, key);
+      const std::size_t group = GroupFor(key);
+      return group + RankInGroup(keys() + group, key);
     }
     void Insert(std::size_t slot, SearchKey key, HbVariable* variable) noexcept;
     void Remove(std::size_t slot) noexcept;
     // Appends the entries of another leaf from a slot on, and takes them from it.
     void TakeFrom(Leaf& other, std::size_t slot) noexcept;
+
+   private:
+    // Sets the bounds right after a change.
+    void Bound() noexcept;
   };
   struct DropLeaf {
     void operator()(Leaf* leaf) const noexcept { ::operator delete(leaf); }
@@ -110,20 +109,37 @@ class IdTable {
   using LeafPtr = std::unique_ptr<Leaf, DropLeaf>;
   static LeafPtr NewLeaf(std::size_t capacity);
 
-  // Two leaves and more.
+  // Two leaves and more. A bound lies between a leaf and the next one: it is not below the last
+  // key of the one and below the first key of the other. The last leaf's is kNoKey, and so are
+  // those behind it, up to whole groups. So the keys themselves can come and go without touching
+  // the bounds, and the bounds below a key are as many as the leaves in front of its own.
   struct Index {
-    std::vector<SearchKey> lowest;  // of each leaf, then kNoKey up to whole windows
     std::vector<LeafPtr> leaves;
+    std::vector<SearchKey> bounds;        // of each leaf
+    std::vector<SearchKey> group_bounds;  // the last one of every group of bounds
 
-    // The last leaf whose lowest key is not above `key`, else the first.
-    std::size_t LeafFor(SearchKey key) const noexcept;
-    void Add(std::size_t position, LeafPtr leaf);
+    std::size_t LeafFor(SearchKey key) const noexcept {
+      const std::size_t group = leaves.size() > kKeyGroup ? GroupFor(key) : 0;
+      return group + RankInGroup(bounds.data() + group, key);
+    }
+    // Where the group of bounds begins that the key's leaf belongs to.
+    std::size_t GroupFor(SearchKey key) const noexcept {
+      std::size_t base = 0;
+      for (std::size_t size = group_bounds.size() - kKeyGroup; size > kKeyGroup; size -= size / 2) {
+        if (group_bounds[base + size / 2 - 1] < key) base += size / 2;
+      }
+      return (base + RankInGroup(group_bounds.data() + base, key)) * kKeyGroup;
+    }
+    // Makes room for another leaf.
+    void Reserve();
+    // Puts a leaf behind that at `position`, with `bound` between them.
+    void AddBehind(std::size_t position, SearchKey bound, LeafPtr leaf) noexcept;
     void Drop(std::size_t position) noexcept;
+
+   private:
+    void FillUp(std::size_t position) noexcept;
   };
 
-  const Leaf* LeafFor(SearchKey key) const noexcept {
-    return index_->leaves[index_->LeafFor(key)].get();
-  }
   std::size_t LeafCount() const noexcept {
     return index_ ? index_->leaves.size() : single_ ? 1u : 0u;
   }
@@ -133,12 +149,49 @@ class IdTable {
   Leaf& LeafAt(std::size_t position) noexcept {
     return index_ ? *index_->leaves[position] : *single_;
   }
-  // Makes room in a full leaf and returns the leaf that the key now belongs to.
+  // Where the key's leaf stands; there must be one.
+  std::size_t PositionFor(SearchKey key) const noexcept {
+    return index_ ? index_->LeafFor(key) : 0;
+  }
+  // Makes room in a full leaf and returns where the leaf stands that the key now belongs to.
   std::size_t Split(std::size_t position, SearchKey key);
 
   LeafPtr single_;                // the only leaf, if there is no index
   std::unique_ptr<Index> index_;  // where one leaf was not enough
-  std::size_t count_ = 0;
+  std::uint32_t count_ = 0;
+  std::uint32_t version_ = 0;  // changes with every change
+};
+
+class IdTable::Cursor {
+ public:
+  // Behind the last entry of nothing.
+  Cursor() noexcept = default;
+
+  bool IsAtEnd() const noexcept { return leaf_ == nullptr; }
+  // Those of the entry; not behind the last one.
+  std::uint32_t Id() const noexcept { return ToId(leaf_->keys()[slot_]); }
+  HbVariable* Variable() const noexcept { return leaf_->variables()[slot_]; }
+
+  // Whether the table has not changed since; if it has, the cursor must not be used any more.
+  bool IsValidFor(const IdTable& table) const noexcept { return version_ == table.version_; }
+  // To the next entry.
+  void Advance(const IdTable& table) noexcept {
+    if (++slot_ == leaf_->count) Enter(table, position_ + 1, 0);
+  }
+
+ private:
+  friend class IdTable;
+
+  Cursor(const IdTable& table, std::size_t position, std::size_t slot) noexcept
+      : version_(table.version_) {
+    Enter(table, position, slot);
+  }
+  void Enter(const IdTable& table, std::size_t position, std::size_t slot) noexcept;
+
+  const Leaf* leaf_ = nullptr;
+  std::size_t position_ = 0;
+  std::uint32_t slot_ = 0;
+  std::uint32_t version_ = 0;
 };
 
 }  // namespace tmx

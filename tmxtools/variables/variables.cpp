@@ -74,16 +74,16 @@ unsigned long HbVariables::PosToId(unsigned short position) const noexcept {
     registry = registry->prev_;
   }
   if (registry == nullptr) return 0;
-  return entries_.At(entries_.Nth(rest < 2 ? 0 : rest - 1)).id;
+  const tmx::IdTable::Cursor entry = entries_.Nth(rest < 2 ? 0 : rest - 1);
+  return entry.IsAtEnd() ? 0 : entry.Id();
 }
 
 unsigned long HbVariables::GetFollowingId(unsigned long id) const noexcept {
   for (const HbVariables* registry = this; registry != nullptr; registry = registry->prev_) {
     if (registry->FindHere(id) == nullptr) continue;
-    const tmx::IdTable& entries = registry->entries_;
-    const auto place = entries.LowerBound(static_cast<std::uint32_t>(id));
-    const tmx::IdTable::Entry next = entries.At(entries.Next(place));
-    if (next.variable != nullptr) return next.id;
+    tmx::IdTable::Cursor entry = registry->entries_.LowerBound(static_cast<std::uint32_t>(id));
+    entry.Advance(registry->entries_);
+    if (!entry.IsAtEnd()) return entry.Id();
   }
   return 0;
 }
@@ -234,25 +234,18 @@ HbVariable* HbVariablesIter::Enter(const HbVariables* registry) noexcept {
   started_ = true;
   while (registry != nullptr && registry->Count() == 0) registry = registry->prev_;
   current_ = registry;
+  cursor_ = {};
   if (registry == nullptr) return nullptr;
   start_ = registry;
-  place_ = registry->entries_.LowerBound(0);
-  const tmx::IdTable::Entry entry = registry->entries_.At(place_);
-  id_ = entry.id;
-  return entry.variable;
+  cursor_ = registry->entries_.LowerBound(0);
+  return Take();
 }
 
-HbVariable* HbVariablesIter::GetNext() noexcept {
+HbVariable* HbVariablesIter::FindNext() noexcept {
   if (!started_) return GetFirst();
   if (current_ == nullptr) return nullptr;
-  const tmx::IdTable& entries = current_->entries_;
-  // The place is out of date when entries came or went; the id tells.
-  const tmx::IdTable::Entry here = entries.At(place_);
-  if (here.variable == nullptr || here.id != id_) place_ = entries.LowerBound(id_);
-  const tmx::IdTable::Entry found = entries.At(place_);
-  if (found.variable != nullptr && found.id == id_) place_ = entries.Next(place_);
-  const tmx::IdTable::Entry next = entries.At(place_);
-  if (next.variable == nullptr) return Enter(current_->prev_);
-  id_ = next.id;
-  return next.variable;
+  // Entries came or went; the id tells where the walk stood.
+  cursor_ = current_->entries_.LowerBound(id_);
+  if (!cursor_.IsAtEnd() && cursor_.Id() == id_) cursor_.Advance(current_->entries_);
+  return cursor_.IsAtEnd() ? Enter(current_->prev_) : Take();
 }

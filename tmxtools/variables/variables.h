@@ -171,16 +171,27 @@ class TMX_EXPORT HbVariablesIter {
   // to a previous registry starts again in that one, on purpose.
   HbVariable* GetFirst() noexcept { return Enter(start_); }
   // The next entry, null behind the last. Before the first step this is GetFirst.
-  HbVariable* GetNext() noexcept;
+  HbVariable* GetNext() noexcept {
+    // Where nothing changed since, the cursor is good for a step.
+    if (cursor_.IsAtEnd() || !cursor_.IsValidFor(current_->entries_)) return FindNext();
+    cursor_.Advance(current_->entries_);
+    return cursor_.IsAtEnd() ? Enter(current_->prev_) : Take();
+  }
   // The id of the variable returned last, 0 before.
   unsigned long GetId() const noexcept { return id_; }
 
  private:
   HbVariable* Enter(const HbVariables* registry) noexcept;
+  HbVariable* FindNext() noexcept;
+  // The entry at the cursor.
+  HbVariable* Take() noexcept {
+    id_ = cursor_.Id();
+    return cursor_.Variable();
+  }
 
   const HbVariables* start_;
   const HbVariables* current_;  // null behind the last entry
-  tmx::IdTable::Place place_;
+  tmx::IdTable::Cursor cursor_;
   std::uint32_t id_ = 0;
   bool started_ = false;
 };

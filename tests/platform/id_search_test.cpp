@@ -24,7 +24,7 @@ TEST(IdSearch, KeysHaveTheOrderOfIds) {
 
 // A sorted group, with the keys that are worth asking for.
 struct Group {
-  Group(std::size_t size, std::mt19937& random) : keys(size, tmx::kNoKey) {
+  explicit Group(std::mt19937& random) : keys(tmx::kKeyGroup, tmx::kNoKey) {
     // From keys that lie close together to all that there are.
     const auto shift = static_cast<unsigned>(random() % 29);
     const auto random_key = [&] { return static_cast<SearchKey>(random()) >> shift; };
@@ -45,18 +45,14 @@ struct Group {
 TEST(IdSearch, ARankIsTheNumberOfKeysBelow) {
   std::mt19937 random(7);
   for (int round = 0; round < 5000; ++round) {
-    const Group group(tmx::kKeyGroup, random), quad(tmx::kKeyQuad, random);
+    const Group group(random);
     const auto below = [](const Group& in, SearchKey key) {
       return static_cast<std::size_t>(
           std::ranges::count_if(in.keys, [=](SearchKey other) { return other < key; }));
     };
     for (const SearchKey key : group.asked) {
-      ASSERT_EQ(tmx::PlainRank(group.keys.data(), tmx::kKeyGroup, key), below(group, key));
+      ASSERT_EQ(tmx::PlainRank(group.keys.data(), key), below(group, key));
       ASSERT_EQ(tmx::RankInGroup(group.keys.data(), key), below(group, key));
-    }
-    for (const SearchKey key : quad.asked) {
-      ASSERT_EQ(tmx::PlainRank(quad.keys.data(), tmx::kKeyQuad, key), below(quad, key));
-      ASSERT_EQ(tmx::RankInQuad(quad.keys.data(), key), below(quad, key));
     }
   }
 }
@@ -64,11 +60,11 @@ TEST(IdSearch, ARankIsTheNumberOfKeysBelow) {
 TEST(IdSearch, FindsTheFirstPlaceOfAKey) {
   std::mt19937 random(8);
   for (int round = 0; round < 5000; ++round) {
-    const Group group(tmx::kKeyGroup, random);
+    const Group group(random);
     for (const SearchKey key : group.asked) {
       std::size_t place = 0;
       while (place < group.keys.size() && group.keys[place] != key) ++place;
-      ASSERT_EQ(tmx::PlainFind(group.keys.data(), tmx::kKeyGroup, key), place);
+      ASSERT_EQ(tmx::PlainFind(group.keys.data(), key), place);
       ASSERT_EQ(tmx::FindInGroup(group.keys.data(), key), place);
     }
   }

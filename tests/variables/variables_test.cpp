@@ -698,6 +698,34 @@ TEST(HbVariables, AgreesWithAMapOverRandomOperations) {
   }
 }
 
+TEST(HbVariables, HoldsVeryManyEntriesInEveryOrderOfComing) {
+  constexpr unsigned long count = 30000;
+  const auto fill = [](HbVariables& registry, auto id_of) {
+    for (unsigned long i = 0; i < count; ++i) {
+      ASSERT_TRUE(registry.PutFieldInt32(static_cast<long>(id_of(i)), id_of(i) * 7));
+    }
+  };
+  HbVariables ascending, descending, mixed;
+  fill(ascending, [](unsigned long i) { return i; });
+  fill(descending, [](unsigned long i) { return count - 1 - i; });
+  fill(mixed, [](unsigned long i) { return i * 7919 % count; });
+  for (HbVariables* const registry : {&ascending, &descending, &mixed}) {
+    ASSERT_EQ(registry->Count(), count);
+    for (unsigned long i = 0; i < count; ++i) {
+      ASSERT_EQ(LongAt(*registry, i * 7), static_cast<long>(i));
+      ASSERT_EQ((*registry)[i * 7 + 1], nullptr);
+    }
+    for (unsigned long i = 0; i < count; ++i) {
+      if (i % 100 != 0) ASSERT_TRUE(registry->Unregister(i * 7));
+    }
+    ASSERT_EQ(registry->Count(), count / 100);
+    for (unsigned long i = 0; i < count; ++i) {
+      ASSERT_EQ((*registry)[i * 7] != nullptr, i % 100 == 0) << i;
+    }
+    ASSERT_EQ(registry->GetFollowingId(0), 700u);
+  }
+}
+
 TEST(HbVariables, EveryFailedAllocationLeavesTheRegistryAsItWas) {
   HbVariables registry;
   const Owned variable = MakeLong(1);

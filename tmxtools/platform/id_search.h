@@ -27,16 +27,16 @@ constexpr std::uint32_t ToId(SearchKey key) {
 
 // Groups are aligned like vectors. Unused places, behind the last key, hold kNoKey, the greatest.
 constexpr std::size_t kKeyGroup = 16;
-constexpr std::size_t kKeyQuad = 4;
 constexpr SearchKey kNoKey = INT32_MAX;
 
 // The plain forms, which the others must agree with. A rank is the number of keys below `key`:
-// where it stands or would stand. The other gives the first place where it stands, `size` for none.
-inline std::size_t PlainRank(const SearchKey* keys, std::size_t size, SearchKey key) {
-  return static_cast<std::size_t>(std::lower_bound(keys, keys + size, key) - keys);
+// where it stands or would stand. The other gives the first place where it stands, kKeyGroup for
+// none.
+inline std::size_t PlainRank(const SearchKey* group, SearchKey key) {
+  return static_cast<std::size_t>(std::lower_bound(group, group + kKeyGroup, key) - group);
 }
-inline std::size_t PlainFind(const SearchKey* keys, std::size_t size, SearchKey key) {
-  return static_cast<std::size_t>(std::find(keys, keys + size, key) - keys);
+inline std::size_t PlainFind(const SearchKey* group, SearchKey key) {
+  return static_cast<std::size_t>(std::find(group, group + kKeyGroup, key) - group);
 }
 
 #if defined(__SSE2__)
@@ -60,21 +60,12 @@ inline std::size_t FindInGroup(const SearchKey* group, SearchKey key) {
       group, key, [](__m128i wanted, __m128i quad) { return _mm_cmpeq_epi32(wanted, quad); });
   return static_cast<unsigned>(__builtin_ctz(equal | 1u << kKeyGroup));
 }
-inline std::size_t RankInQuad(const SearchKey* quad, SearchKey key) {
-  const __m128i below =
-      _mm_cmpgt_epi32(_mm_set1_epi32(key), _mm_load_si128(reinterpret_cast<const __m128i*>(quad)));
-  const auto bits = static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(below)));
-  return static_cast<unsigned>(__builtin_ctz(~bits));
-}
 #else
 inline std::size_t RankInGroup(const SearchKey* group, SearchKey key) {
-  return PlainRank(group, kKeyGroup, key);
+  return PlainRank(group, key);
 }
 inline std::size_t FindInGroup(const SearchKey* group, SearchKey key) {
-  return PlainFind(group, kKeyGroup, key);
-}
-inline std::size_t RankInQuad(const SearchKey* quad, SearchKey key) {
-  return PlainRank(quad, kKeyQuad, key);
+  return PlainFind(group, key);
 }
 #endif
 

@@ -4,55 +4,47 @@
 #include <utility>
 
 namespace tmx {
-IdTable::LeafPtr IdTable::NewLeaf(std::size_t capacity) {
-  const std::size_t size = sizeof(Leaf) + capacity * (sizeof(SearchKey) + sizeof(HbVariable*));
-  LeafPtr leaf(::new (::operator new(size))
-                   Leaf{{kNoKey, kNoKey, kNoKey, kNoKey}, 0, static_cast<std::uint32_t>(capacity)});
-  std::fill_n(leaf->keys(), capacity, kNoKey);
-  std::fill_n(leaf->variables(), capacity, nullptr);
-  return leaf;
+namespace {
+
+// The size rounded up, at least one group.
+constexpr std::size_t ToWholeGroups(std::size_t size) {
+  return size == 0 ? kKeyGroup : (size + kKeyGroup - 1) / kKeyGroup * kKeyGroup;
 }
 
+}  // namespace
+
+IdTable::Leaf::Leaf() noexcept : variables{}, count(0) { std::fill_n(keys, kKeyGroup, kNoKey); }
+
 void IdTable::Leaf::Insert(std::size_t slot, SearchKey key, HbVariable* variable) noexcept {
-  std::copy_backward(keys() + slot, keys() + count, keys() + count + 1);
-  std::copy_backward(variables() + slot, variables() + count, variables() + count + 1);
-  keys()[slot] = key;
-  variables()[slot] = variable;
+  std::copy_backward(keys + slot, keys + count, keys + count + 1);
+  std::copy_backward(variables + slot, variables + count, variables + count + 1);
+  keys[slot] = key;
+  variables[slot] = variable;
   ++count;
-  Bound();
 }
 
 void IdTable::Leaf::Remove(std::size_t slot) noexcept {
-  std::copy(keys() + slot + 1, keys() + count, keys() + slot);
-  std::copy(variables() + slot + 1, variables() + count, variables() + slot);
+  std::copy(keys + slot + 1, keys + count, keys + slot);
+  std::copy(variables + slot + 1, variables + count, variables + slot);
   --count;
-  keys()[count] = kNoKey;
-  variables()[count] = nullptr;
-  Bound();
+  keys[count] = kNoKey;
+  variables[count] = nullptr;
 }
 
-void IdTable::Leaf::TakeFrom(Leaf& other, std::size_t slot) noexcept {
-  std::copy(other.keys() + slot, other.keys() + other.count, keys() + count);
-  std::copy(other.variables() + slot, other.variables() + other.count, variables() + count);
-  std::fill(other.keys() + slot, other.keys() + other.count, kNoKey);
-  std::fill(other.variables() + slot, other.variables() + other.count, nullptr);
-  count += other.count - static_cast<std::uint32_t>(slot);
-  other.count = static_cast<std::uint32_t>(slot);
-  Bound();
-  other.Bound();
-}
-
-void IdTable::Leaf::Bound() noexcept {
-  for (std::size_t i = 0; i + 1 < capacity / kKeyGroup; ++i) {
-    group_bounds[i] = keys()[i * kKeyGroup + kKeyGroup - 1];
-  }
+void IdTable::Leaf::TakeFrom(Leaf& full, std::size_t slot) noexcept {
+  std::copy(full.keys + slot, full.keys + kKeyGroup, keys);
+  std::copy(full.variables + slot, full.variables + kKeyGroup, variables);
+  std::fill(full.keys + slot, full.keys + kKeyGroup, kNoKey);
+  std::fill(full.variables + slot, full.variables + kKeyGroup, nullptr);
+  count = static_cast<std::uint32_t>(kKeyGroup - slot);
+  full.count = static_cast<std::uint32_t>(slot);
 }
 
 void IdTable::Index::Reserve() {
   if (leaves.size() < leaves.capacity()) return;
-  const std::size_t capacity = std::max(kKeyGroup, leaves.size() * 2);
-  group_bounds.reserve(capacity / kKeyGroup + 1 + kKeyGroup);
-  bounds.reserve(capacity + kKeyGroup);
+  const std::size_t capacity = ToWholeGroups(leaves.size() * 2);
+  group_bounds.reserve(ToWholeGroups(capacity / kKeyGroup));
+  bounds.reserve(capacity);
   leaves.reserve(capacity);
 }
 
@@ -68,29 +60,25 @@ void IdTable::Index::Drop(std::size_t position) noexcept {
   const auto offset = static_cast<std::ptrdiff_t>(position);
   leaves.erase(leaves.begin() + offset);
   bounds.erase(bounds.begin() + offset);
-  FillUp(position);
+  // The leaf in front may be the last one now, which changes its bound.
+  FillUp(position - (position != 0));
 }
 
 // Sets right what stands behind the bounds and, from a position on, the bounds of their groups.
 void IdTable::Index::FillUp(std::size_t position) noexcept {
   bounds.resize(leaves.size() - 1);
-  bounds.resize(leaves.size() + kKeyGroup, kNoKey);
+  bounds.resize(ToWholeGroups(leaves.size()), kNoKey);
   group_bounds.resize(position / kKeyGroup);
-  for (std::size_t i = group_bounds.size() * kKeyGroup; i < leaves.size(); i += kKeyGroup) {
-    group_bounds.push_back(bounds[i + kKeyGroup - 1]);
+  for (std::size_t last = position / kKeyGroup * kKeyGroup + kKeyGroup - 1; last < bounds.size();
+       last += kKeyGroup) {
+    group_bounds.push_back(bounds[last]);
   }
-  group_bounds.resize(group_bounds.size() + kKeyGroup, kNoKey);
+  group_bounds.resize(ToWholeGroups(group_bounds.size()), kNoKey);
 }
 
 std::size_t IdTable::Split(std::size_t position, SearchKey key) {
   Leaf& full = LeafAt(position);
-  if (full.capacity == kKeyGroup) {
-    LeafPtr larger = NewLeaf(kLargeLeaf);
-    larger->TakeFrom(full, 0);
-    single_ = std::move(larger);
-    return 0;
-  }
-  LeafPtr upper = NewLeaf(kLargeLeaf);
+  LeafPtr upper = std::make_unique<Leaf>();
   if (!index_) {
     auto index = std::make_unique<Index>();
     index->Reserve();
@@ -99,25 +87,25 @@ std::size_t IdTable::Split(std::size_t position, SearchKey key) {
   }
   index_->Reserve();
   // Ids that come in ascending order leave full leaves behind.
-  const SearchKey last = full.keys()[full.count - 1];
+  const SearchKey last = full.keys[full.count - 1];
   const bool ascending = position + 1 == LeafCount() && key > last;
-  if (!ascending) upper->TakeFrom(full, full.count / 2);
-  const SearchKey bound = full.keys()[full.count - 1];
+  if (!ascending) upper->TakeFrom(full, kKeyGroup / 2);
+  const SearchKey bound = full.keys[full.count - 1];
   index_->AddBehind(position, bound, std::move(upper));
   return key > bound ? position + 1 : position;
 }
 
 bool IdTable::Insert(std::uint32_t id, HbVariable* variable) {
   const SearchKey key = ToSearchKey(id);
-  if (LeafCount() == 0) single_ = NewLeaf(kKeyGroup);
+  if (LeafCount() == 0) single_ = std::make_unique<Leaf>();
   std::size_t position = PositionFor(key);
   Leaf* leaf = &LeafAt(position);
-  std::size_t slot = leaf->Rank(key);
-  if (slot < leaf->count && leaf->keys()[slot] == key) return false;
-  if (leaf->count == leaf->capacity) {
+  std::size_t slot = RankInGroup(leaf->keys, key);
+  if (slot < leaf->count && leaf->keys[slot] == key) return false;
+  if (leaf->count == kKeyGroup) {
     position = Split(position, key);
     leaf = &LeafAt(position);
-    slot = leaf->Rank(key);
+    slot = RankInGroup(leaf->keys, key);
   }
   leaf->Insert(slot, key, variable);
   ++count_;
@@ -130,9 +118,9 @@ HbVariable* IdTable::Remove(std::uint32_t id) noexcept {
   const SearchKey key = ToSearchKey(id);
   const std::size_t position = PositionFor(key);
   Leaf& leaf = LeafAt(position);
-  const std::size_t slot = leaf.Rank(key);
-  if (slot >= leaf.count || leaf.keys()[slot] != key) return nullptr;
-  HbVariable* const variable = leaf.variables()[slot];
+  const std::size_t slot = RankInGroup(leaf.keys, key);
+  if (slot >= leaf.count || leaf.keys[slot] != key) return nullptr;
+  HbVariable* const variable = leaf.variables[slot];
   leaf.Remove(slot);
   --count_;
   ++version_;
@@ -149,7 +137,7 @@ IdTable::Cursor IdTable::LowerBound(std::uint32_t id) const noexcept {
   if (count_ == 0) return {};
   const SearchKey key = ToSearchKey(id);
   const std::size_t position = PositionFor(key);
-  return {*this, position, LeafAt(position).Rank(key)};
+  return {*this, position, RankInGroup(LeafAt(position).keys, key)};
 }
 
 IdTable::Cursor IdTable::Nth(std::size_t number) const noexcept {

@@ -56,6 +56,15 @@ void HbVariables::Clear() noexcept {
   dropped.ForEach([](std::uint32_t, HbVariable* variable) { variable->DecRefCount(); });
 }
 
+HbVariable* HbVariables::operator[](unsigned long id) const noexcept {
+  const HbVariables* registry = this;
+  do {
+    if (HbVariable* const variable = registry->FindHere(id)) return variable;
+    registry = registry->prev_;
+  } while (registry != nullptr);
+  return nullptr;
+}
+
 unsigned short HbVariables::GetType(unsigned long id) const noexcept {
   const HbVariable* const variable = (*this)[id];
   return variable != nullptr ? variable->GetType() : 0;

@@ -79,14 +79,7 @@ class TMX_EXPORT HbVariables {
   unsigned long Count() const noexcept { return entries_.Count(); }
 
   // The variable of an id in the first registry of the chain that has it, or null.
-  HbVariable* operator[](unsigned long id) const noexcept {
-    const HbVariables* registry = this;
-    do {
-      if (HbVariable* const variable = registry->FindHere(id)) return variable;
-      registry = registry->prev_;
-    } while (registry != nullptr);
-    return nullptr;
-  }
+  HbVariable* operator[](unsigned long id) const noexcept;
   // The type code of the id's variable, 0 without one.
   unsigned short GetType(unsigned long id) const noexcept;
   // Whether the id has no variable or a null one.

@@ -14,7 +14,7 @@ namespace tmx::compiler {
 namespace {
 
 // Frames differ by the types that callers pass, which could make more of them than one can look at.
-constexpr std::size_t kMostFrames = 200000;
+constexpr std::size_t kMostFrames = 50000;
 
 struct LoadedSubroutine {
   std::string file;

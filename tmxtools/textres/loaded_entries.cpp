@@ -1,5 +1,6 @@
 #include "tmxtools/textres/loaded_entries.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <string>
@@ -16,7 +17,7 @@ constexpr std::uint64_t kMaxFileSize = 0xFFFFFFFE;
 // Up to eight bytes as a number.
 std::uint64_t LoadWord(const char* bytes, std::size_t count) {
   std::uint64_t word = 0;
-  std::memcpy(&word, bytes, count);
+  if (count != 0) std::memcpy(&word, bytes, count);
   return word;
 }
 
@@ -24,8 +25,6 @@ constexpr std::uint64_t Mix(std::uint64_t word) {
   word *= 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio
   return word ^ (word >> 32);
 }
-
-constexpr std::uint32_t TagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
 
 }  // namespace
 
@@ -43,43 +42,54 @@ std::shared_ptr<const FileBytes> FileBytes::Read(const std::string& path) {
 }
 
 LoadedEntries::LoadedEntries(std::shared_ptr<const FileBytes> bytes, std::size_t expected)
-    : bytes_(std::move(bytes)) {
-  entries_.reserve(expected);
-}
+    : bytes_(std::move(bytes)), slots_(std::bit_ceil(std::max<std::size_t>(8, expected))) {}
 
-std::uint64_t LoadedEntries::Hash(std::string_view key) {
+std::uint32_t LoadedEntries::Hash(std::string_view key) {
   std::uint64_t hash = key.size();
   while (key.size() > 8) {
     hash = Mix(hash ^ LoadWord(key.data(), 8));
     key.remove_prefix(8);
   }
-  return Mix(Mix(hash ^ LoadWord(key.data(), key.size())));
+  return static_cast<std::uint32_t>(Mix(Mix(hash ^ LoadWord(key.data(), key.size()))));
 }
 
-std::size_t LoadedEntries::SlotOf(std::string_view key, std::uint64_t hash) const {
+TextLine LoadedEntries::LineAt(std::uint32_t place) const {
+  const std::string_view rest = bytes_->View().substr(place);
+  return ParseTextLine(TrimText(rest.substr(0, FindByte(rest, '\n'))), 0);
+}
+
+std::size_t LoadedEntries::SlotOf(std::string_view key, std::uint32_t hash) const {
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
     const Slot& slot = slots_[i];
-    if (slot.entry == 0) return i;
-    if (slot.tag == TagOf(hash) && entries_[slot.entry - 1].key == key) return i;
+    if (slot.place == kFree) return i;
+    if (slot.hash == hash && LineAt(slot.place).name == key) return i;
   }
 }
 
-void LoadedEntries::Index() {
-  if (!slots_.empty()) return;
-  slots_.assign(std::bit_ceil(2 * entries_.size() + 1), Slot{});
-  for (std::uint32_t number = 0; number < entries_.size(); ++number) {
-    const std::string_view key = entries_[number].key;
-    const std::uint64_t hash = Hash(key);
-    slots_[SlotOf(key, hash)] = {number + 1, TagOf(hash)};
+void LoadedEntries::Grow() {
+  const std::vector<Slot> before = std::exchange(slots_, std::vector<Slot>(2 * slots_.size()));
+  const std::size_t mask = slots_.size() - 1;
+  for (const Slot& slot : before) {
+    if (slot.place == kFree) continue;
+    std::size_t i = slot.hash & mask;
+    while (slots_[i].place != kFree) i = (i + 1) & mask;
+    slots_[i] = slot;
   }
+}
+
+void LoadedEntries::Add(std::string_view key) {
+  if (4 * (count_ + 1) > 3 * slots_.size()) Grow();
+  const std::uint32_t hash = Hash(key);
+  Slot& slot = slots_[SlotOf(key, hash)];
+  if (slot.place == kFree) ++count_;
+  slot = {static_cast<std::uint32_t>(key.data() - bytes_->View().data()), hash};
 }
 
 std::optional<std::string_view> LoadedEntries::Find(std::string_view key) const {
-  if (slots_.empty()) return std::nullopt;
   const Slot& slot = slots_[SlotOf(key, Hash(key))];
-  if (slot.entry == 0) return std::nullopt;
-  return entries_[slot.entry - 1].value;
+  if (slot.place == kFree) return std::nullopt;
+  return LineAt(slot.place).value;
 }
 
 }  // namespace tmx

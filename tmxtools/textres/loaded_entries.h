@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tmxtools/textres/text_lines.h"
+
 namespace tmx {
 
 // The bytes of a loaded file, shared by the sections that refer to them.
@@ -24,46 +26,47 @@ class FileBytes {
   std::size_t size_ = 0;
 };
 
-// A list of keys and values that refers to the file's bytes instead of copying them, and an open
-// hash table over the keys. Building ordered maps for 100000 entries takes ten times as long, and
-// whoever only looks up texts never needs them.
+// A hash table over the entries of a section that refers to the file's bytes instead of copying
+// them. A slot is the place of a line; the line is taken apart again when it is wanted. Building
+// ordered maps for 100000 entries takes far longer, and whoever only looks up texts never needs
+// them.
 //
 // Owner: a section. Threads: Find() may run in several at once.
 class LoadedEntries {
  public:
-  struct Entry {
-    std::string_view key;
-    std::string_view value;
-  };
-
   // `expected` guesses the number of entries.
   LoadedEntries(std::shared_ptr<const FileBytes> bytes, std::size_t expected);
 
   bool RefersTo(const FileBytes& bytes) const { return bytes_.get() == &bytes; }
-  // In the order of the file; a later entry of the same key counts.
-  std::vector<Entry>::const_iterator begin() const { return entries_.begin(); }
-  std::vector<Entry>::const_iterator end() const { return entries_.end(); }
-
-  void Add(std::string_view key, std::string_view value) { entries_.push_back({key, value}); }
-  // Makes the table, once, after the last Add().
-  void Index();
-  // The value of the last entry with that key.
+  // Adds an entry whose key lies in the file's bytes; it replaces one of the same key.
+  void Add(std::string_view key);
   std::optional<std::string_view> Find(std::string_view key) const;
+  // Calls `visit` with the key and the value of every entry, in no order.
+  template <class Visitor>
+  void ForEach(Visitor&& visit) const {
+    for (const Slot& slot : slots_) {
+      if (slot.place == kFree) continue;
+      const TextLine line = LineAt(slot.place);
+      visit(line.name, line.value);
+    }
+  }
 
  private:
-  // A slot holds the number of an entry plus 1 and some more bits of its hash.
+  static constexpr std::uint32_t kFree = 0xFFFFFFFF;  // beyond the end of any file
   struct Slot {
-    std::uint32_t entry = 0;
-    std::uint32_t tag = 0;
+    std::uint32_t place = kFree;
+    std::uint32_t hash = 0;
   };
 
-  static std::uint64_t Hash(std::string_view key);
+  static std::uint32_t Hash(std::string_view key);
+  TextLine LineAt(std::uint32_t place) const;
   // Where the key stands in the table, or the free slot where it belongs.
-  std::size_t SlotOf(std::string_view key, std::uint64_t hash) const;
+  std::size_t SlotOf(std::string_view key, std::uint32_t hash) const;
+  void Grow();
 
   std::shared_ptr<const FileBytes> bytes_;
-  std::vector<Entry> entries_;
-  std::vector<Slot> slots_;  // a power of two, at most half full
+  std::vector<Slot> slots_;  // a power of two, at most three quarters full
+  std::size_t count_ = 0;
 };
 
 }  // namespace tmx

@@ -84,8 +84,9 @@ tmx::LoadedEntries& HbTextResSection::LoadedFrom(const std::shared_ptr<const tmx
 
 HbTextResSection::Entries& HbTextResSection::Ordered() const {
   if (loaded_ != nullptr) {
-    for (const auto& [key, value] : *loaded_)
+    loaded_->ForEach([this](std::string_view key, std::string_view value) {
       entries_.insert_or_assign(std::string(key), HbTextRes(std::string(key), std::string(value)));
+    });
     loaded_ = nullptr;
   }
   return entries_;
@@ -127,13 +128,8 @@ void HbTextResFile::Merge(const std::shared_ptr<const tmx::FileBytes>& bytes) {
     if (line.kind == Kind::Section) return begin_section(line.name);
     if (entries == nullptr) begin_section(kDefaultSection);
     if (line.kind == Kind::MissingColon) return WarnOfLine("key-end, ':'", line.number);
-    entries->Add(line.name, line.value);
+    entries->Add(line.name);
   });
-  for (auto& [name, section] : sections_) section.FinishLoad();
-}
-
-void HbTextResSection::FinishLoad() {
-  if (loaded_ != nullptr) loaded_->Index();
 }
 
 std::string HbTextResFile::Text() const {

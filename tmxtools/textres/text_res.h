@@ -79,7 +79,6 @@ class TMX_EXPORT HbTextResSection {
   // What came from the file with these bytes and still waits for the map; newer than the map.
   tmx::LoadedEntries& LoadedFrom(const std::shared_ptr<const tmx::FileBytes>& bytes,
                                  std::size_t expected);
-  void FinishLoad();
   Entries& Ordered() const;
 
   std::string name_;

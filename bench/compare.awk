@@ -1,6 +1,7 @@
 # awk -f compare.awk targets.txt RESULT.csv: from Google Benchmark's CSV, prints for each case and
-# size how many times faster than each peer we are. Fails when a wanted ratio is missed, and when a
-# benchmark reported an error. Repetitions of a benchmark count with their median.
+# size how many times faster than each peer we are. Times are processor time, as others may use the
+# machine; repetitions of a benchmark count with their median. Fails when a wanted ratio is missed,
+# and when a benchmark reported an error.
 
 function median(key,   count, times, i, j, swap) {
   count = split(samples[key], times, " ")
@@ -38,7 +39,7 @@ FNR == NR {
   key = what SUBSEP size SUBSEP who
   if (!(key in samples)) order[++rows] = key
   unit[key] = field[column["time_unit"]]
-  samples[key] = samples[key] " " field[column["real_time"]]
+  samples[key] = samples[key] " " field[column["cpu_time"]]
 }
 
 END {

@@ -232,14 +232,14 @@ struct Outputs {
 
   void ExpectAllRefused(const HbVariables& registry, unsigned long id) {
     const unsigned short type = registry.GetType(id);
-    if (type != 1) EXPECT_FALSE(registry.GetFieldString(text, id));
-    if (type != 2) EXPECT_FALSE(registry.GetFieldDate(date, id));
-    if (type != 4) EXPECT_FALSE(registry.GetFieldTime(time, id));
-    if (type != 5) EXPECT_FALSE(registry.GetFieldInt16(small, id));
-    if (type != 6) EXPECT_FALSE(registry.GetFieldInt32(number, id));
-    if (type != 7) EXPECT_FALSE(registry.GetFieldFloat(fraction, id));
-    if (type != 8) EXPECT_FALSE(registry.GetFieldAmount(amount, id));
-    if (type != 10) EXPECT_FALSE(registry.GetFieldBool(flag, id));
+    EXPECT_TRUE(type == 1 || !registry.GetFieldString(text, id));
+    EXPECT_TRUE(type == 2 || !registry.GetFieldDate(date, id));
+    EXPECT_TRUE(type == 4 || !registry.GetFieldTime(time, id));
+    EXPECT_TRUE(type == 5 || !registry.GetFieldInt16(small, id));
+    EXPECT_TRUE(type == 6 || !registry.GetFieldInt32(number, id));
+    EXPECT_TRUE(type == 7 || !registry.GetFieldFloat(fraction, id));
+    EXPECT_TRUE(type == 8 || !registry.GetFieldAmount(amount, id));
+    EXPECT_TRUE(type == 10 || !registry.GetFieldBool(flag, id));
     EXPECT_TRUE(type == 1 || text.IsEmpty());
     EXPECT_TRUE(type == 2 || date.IsNull());
     EXPECT_TRUE(type == 4 || time == HbTime());
@@ -716,7 +716,7 @@ TEST(HbVariables, HoldsVeryManyEntriesInEveryOrderOfComing) {
       ASSERT_EQ((*registry)[i * 7 + 1], nullptr);
     }
     for (unsigned long i = 0; i < count; ++i) {
-      if (i % 100 != 0) ASSERT_TRUE(registry->Unregister(i * 7));
+      ASSERT_TRUE(i % 100 == 0 || registry->Unregister(i * 7));
     }
     ASSERT_EQ(registry->Count(), count / 100);
     for (unsigned long i = 0; i < count; ++i) {

@@ -1,6 +1,6 @@
 #include "tmxtools/core/amount.h"
 
-#include <charconv>
+#include <array>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -17,24 +17,25 @@ BigInt PowerOfTen(unsigned exponent) {
   return power;
 }
 
-// Lays out the decimal digits of a magnitude, `precision` of them behind the comma, with at least
-// one in front of it. Behind `out` there is room for the longer of digits and precision plus 3.
-char* PutDecimal(char* out, bool negative, std::string_view digits, std::size_t precision) {
-  if (negative) *out++ = '-';
-  const std::size_t zeros = digits.size() > precision ? 0 : precision + 1 - digits.size();
-  const std::size_t whole = zeros > 0 ? 0 : digits.size() - precision;
-  std::memcpy(out, digits.data(), whole);
-  out += whole;
-  if (zeros > 0) {
-    *out++ = '0';
-    *out++ = ',';
-    std::memset(out, '0', zeros - 1);
-    out += zeros - 1;
-  } else {
-    *out++ = ',';
+constexpr auto kPairsOfDigits = [] {
+  std::array<char, 200> pairs{};
+  for (std::size_t i = 0; i < 100; ++i) {
+    pairs[2 * i] = static_cast<char>('0' + i / 10);
+    pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
   }
-  std::memcpy(out, digits.data() + whole, digits.size() - whole);
-  return out + (digits.size() - whole);
+  return pairs;
+}();
+
+// Writes a number in front of `out` with at least `digits` digits; returns where they begin.
+char* PutInFront(char* out, std::uint64_t number, std::size_t digits) {
+  const char* const begin = out - digits;
+  for (; number >= 10; number /= 100) {
+    out -= 2;
+    std::memcpy(out, &kPairsOfDigits[number % 100 * 2], 2);
+  }
+  if (number != 0) *--out = static_cast<char>('0' + number);
+  while (out > begin) *--out = '0';
+  return out;
 }
 
 }  // namespace
@@ -85,25 +86,26 @@ HbAmount& HbAmount::SubtractRescaled(const HbAmount& other) {
 
 String HbAmount::GetDecimalPointString() const {
   if (IsNull()) return {};
-  constexpr std::size_t max_digits = 19;
-  constexpr std::size_t max_plain_precision = 24;
-  if (value_.IsSmall() && precision_ <= max_plain_precision) {
-    const std::int64_t small = value_.Small();
-    const auto bits = static_cast<std::uint64_t>(small);
-    char digits[max_digits];
-    const char* const end =
-        std::to_chars(digits, digits + max_digits, small < 0 ? 0 - bits : bits).ptr;
-    char text[std::max(max_digits, max_plain_precision) + 3];
-    const char* const text_end =
-        PutDecimal(text, small < 0, {digits, static_cast<std::size_t>(end - digits)}, precision_);
-    return String(text, static_cast<std::uint16_t>(text_end - text));
-  }
+  if (!value_.IsSmall() || precision_ >= kPowersOfTen.size()) return BigDecimalPointString();
+  const auto bits = static_cast<std::uint64_t>(value_.Small());
+  const std::uint64_t magnitude = IsNeg() ? 0 - bits : bits;
+  const auto unit = static_cast<std::uint64_t>(kPowersOfTen[precision_]);
+  char text[24];  // sign, 20 digits and comma
+  char* const end = text + sizeof text;
+  char* out = PutInFront(end, magnitude % unit, precision_);
+  *--out = ',';
+  out = PutInFront(out, magnitude / unit, 1);
+  if (IsNeg()) *--out = '-';
+  return String(out, static_cast<std::uint16_t>(end - out));
+}
+
+String HbAmount::BigDecimalPointString() const {
   const String number = value_.ToString();
-  std::string_view digits = number.View();
-  if (IsNeg()) digits.remove_prefix(1);
-  std::string text(std::max<std::size_t>(digits.size(), precision_) + 3, '\0');
-  text.resize(
-      static_cast<std::size_t>(PutDecimal(text.data(), IsNeg(), digits, precision_) - text.data()));
+  std::string text(number.View());
+  const std::size_t sign = IsNeg() ? 1 : 0;
+  const std::size_t digits = text.size() - sign;
+  if (digits <= precision_) text.insert(sign, precision_ + 1 - digits, '0');
+  text.insert(text.size() - precision_, 1, ',');
   return String(std::string_view(text));
 }
 

@@ -152,6 +152,8 @@ class TMX_EXPORT HbAmount {
   HbAmount& AddRescaled(const HbAmount& other);
   HbAmount& SubtractRescaled(const HbAmount& other);
 
+  // The text of any value.
+  String BigDecimalPointString() const;
   // Reads up to 18 digits with an optional "-", commas and dots. Gives up (false) on anything else.
   bool ReadPlain(std::string_view text);
 

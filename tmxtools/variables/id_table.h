@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "tmxtools/platform/export.h"
 #include "tmxtools/platform/id_search.h"
 
 class HbVariable;
@@ -139,7 +140,8 @@ class IdTable {
   std::uint32_t version_ = 0;  // changes with every change
 };
 
-class IdTable::Cursor {
+// Exported, as the walk over a registry is in line.
+class TMX_EXPORT IdTable::Cursor {
  public:
   // Behind the last entry of nothing.
   Cursor() noexcept = default;

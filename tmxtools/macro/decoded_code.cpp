@@ -273,6 +273,7 @@ void DecodedCode::Decode(std::uint16_t offset) {
       site.name = plan.operands[0].text;
       site.arguments = arguments.get();
       site.argument_count = count > 0 ? count - 1 : 0;
+      site.references = ReferencesOf(arguments.get(), site.argument_count);
       if (arguments != nullptr) operands_.push_back(std::move(arguments));
       calls_.push_back(site);
       slot.call = &calls_.back();
@@ -304,6 +305,17 @@ void DecodedCode::Decode(std::uint16_t offset) {
   slot.operands = operands.get();
   operands_.push_back(std::move(operands));
   if (slot.action == Action::kCommand) Combine(offset);
+}
+
+// The ids of arguments that are all variables, else null.
+const std::int16_t* DecodedCode::ReferencesOf(const DecodedOperand* arguments, int count) {
+  auto ids = std::make_unique<std::int16_t[]>(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    if (arguments[i].tag < kFirstVariableTag) return nullptr;
+    ids[static_cast<std::size_t>(i)] = arguments[i].tag;
+  }
+  references_.push_back(std::move(ids));
+  return references_.back().get();
 }
 
 // Takes the declarations that follow a declaration of a parameter together with it.

@@ -48,13 +48,21 @@ struct DecodedOperand {
   const String* text = nullptr;  // string and amount
 };
 
+struct DecodedInstruction;
+
 // What a call looked up, good for one state of the file stack.
 struct CallSite {
   const String* name = nullptr;
   const DecodedOperand* arguments = nullptr;
   int argument_count = 0;
+  const std::int16_t* references = nullptr;  // the arguments' ids when all are variables
   MacroCode* callee = nullptr;
+  const DecodedInstruction* code = nullptr;
   std::uint64_t lookup_state = 0;
+  bool may_borrow = false;  // references only, and the callee's first action needs no frame
+  // Behind the declarations of parameters that the arguments satisfy.
+  std::uint16_t entry = 0;
+  std::uint32_t entry_steps = 0;
 };
 
 struct DecodedInstruction {
@@ -87,9 +95,12 @@ class DecodedCode {
     return slot;
   }
   std::uint16_t length() const { return length_; }
+  // All instructions by their offsets, some of them not decoded yet.
+  const DecodedInstruction* slots() const { return slots_.get(); }
 
  private:
   void Decode(std::uint16_t offset);
+  const std::int16_t* ReferencesOf(const DecodedOperand* arguments, int count);
   void CombineParams(std::uint16_t offset);
   void Combine(std::uint16_t offset);
 
@@ -102,6 +113,7 @@ class DecodedCode {
   std::unique_ptr<DecodedInstruction[]> slots_;  // length + 1; the last one reads bytes
   std::vector<std::unique_ptr<DecodedOperand[]>> operands_;
   std::deque<String> texts_;
+  std::vector<std::unique_ptr<std::int16_t[]>> references_;
   std::deque<CallSite> calls_;
 };
 

@@ -173,11 +173,13 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   bool MayRunDecoded() const;
   // Executes decoded commands until one must be read byte by byte or the run needs attention.
   void RunDecoded();
+  void LeaveDecoded(HbStackFrame& frame, std::uint32_t pc, std::uint64_t steps);
   bool RunDecodedCommand(HbStackFrame& frame, const tmx::DecodedInstruction& instruction);
   bool DeclareDecoded(HbStackFrame& frame, const tmx::DecodedInstruction& instruction);
-  HbStackFrame* CallDecoded(const tmx::HolderList& caller, tmx::CallSite& site);
-  static bool PassDecoded(const tmx::HolderList& caller, const tmx::DecodedOperand& argument,
-                          HbStackFrame& callee);
+  bool Borrow(tmx::HolderList caller, const tmx::CallSite& site, HbVariableHolder** borrowed) const;
+  HbStackFrame* CallDecoded(HbStackFrame& caller, tmx::CallSite& site, std::uint32_t return_to);
+  bool ResolveCall(tmx::CallSite& site);
+  static bool PassDecoded(tmx::HolderList caller, const tmx::CallSite& site, HbStackFrame& callee);
   void PopFrame();
   void InternalCmdCall(const String& name, int count);
   void PassArgument(HbStackFrame& callee);

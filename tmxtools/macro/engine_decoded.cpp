@@ -9,6 +9,7 @@
 #include <new>
 #include <stdexcept>
 #include <typeinfo>
+#include <utility>
 
 #include "tmxtools/macro/decoded_code.h"
 #include "tmxtools/macro/operands.h"
@@ -22,26 +23,46 @@ using tmx::DecodedOperands;
 using tmx::HolderList;
 using tmx::kFirstVariableTag;
 using tmx::kMalformed;
+using tmx::MacroCode;
 using tmx::TypeCode;
 
 namespace {
 
 constexpr unsigned short kLongType = 6;
 
-DecodedCode& DecodedOf(HbStackFrame& frame) {
-  if (DecodedCode* const decoded = frame.GetDecoded()) return *decoded;
-  tmx::MacroCode& code = *frame.GetByteCode()->GetCode();
+// How many arguments a call without a frame can have.
+constexpr int kMaxBorrowed = 8;
+
+DecodedCode& DecodedOf(MacroCode& code) {
   if (code.decoded == nullptr) code.decoded = std::make_unique<DecodedCode>(code);
-  frame.SetDecoded(code.decoded.get());
   return *code.decoded;
 }
+DecodedCode& DecodedOf(HbStackFrame& frame) {
+  if (DecodedCode* const decoded = frame.GetDecoded()) return *decoded;
+  DecodedCode& decoded = DecodedOf(*frame.GetByteCode()->GetCode());
+  frame.SetDecoded(&decoded);
+  return decoded;
+}
 
-// The long variable that a holder of type long already has, or null.
-inline HbLongVariable* LongVariable(const HolderList& holders, short id) {
-  const HbVariableHolder* const holder = holders.Get(id);
-  return holder != nullptr && holder->GetReadyType() == kLongType
-             ? static_cast<HbLongVariable*>(holder->GetVariable())
-             : nullptr;
+// Whether an action changes more than the variables behind holders, or can fail.
+bool NeedsFrame(Action action) {
+  switch (action) {
+    case Action::kCommand:
+    case Action::kLocal:
+    case Action::kLocalDefault:
+    case Action::kName:
+    case Action::kLine:
+    case Action::kCall:
+    case Action::kReadBytes:
+      return true;
+    default:
+      return false;
+  }
+}
+
+inline bool IsLong(HolderList holders, short id) { return holders.IsReady(id, kLongType); }
+inline HbLongVariable& LongAt(HolderList holders, short id) {
+  return static_cast<HbLongVariable&>(*holders.At(id).GetVariable());
 }
 
 std::int32_t WrappingSum(long a, std::int32_t b) {
@@ -117,108 +138,155 @@ bool MeMacroEngine::DeclareDecoded(HbStackFrame& frame, const DecodedInstruction
 }
 
 // False for a variable that does not exist yet.
-inline bool MeMacroEngine::PassDecoded(const tmx::HolderList& caller,
-                                       const DecodedOperand& argument, HbStackFrame& callee) {
-  if (argument.tag >= kFirstVariableTag) {
-    const HbVariableHolder* const own = caller.Get(argument.tag);
-    if (own == nullptr || own->GetReadyType() == 0) return false;
-    callee.AppendReference(*own);
-    return true;
+bool MeMacroEngine::PassDecoded(HolderList caller, const CallSite& site, HbStackFrame& callee) {
+  if (site.references != nullptr)
+    return callee.AppendReferences(caller, site.references,
+                                   static_cast<std::size_t>(site.argument_count));
+  for (int i = 0; i < site.argument_count; ++i) {
+    const DecodedOperand& argument = site.arguments[i];
+    if (argument.tag >= kFirstVariableTag) {
+      if (!callee.AppendReferences(caller, &argument.tag, 1)) return false;
+      continue;
+    }
+    switch (static_cast<TypeCode>(argument.tag)) {
+      case TypeCode::kString:
+      case TypeCode::kAmount:
+        callee.PushParam(*argument.text);
+        break;
+      case TypeCode::kDate:
+        callee.PushParam(HbDate(static_cast<unsigned long>(argument.number)));
+        break;
+      case TypeCode::kInt:
+        callee.PushParam(static_cast<short>(argument.number));
+        break;
+      case TypeCode::kLong:
+        callee.PushParam(long{argument.number});
+        break;
+      default:
+        callee.PushParam(argument.number != 0);
+    }
   }
-  switch (static_cast<TypeCode>(argument.tag)) {
-    case TypeCode::kString:
-    case TypeCode::kAmount:
-      callee.PushParam(*argument.text);
-      break;
-    case TypeCode::kDate:
-      callee.PushParam(HbDate(static_cast<unsigned long>(argument.number)));
-      break;
-    case TypeCode::kInt:
-      callee.PushParam(static_cast<short>(argument.number));
-      break;
-    case TypeCode::kLong:
-      callee.PushParam(long{argument.number});
-      break;
-    default:
-      callee.PushParam(argument.number != 0);
+  return true;
+}
+
+// Looks up what a call stands for at present. False when the call must be read from its bytes.
+bool MeMacroEngine::ResolveCall(CallSite& site) {
+  MacroCode* const callee = file_stack_.FindLoaded(*site.name);
+  if (callee == nullptr) return false;
+  DecodedCode& decoded = DecodedOf(*callee);
+  const DecodedInstruction& first = decoded.At(0);
+  const bool skip =
+      first.action == Action::kParams && first.id < tmx::kFirstHolderId + site.argument_count;
+  site.entry = skip ? first.next : std::uint16_t{0};
+  site.entry_steps = skip ? static_cast<std::uint32_t>(first.number) : 0;
+  site.may_borrow = site.references != nullptr && site.argument_count <= kMaxBorrowed &&
+                    !NeedsFrame(decoded.At(site.entry).action);
+  site.code = decoded.slots();
+  site.callee = callee;
+  site.lookup_state = file_stack_.GetLookupState();
+  return true;
+}
+
+// Whether the call can begin without a frame, on the caller's holders.
+inline bool MeMacroEngine::Borrow(HolderList caller, const CallSite& site,
+                                  HbVariableHolder** borrowed) const {
+  if (site.lookup_state != file_stack_.GetLookupState() || !site.may_borrow ||
+      call_stack_->Count() >= kMaxFrames)
+    return false;
+  for (int i = 0; i < site.argument_count; ++i) {
+    const short id = site.references[i];
+    if (!caller.Has(id)) return false;
+    borrowed[i] = &caller.At(id);
+    if (borrowed[i]->GetReadyType() == 0) return false;
   }
   return true;
 }
 
 // Pushes a frame for the call. Null when the call must be read from its bytes.
-inline HbStackFrame* MeMacroEngine::CallDecoded(const HolderList& caller, CallSite& site) {
+HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& site,
+                                         std::uint32_t return_to) {
   if (call_stack_->Count() >= kMaxFrames) return nullptr;
-  if (site.lookup_state != file_stack_.GetLookupState()) {
-    site.callee = file_stack_.FindLoaded(*site.name);
-    if (site.callee == nullptr) return nullptr;
-    site.lookup_state = file_stack_.GetLookupState();
-  }
+  if (site.lookup_state != file_stack_.GetLookupState() && !ResolveCall(site)) return nullptr;
   HbStackFrame* const callee = file_stack_.TakeFrame(*site.callee, *site.name);
-  for (int i = 0; i < site.argument_count; ++i) {
-    if (PassDecoded(caller, site.arguments[i], *callee)) continue;
+  if (!PassDecoded(caller.GetHolders(), site, *callee)) {
     file_stack_.ReturnFrame(callee);
     return nullptr;
   }
+  caller.GetByteCode()->SetPC(static_cast<unsigned short>(return_to));
   call_stack_->PushFrame(callee);
   cur_frame_ = callee;
   return callee;
 }
 
+// Takes by value what the loop keeps in registers.
+void MeMacroEngine::LeaveDecoded(HbStackFrame& frame, std::uint32_t pc, std::uint64_t steps) {
+  frame.GetByteCode()->SetPC(static_cast<unsigned short>(pc));
+  steps_ += steps;
+}
+
+// A call whose arguments are all references begins without a frame: it runs on the caller's holders
+// for as long as nothing could tell the difference. `light` is the call that has begun so; `frame`
+// is then still the caller's. An action that needs the frame breaks out of the switch and is done
+// again when the frame is there.
 void MeMacroEngine::RunDecoded() {
   HbStackFrame* frame = cur_frame_;
-  DecodedCode* code = &DecodedOf(*frame);
+  if (frame->GetByteCode()->GetPC() > frame->GetByteCode()->GetLength()) return;
+  const DecodedInstruction* code = DecodedOf(*frame).slots();
   HolderList holders = frame->GetHolders();
   std::uint32_t pc = frame->GetByteCode()->GetPC();
   std::uint64_t steps = 0;
-  const auto leave = [&](std::uint32_t at) {
-    frame->GetByteCode()->SetPC(static_cast<unsigned short>(at));
-    steps_ += steps;
-  };
-  if (pc > code->length()) return;
+  CallSite* light = nullptr;
+  const DecodedInstruction* light_caller = nullptr;
+  std::uint32_t light_return = 0;
+  HbVariableHolder* borrowed[kMaxBorrowed];
   for (;;) {
-    const DecodedInstruction& instruction = code->At(static_cast<std::uint16_t>(pc));
+    const DecodedInstruction& instruction = code[pc];
     switch (instruction.action) {
       case Action::kAddCompareJumpLong: {
-        HbLongVariable* const variable = LongVariable(holders, instruction.id);
-        if (variable == nullptr) return leave(pc);
+        if (!IsLong(holders, instruction.id)) break;
+        HbLongVariable& variable = LongAt(holders, instruction.id);
         const std::uint32_t own = pc;
         do {
-          const std::int32_t sum = WrappingSum(variable->Get(), instruction.number);
-          variable->Set(sum);
+          const std::int32_t sum = WrappingSum(variable.Get(), instruction.number);
+          variable.Set(sum);
           condition_ = Holds(instruction.op, sum, instruction.limit);
           steps += 3;
           pc = condition_ ? instruction.target : instruction.next;
         } while (pc == own);
         continue;
       }
-      case Action::kAddLong: {
-        HbLongVariable* const target = LongVariable(holders, instruction.id);
-        const HbLongVariable* const left = LongVariable(holders, instruction.left);
-        if (target == nullptr || left == nullptr) return leave(pc);
-        target->Set(WrappingSum(left->Get(), instruction.number));
-        break;
-      }
+      case Action::kAddLong:
+        if (!IsLong(holders, instruction.id) || !IsLong(holders, instruction.left)) break;
+        LongAt(holders, instruction.id)
+            .Set(WrappingSum(LongAt(holders, instruction.left).Get(), instruction.number));
+        ++steps;
+        pc = instruction.next;
+        continue;
       case Action::kAddLongs: {
-        HbLongVariable* const target = LongVariable(holders, instruction.id);
-        const HbLongVariable* const left = LongVariable(holders, instruction.left);
-        const HbLongVariable* const right = LongVariable(holders, instruction.right);
-        if (target == nullptr || left == nullptr || right == nullptr) return leave(pc);
-        target->Set(WrappingSum(left->Get(), static_cast<std::int32_t>(right->Get())));
-        break;
+        if (!IsLong(holders, instruction.id) || !IsLong(holders, instruction.left) ||
+            !IsLong(holders, instruction.right))
+          break;
+        const long right = LongAt(holders, instruction.right).Get();
+        LongAt(holders, instruction.id)
+            .Set(WrappingSum(LongAt(holders, instruction.left).Get(),
+                             static_cast<std::int32_t>(right)));
+        ++steps;
+        pc = instruction.next;
+        continue;
       }
-      case Action::kCompareLong: {
-        const HbLongVariable* const left = LongVariable(holders, instruction.left);
-        if (left == nullptr) return leave(pc);
-        condition_ = Holds(instruction.op, left->Get(), instruction.number);
-        break;
-      }
+      case Action::kCompareLong:
+        if (!IsLong(holders, instruction.left)) break;
+        condition_ =
+            Holds(instruction.op, LongAt(holders, instruction.left).Get(), instruction.number);
+        ++steps;
+        pc = instruction.next;
+        continue;
       case Action::kCommand:
-        if (!RunDecodedCommand(*frame, instruction)) return leave(pc);
-        if (HasStatus() || last_cmd_error_.IsSet()) {
-          ++steps;
-          return leave(instruction.next);
-        }
-        break;
+        if (light != nullptr || !RunDecodedCommand(*frame, instruction)) break;
+        ++steps;
+        pc = instruction.next;
+        if (HasStatus() || last_cmd_error_.IsSet()) return LeaveDecoded(*frame, pc, steps);
+        continue;
       case Action::kIfNot:
         condition_ = !condition_;
         [[fallthrough]];
@@ -231,23 +299,27 @@ void MeMacroEngine::RunDecoded() {
         pc = instruction.target;
         continue;
       case Action::kParams:
-        if (holders.Get(instruction.id) == nullptr) return leave(pc);
+        if (!holders.Has(instruction.id)) break;
         steps += static_cast<std::uint32_t>(instruction.number);
         pc = instruction.next;
         continue;
       case Action::kLocal:
       case Action::kLocalDefault:
-        if (!DeclareDecoded(*frame, instruction)) return leave(pc);
+        if (light != nullptr || !DeclareDecoded(*frame, instruction)) break;
         holders = frame->GetHolders();
-        break;
+        ++steps;
+        pc = instruction.next;
+        continue;
       case Action::kName: {
-        HbVariableHolder* const holder =
-            holders.Get(static_cast<short>(instruction.operands[0].number));
-        if (holder == nullptr) return leave(pc);
-        holder->SetName(*instruction.operands[1].text);
-        break;
+        const auto id = static_cast<short>(instruction.operands[0].number);
+        if (light != nullptr || !holders.Has(id)) break;
+        holders.At(id).SetName(*instruction.operands[1].text);
+        ++steps;
+        pc = instruction.next;
+        continue;
       }
       case Action::kLine:
+        if (light != nullptr) break;
         frame->SetMacroSourceLine(static_cast<unsigned short>(instruction.number));
         pc = instruction.next;
         continue;
@@ -255,34 +327,55 @@ void MeMacroEngine::RunDecoded() {
         pc = instruction.next;
         continue;
       case Action::kCall: {
-        HbStackFrame* const callee = CallDecoded(holders, *instruction.call);
-        if (callee == nullptr) return leave(pc);
-        frame->GetByteCode()->SetPC(instruction.next);
-        ++steps;
-        frame = callee;
-        code = &DecodedOf(*frame);
-        holders = frame->GetHolders();
-        pc = 0;
+        if (light != nullptr) break;
+        CallSite& site = *instruction.call;
+        if (Borrow(holders, site, borrowed)) {
+          light = &site;
+          light_caller = code;
+          light_return = instruction.next;
+          holders = HolderList(borrowed, static_cast<std::size_t>(site.argument_count));
+        } else {
+          HbStackFrame* const callee = CallDecoded(*frame, site, instruction.next);
+          if (callee == nullptr) break;
+          frame = callee;
+          holders = frame->GetHolders();
+        }
+        code = site.code;
+        pc = site.entry;
+        steps += 1 + site.entry_steps;
         continue;
       }
-      case Action::kExit:
+      case Action::kExit: {
         ++steps;
-        if (call_stack_->Count() == 1) {
-          leave(instruction.next);
+        if (light != nullptr) {
+          code = light_caller;
+          pc = light_return;
+          light = nullptr;
+          holders = frame->GetHolders();
+          continue;
+        }
+        HbStackFrame* const caller = call_stack_->PopToCaller();
+        if (caller == nullptr) {
+          LeaveDecoded(*frame, instruction.next, steps);
           return PopFrame();
         }
-        file_stack_.ReturnFrame(call_stack_->PopFrame());
-        cur_frame_ = frame = call_stack_->CurFrame();
-        code = &DecodedOf(*frame);
+        file_stack_.ReturnFrame(frame);
+        cur_frame_ = frame = caller;
+        code = DecodedOf(*frame).slots();
         holders = frame->GetHolders();
         pc = frame->GetByteCode()->GetPC();
-        if (pc > code->length()) return leave(pc);
+        if (pc > frame->GetByteCode()->GetLength()) return LeaveDecoded(*frame, pc, steps);
         continue;
+      }
       case Action::kNotDecoded:
+        DecodedOf(light != nullptr ? *light->callee : *frame->GetByteCode()->GetCode())
+            .At(static_cast<std::uint16_t>(pc));
+        continue;
       case Action::kReadBytes:
-        return leave(pc);
+        break;
     }
-    ++steps;
-    pc = instruction.next;
+    if (light == nullptr) return LeaveDecoded(*frame, pc, steps);
+    frame = CallDecoded(*frame, *std::exchange(light, nullptr), light_return);
+    holders = frame->GetHolders();
   }
 }

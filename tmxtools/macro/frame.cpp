@@ -18,7 +18,9 @@ void PushValue(HbStackFrame& frame, const Value& value) {
 HbStackFrame::HbStackFrame(HbByteCode* byte_code, const String& sub_name)
     : byte_code_(byte_code), sub_name_(sub_name) {}
 
-HbStackFrame::~HbStackFrame() = default;
+HbStackFrame::~HbStackFrame() {
+  for (HbVariableHolder* const holder : holders_) delete holder;
+}
 
 void HbStackFrame::PushParam(const String& value) { PushValue<HbStringVariable>(*this, value); }
 void HbStackFrame::PushParam(const HbDate& value) { PushValue<HbDateVariable>(*this, value); }
@@ -40,11 +42,20 @@ void HbStackFrame::PushParameter(HbVariable* variable) {
 void HbStackFrame::PushHolder(HbVariableHolder* holder) {
   if (holder == nullptr) return;
   std::unique_ptr<HbVariableHolder> owned(holder);
-  if (used_ == holders_.size()) holders_.push_back(nullptr);
-  holders_[used_++] = std::move(owned);
+  if (used_ == holders_.size()) {
+    holders_.push_back(holder);
+  } else {
+    delete std::exchange(holders_[used_], holder);
+  }
+  static_cast<void>(owned.release());
+  ++used_;
 }
 
-void HbStackFrame::AddHolder() { holders_.push_back(std::make_unique<HbVariableHolder>(0)); }
+void HbStackFrame::AddHolder() {
+  auto holder = std::make_unique<HbVariableHolder>(0);
+  holders_.push_back(holder.get());
+  static_cast<void>(holder.release());
+}
 
 HbCallStack::~HbCallStack() {
   while (HbStackFrame* frame = PopFrame()) delete frame;

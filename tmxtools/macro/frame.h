@@ -18,16 +18,22 @@ namespace tmx {
 // The holders of a frame as they stand; good until one is appended or all are dropped.
 class HolderList {
  public:
-  HolderList(const std::unique_ptr<HbVariableHolder>* first, std::size_t count)
-      : first_(first), count_(count) {}
-  // Null for an id that names no holder; the id 33 is the first.
-  HbVariableHolder* Get(int id) const {
-    const auto at = static_cast<std::size_t>(std::int64_t{id} - 33);  // huge below the first
-    return at < count_ ? first_[at].get() : nullptr;
+  HolderList(HbVariableHolder* const* first, std::size_t count) : first_(first), count_(count) {}
+  // The id 33 is the first.
+  bool Has(int id) const { return Position(id) < count_; }
+  // Whether the holder exists and has a variable of the type that can be used without further ado.
+  bool IsReady(int id, unsigned short type) const {
+    return Has(id) && At(id).GetReadyType() == type;
   }
+  // The holder of an id that was asked for.
+  HbVariableHolder& At(int id) const { return *first_[Position(id)]; }
 
  private:
-  const std::unique_ptr<HbVariableHolder>* first_;
+  static std::size_t Position(int id) {
+    return static_cast<std::size_t>(std::int64_t{id} - 33);  // huge below the first
+  }
+
+  HbVariableHolder* const* first_;
   std::size_t count_;
 };
 
@@ -51,7 +57,8 @@ class TMX_EXPORT HbStackFrame {
 
   // Drops the holders and sets the program counter to 0: ready for another call.
   void Clear() {
-    for (std::size_t i = 0; i < used_; ++i) holders_[i]->Reset();
+    HbVariableHolder* const* const first = holders_.data();
+    for (std::size_t i = 0, count = used_; i < count; ++i) first[i]->Reset();
     used_ = 0;
     if (byte_code_ != nullptr) byte_code_->SetPC(0);
   }
@@ -77,8 +84,19 @@ class TMX_EXPORT HbStackFrame {
     holder.Declare(type, holder_class);
     return holder;
   }
-  // Appends a parameter by reference; the holder has a ready type.
-  void AppendReference(const HbVariableHolder& ready) { NextHolder().DeclareReference(ready); }
+  // Appends parameters by reference to the variables of the caller's holders. False, with some of
+  // them appended, when one is not there or not ready.
+  bool AppendReferences(tmx::HolderList caller, const std::int16_t* ids, std::size_t count) {
+    while (holders_.size() < used_ + count) AddHolder();
+    HbVariableHolder* const* const first = holders_.data() + used_;
+    std::size_t i = 0;
+    for (; i < count; ++i) {
+      if (!caller.Has(ids[i]) || caller.At(ids[i]).GetReadyType() == 0) break;
+      first[i]->DeclareReference(caller.At(ids[i]));
+    }
+    used_ += i;
+    return i == count;
+  }
   // Null for ids below 33 and beyond the last holder.
   HbVariableHolder* GetHolder(short id) const { return GetHolderAt(id - kFirstId); }
   tmx::HolderList GetHolders() const { return {holders_.data(), used_}; }
@@ -109,7 +127,7 @@ class TMX_EXPORT HbStackFrame {
   void AddHolder();
   HbVariableHolder* GetHolderAt(int position) const {
     const auto at = static_cast<std::size_t>(position);  // a negative position becomes huge
-    return at < used_ ? holders_[at].get() : nullptr;
+    return at < used_ ? holders_[at] : nullptr;
   }
   void SetStack(HbCallStack* stack) { stack_ = stack; }
 
@@ -117,7 +135,7 @@ class TMX_EXPORT HbStackFrame {
   tmx::DecodedCode* decoded_ = nullptr;
   String sub_name_;
   // The first `used_` are the frame's holders; the rest wait to be used again.
-  std::vector<std::unique_ptr<HbVariableHolder>> holders_;
+  std::vector<HbVariableHolder*> holders_;
   std::size_t used_ = 0;
   HbCallStack* stack_ = nullptr;
   String source_file_;
@@ -143,6 +161,14 @@ class TMX_EXPORT HbCallStack {
     frames_.pop_back();
     top->SetStack(nullptr);
     return top;
+  }
+  // Takes the top frame off, which stays the caller's, and gives the one that called it. Null for
+  // the outermost frame, which stays.
+  HbStackFrame* PopToCaller() {
+    if (frames_.size() < 2) return nullptr;
+    frames_.back()->SetStack(nullptr);
+    frames_.pop_back();
+    return frames_.back();
   }
   HbStackFrame* CurFrame() const { return frames_.empty() ? nullptr : frames_.back(); }
   unsigned short Count() const { return static_cast<unsigned short>(frames_.size()); }

@@ -80,10 +80,12 @@ class TMX_EXPORT HbVariableHolder {
     holder_class_ = holder_class;
   }
   void DeclareReference(const HbVariableHolder& ready) {
-    Declare(ready.type_, kParameter);
-    variable_ = ready.variable_;
-    variable_->IncRefCount();
-    ready_type_ = type_;
+    HbVariable* const variable = ready.variable_;
+    const std::uint16_t type = ready.ready_type_;
+    Declare(type, kParameter);
+    ready_type_ = type;
+    variable_ = variable;
+    variable->IncRefCount();
   }
   void UpdateReadyType() {
     const bool ready = variable_ != nullptr && holder_class_ != kSecret &&

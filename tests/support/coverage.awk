@@ -4,7 +4,7 @@
 
 function percent(missed, all) { return all ? 100 * (all - missed) / all : 100 }
 
-$1 ~ /\.(h|cpp)$/ {
+$1 ~ /^(tmxtools|compiler|tools)\/.*\.(h|cpp)$/ {
   folder = $1
   sub(/\/[^\/]*$/, "", folder)
   branches[folder] += $(NF - 2)

@@ -56,12 +56,12 @@ cp -a "$base" "$run"
 cp -L /etc/resolv.conf /etc/hosts "$run/etc/"
 mount -t proc proc "$run/proc"
 mount --bind /dev "$run/dev"
-git clone -q --no-hardlinks . "$run/root/tmxtools"
+git clone -q --no-hardlinks . "$run/tmxtools"
 
 say "running in the bare system: $*"
 started=$SECONDS
 code=0
 env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root TERM=dumb CI=true \
-  chroot "$run" bash -c 'cd /root/tmxtools && exec "$@"' bash "$@" </dev/null || code=$?
+  chroot "$run" bash -c 'cd /tmxtools && exec "$@"' bash "$@" </dev/null || code=$?
 say "ended with $code after $((SECONDS - started)) s"
 exit "$code"

@@ -238,8 +238,11 @@ String MeMacroEngine::Position() const {
   return text;
 }
 
-void MeMacroEngine::SetMacroStatus(unsigned short code) { SetStatus(code, Position()); }
+// A command that was interrupted by Stop says nothing any more.
+void MeMacroEngine::SetMacroStatus(unsigned short code) {
+  if (!in_run_ || !stopped_) SetStatus(code, Position());
+}
 
 void MeMacroEngine::SetLastCmdError(unsigned short code) {
-  last_cmd_error_.SetError(code, Position());
+  if (!in_run_ || !stopped_) last_cmd_error_.SetError(code, Position());
 }

@@ -169,10 +169,11 @@ class Lexer {
       const auto c = Peek() == '\\' ? Escape() : std::optional<char>(text_[pos_++]);
       token.number = static_cast<unsigned char>(c.value_or('\0'));
     }
-    if (Peek() == '\'')
-      ++pos_;
-    else
+    if (Peek() != '\'') {
       diagnostics_.Error(token.at, "a character stands between single quotes, like ';'");
+      while (IsWordPart(Peek())) ++pos_;
+    }
+    if (Peek() == '\'') ++pos_;
     tokens_.push_back(std::move(token));
   }
 

@@ -131,9 +131,22 @@ class Parser {
     return NewName("the name of a subroutine").text;
   }
 
+  // A mistake in the head still reads the body, so that its 'end' closes it.
   Subroutine ParseSubroutine() {
     Subroutine sub;
     sub.at = Cur().at;
+    try {
+      ParseHead(sub);
+    } catch (const Mistake&) {
+      SkipLine();
+    }
+    sub.body = ParseBlock();
+    sub.end = Cur().at;
+    CloseBlock("sub", sub.at);
+    return sub;
+  }
+
+  void ParseHead(Subroutine& sub) {
     sub.name = SubroutineName();
     if (TakeIf("(") && !TakeIf(")")) {
       do sub.parameters.push_back(ParseDeclaration(*FindOpcode("param")));
@@ -149,10 +162,6 @@ class Parser {
         Expected("'reserved' or 'unlisted'");
     }
     EndOfLine();
-    sub.body = ParseBlock();
-    sub.end = Cur().at;
-    CloseBlock("sub", sub.at);
-    return sub;
   }
 
   // ---- statements ----------------------------------------------------------------------------

@@ -57,6 +57,10 @@ Term TextTerm(std::string text, Position at) {
   return term;
 }
 
+std::string Plural(std::size_t count, const char* what) {
+  return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
 // Locals that the compiler makes to pass values to calls. They are declared behind the
 // parameters; how many there are is known after a first pass over the subroutine.
 using Temporaries = std::vector<TypeCode>;
@@ -252,9 +256,10 @@ class SubroutineCompiler {
     std::vector<Term> operands = statement.operands;
     const std::vector<TypeCode>* parameters = FindParameters(statement);
     if (parameters != nullptr && operands.size() - 1 > parameters->size())
-      diagnostics_.Warning(
-          statement.at, "'" + operands[0].text + "' takes " + std::to_string(parameters->size()) +
-                            " parameters, the call passes " + std::to_string(operands.size() - 1));
+      diagnostics_.Warning(statement.at, "'" + operands[0].text + "' takes " +
+                                             Plural(parameters->size(), "parameter") +
+                                             ", the call passes " +
+                                             std::to_string(operands.size() - 1));
     std::vector<bool> taken(temporaries_.size(), false);
     for (std::size_t i = 1; i < operands.size(); ++i) {
       const TypeCode wanted =

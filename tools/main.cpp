@@ -7,6 +7,7 @@
 namespace {
 
 constexpr void (*kCommands[])(CLI::App&, int&) = {
+    tmx::tools::AddMacroCommand,
     tmx::tools::AddTextCommand,
 };
 
@@ -14,7 +15,7 @@ int Run(int argc, char** argv) {
   CLI::App program("Tools for the texts and macros of a home-banking kernel.", "tmx");
   program.require_subcommand(1);
   program.footer(
-      "Exit codes: 0 done, 1 a finding or an unreadable file, 2 wrong use.\n"
+      "Exit codes: 0 done, 1 a finding or an unreadable file, 2 wrong use, 3 a macro failed.\n"
       "tmx COMMAND --help tells more about a command.");
   int exit_code = tmx::tools::kDone;
   for (const auto add : kCommands) add(program, exit_code);

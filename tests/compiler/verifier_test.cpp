@@ -110,8 +110,7 @@ TEST(Verifier, BadBoolsAreNoFault) {
 
 TEST(Verifier, JumpsOutOfTheSubroutine) {
   EXPECT_EQ(Check("  goto @900\n"), "f: S+0: error: jumps out of the subroutine, to 900\n");
-  EXPECT_EQ(Check("  if_goto @7\n  exit\n"),
-            "f: S+0: error: jumps out of the subroutine, to 7\n");
+  EXPECT_EQ(Check("  if_goto @7\n  exit\n"), "f: S+0: error: jumps out of the subroutine, to 7\n");
 }
 
 TEST(Verifier, JumpsIntoAnInstruction) {

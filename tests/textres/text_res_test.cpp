@@ -7,6 +7,7 @@
 #include <iterator>
 #include <utility>
 
+#include "tests/support/fault_env.h"
 #include "tests/support/temp_dir.h"
 
 namespace tmx {
@@ -236,6 +237,30 @@ TEST_F(TextResFile, WhatCannotBeOpenedIsFalse) {
   EXPECT_FALSE(file.load(std::string("a\0b", 3)));
   EXPECT_FALSE(file.save(directory_.File("missing/a.bin")));
   EXPECT_FALSE(file.is_valid());
+}
+
+TEST_F(TextResFile, AFailingDiskGivesFalseOrNothingNeverHalfAFile) {
+  const std::string path = Write("[s]\na:1\n");
+  FaultEnv env(SystemEnv());
+  const ScopedEnv scope(env);
+  for (const EnvCall call : {EnvCall::kOpen, EnvCall::kSize, EnvCall::kRead}) {
+    env.Fail(call, 1, std::errc::io_error);
+    HbTextResFile file;
+    EXPECT_FALSE(file.load(path));
+    EXPECT_FALSE(file.is_valid());
+    EXPECT_TRUE(file.load(path));
+  }
+}
+
+TEST_F(TextResFile, SavingIsTrueOnceTheFileIsOpen) {
+  FaultEnv env(SystemEnv());
+  const ScopedEnv scope(env);
+  HbTextResFile file;
+  file.section().add_value("a", "1");
+  env.Fail(EnvCall::kOpen, 1, std::errc::permission_denied);
+  EXPECT_FALSE(file.save(directory_.File("b.bin")));
+  env.Fail(EnvCall::kWrite, 1, std::errc::no_space_on_device);
+  EXPECT_TRUE(file.save(directory_.File("b.bin")));
 }
 
 TEST_F(TextResFile, IsValidWithASection) {

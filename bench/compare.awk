@@ -18,7 +18,7 @@ FNR == NR {
 }
 
 /^name,/ { split($0, title, ","); for (i in title) column[title[i]] = i; next }
-!/^"/ { next }
+!/^"/ || /_(mean|median|stddev|cv)"/ { next }
 
 {
   # The name is quoted and holds no comma; the fields after it are counted from there.
@@ -44,6 +44,11 @@ FNR == NR {
 
 END {
   if (!rows) { print "error: no benchmark was run"; exit 1 }
+  # The repetitions may have run in any order.
+  for (i = 2; i <= rows; ++i)
+    for (j = i; j > 1 && order[j - 1] > order[j]; --j) {
+      swap = order[j]; order[j] = order[j - 1]; order[j - 1] = swap
+    }
   printf "%-28s %-12s %14s %14s %8s %8s\n", "case", "peer", "ours", "peer's", "ratio", "wanted"
   for (i = 1; i <= rows; ++i) {
     split(order[i], part, SUBSEP)

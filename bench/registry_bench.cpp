@@ -84,9 +84,14 @@ struct Workload {
   HbVariable* variable = HbVariables::CreateVariable(6);
 };
 
-// From a small segment to the parameter data of a large bank.
-void Sizes(benchmark::internal::Benchmark* benchmark) {
-  for (const int size : {10, 100, 1000, 10000}) benchmark->Arg(size);
+// The fields of a small segment, and up to the parameter data of a large bank.
+void Small(benchmark::internal::Benchmark* benchmark) { benchmark->Arg(10); }
+void Large(benchmark::internal::Benchmark* benchmark) {
+  for (const int size : {100, 1000, 10000}) benchmark->Arg(size);
+}
+void All(benchmark::internal::Benchmark* benchmark) {
+  Small(benchmark);
+  Large(benchmark);
 }
 std::size_t Size(const benchmark::State& state) { return static_cast<std::size_t>(state.range(0)); }
 
@@ -132,15 +137,16 @@ void Walk(benchmark::State& state) {
   Report(state, Size(state));
 }
 
-#define COMPARE(name, work, last)                                             \
-  BENCHMARK_TEMPLATE(work, Registry, last)->Name(name "_Ours")->Apply(Sizes); \
-  BENCHMARK_TEMPLATE(work, StdMap, last)->Name(name "_StdMap")->Apply(Sizes); \
-  BENCHMARK_TEMPLATE(work, AbslBtree, last)->Name(name "_AbslBtree")->Apply(Sizes)
-COMPARE("Lookup", Find, true);
-COMPARE("Miss", Find, false);
-COMPARE("Insert", Build, false);
-COMPARE("Append", Build, true);
-COMPARE("Walk", Walk, 0);
+#define COMPARE(name, sizes, work, last)                                      \
+  BENCHMARK_TEMPLATE(work, Registry, last)->Name(name "_Ours")->Apply(sizes); \
+  BENCHMARK_TEMPLATE(work, StdMap, last)->Name(name "_StdMap")->Apply(sizes); \
+  BENCHMARK_TEMPLATE(work, AbslBtree, last)->Name(name "_AbslBtree")->Apply(sizes)
+COMPARE("SmallLookup", Small, Find, true);
+COMPARE("Lookup", Large, Find, true);
+COMPARE("Miss", All, Find, false);
+COMPARE("Insert", All, Build, false);
+COMPARE("Append", All, Build, true);
+COMPARE("Walk", All, Walk, 0);
 #undef COMPARE
 
 }  // namespace

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 
+#include "compiler/commands.h"
 #include "compiler/keywords.h"
 #include "compiler/operand_rules.h"
 
 namespace tmx::compiler {
 namespace {
-
-bool Is(const Opcode* opcode, const char* mnemonic) { return opcode == FindOpcode(mnemonic); }
 
 // The types that have an assignment and a comparison.
 bool IsValueType(TypeCode type) { return CanBePushed(type); }
@@ -119,7 +118,8 @@ class Executor {
       case OperandKind::kRawId:
       case OperandKind::kNewId:
         Raw(2, id_);
-        if (shape.kind == OperandKind::kNewId && !Is(step_.opcode, "static")) Declare();
+        if (shape.kind == OperandKind::kNewId && !Is(*step_.opcode, Command::CmdHolderStatic))
+          Declare();
         return;
       case OperandKind::kRawString:
         Text();
@@ -147,7 +147,8 @@ class Executor {
       return;
     }
     HolderType* holder = step_.frame.Find(id_);
-    const bool keeps = Is(step_.opcode, "param") || Is(step_.opcode, "static");
+    const bool keeps =
+        Is(*step_.opcode, Command::CmdHolderParam) || Is(*step_.opcode, Command::CmdHolderStatic);
     if (holder == nullptr || !keeps) {
       step_.frame.Append({type_, false, false, 0});
       if (id_ != step_.frame.LastId())
@@ -155,7 +156,7 @@ class Executor {
               std::to_string(step_.frame.LastId()) + " is next");
       holder = step_.frame.Find(id_);
     }
-    if (!Is(step_.opcode, "static") || holder == nullptr) return;
+    if (!Is(*step_.opcode, Command::CmdHolderStatic) || holder == nullptr) return;
     holder->is_static = true;
     holder->key = key_;
   }
@@ -294,19 +295,20 @@ class Executor {
 
   // ---- effects -------------------------------------------------------------------------------
   void Finish() {
-    const Opcode* opcode = step_.opcode;
-    if (Is(opcode, "static") && step_.faults.empty()) Declare();
-    if (Is(opcode, "compare") && !stop_ && !Compares(type_, op_))
+    const Opcode& opcode = *step_.opcode;
+    if (Is(opcode, Command::CmdHolderStatic) && step_.faults.empty()) Declare();
+    if (Is(opcode, Command::CmdCompare) && !stop_ && !Compares(type_, op_))
       Fault(std::string("no comparison '") + op_ + "' of type " + NameOfType(type_));
-    if (Is(opcode, "op") && !stop_ && !op_types_.supported)
+    if (Is(opcode, Command::CmdOp) && !stop_ && !op_types_.supported)
       Fault(std::string("no operation '") + op_ + "' of type " + NameOfType(type_));
-    if (Is(opcode, "variable_name") && step_.faults.empty() && step_.frame.Find(id_) == nullptr)
+    if (Is(opcode, Command::CmdVariableName) && step_.faults.empty() &&
+        step_.frame.Find(id_) == nullptr)
       Fault("no holder $" + std::to_string(id_));
-    if (Is(opcode, "is_null")) MayFindStatic();
-    if (Is(opcode, "read_amount"))
+    if (Is(opcode, Command::CmdIsNull)) MayFindStatic();
+    if (Is(opcode, Command::CmdReadAmount))
       step_.warnings.push_back("reads -12,50 as -11,50: the fraction is added");
     if (!step_.faults.empty()) return;
-    if (opcode->counted == Counted::kCall) MakeCall();
+    if (opcode.counted == Counted::kCall) MakeCall();
     GoOn();
   }
 
@@ -321,9 +323,9 @@ class Executor {
   void MakeCall() { step_.call = CallMade{std::move(callee_), std::move(parameters_)}; }
 
   void GoOn() {
-    const Opcode* opcode = step_.opcode;
-    if (Is(opcode, "exit") || Is(opcode, "stop")) return;
-    if (!Is(opcode, "goto")) step_.next.push_back(step_.end);
+    const Opcode& opcode = *step_.opcode;
+    if (Is(opcode, Command::CmdExit) || Is(opcode, Command::CmdStop)) return;
+    if (!Is(opcode, Command::CmdGoto)) step_.next.push_back(step_.end);
     if (target_) step_.next.push_back(*target_);
   }
 

@@ -1,7 +1,6 @@
 #include "compiler/assembler.h"
 
-#include <algorithm>
-
+#include "compiler/commands.h"
 #include "compiler/macro_image.h"
 
 namespace tmx::compiler {
@@ -9,9 +8,8 @@ namespace tmx::compiler {
 namespace {
 // Commands after which the next instruction is not executed.
 bool Leaves(const Opcode& opcode) {
-  static const Opcode* const kLeaving[] = {FindOpcode("exit"), FindOpcode("stop"),
-                                           FindOpcode("goto")};
-  return std::find(std::begin(kLeaving), std::end(kLeaving), &opcode) != std::end(kLeaving);
+  return Is(opcode, Command::CmdExit) || Is(opcode, Command::CmdStop) ||
+         Is(opcode, Command::CmdGoto);
 }
 }  // namespace
 

@@ -1,5 +1,6 @@
 #include "compiler/operand_writer.h"
 
+#include "compiler/commands.h"
 #include "compiler/keywords.h"
 #include "compiler/operand_rules.h"
 
@@ -176,8 +177,8 @@ void OperandWriter::WriteTarget(const Term& term) {
 void OperandWriter::WriteNewId(const Instruction& instruction, const Term& term) {
   if (term.kind != Kind::kId) return diagnostics_.Error(term.at, "expected an id like $33");
   const bool next = term.number == scope_.NextId();
-  const bool reuses = instruction.opcode.number == FindOpcode("param")->number ||
-                      instruction.opcode.number == FindOpcode("static")->number;
+  const bool reuses = Is(instruction.opcode, Command::CmdHolderParam) ||
+                      Is(instruction.opcode, Command::CmdHolderStatic);
   if (next)
     scope_.Add(instruction.type);
   else if (!verbatim_ && !(reuses && scope_.HasId(term.number)))

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "compiler/code_reader.h"
+#include "compiler/commands.h"
 #include "compiler/keywords.h"
 #include "compiler/lexer.h"
 
@@ -149,7 +150,7 @@ class Parser {
   void ParseHead(Subroutine& sub) {
     sub.name = SubroutineName();
     if (TakeIf("(") && !TakeIf(")")) {
-      do sub.parameters.push_back(ParseDeclaration(*FindOpcode("param")));
+      do sub.parameters.push_back(ParseDeclaration(Row(Command::CmdHolderParam)));
       while (TakeIf(","));
       Expect(")");
     }
@@ -224,7 +225,7 @@ class Parser {
     if (word.text == "continue") return Simple(Statement::Kind::kContinue, word.at);
     if (word.text == "raw") return ParseRaw(word.at);
     if (word.text == "filler") return Filler(word.at);
-    if (word.text == "return") return ParseCommand(*FindOpcode("exit"), word.at);
+    if (word.text == "return") return ParseCommand(Row(Command::CmdExit), word.at);
     if (const Opcode* opcode = FindOpcode(word.text.c_str()))
       return IsDeclaration() ? ParseDeclarationLine(*opcode) : ParseCommand(*opcode, word.at);
     Fail(word.at, "unknown statement '" + word.text + "'");

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "compiler/assembler.h"
+#include "compiler/commands.h"
 #include "compiler/keywords.h"
 #include "compiler/macro_image.h"
 #include "compiler/operand_rules.h"
@@ -14,8 +15,6 @@ namespace tmx::compiler {
 namespace {
 
 using Label = Assembler::Label;
-
-const Opcode& Row(const char* mnemonic) { return *FindOpcode(mnemonic); }
 
 Term IdTerm(int id, Position at) {
   Term term;
@@ -77,14 +76,14 @@ class SubroutineCompiler {
 
   std::string Run() {
     if (context_.marks)
-      writer_.Write(Row("file"), {}, {TextTerm(context_.file_name, subroutine_.at)},
+      writer_.Write(Row(Command::CmdFile), {}, {TextTerm(context_.file_name, subroutine_.at)},
                     subroutine_.at);
     for (const Statement& parameter : subroutine_.parameters) Declare(parameter);
     DeclareTemporaries();
     Compile(subroutine_.body);
     if (!context_.verbatim && !assembler_.Unreachable()) {
       MarkLine(subroutine_.end);
-      writer_.Write(Row("exit"), {}, {}, subroutine_.end);
+      writer_.Write(Row(Command::CmdExit), {}, {}, subroutine_.end);
     }
     CheckEnd();
     return assembler_.Finish();
@@ -130,7 +129,7 @@ class SubroutineCompiler {
     constexpr int kLastLine = 65535;
     if (!context_.marks || at.line == marked_line_ || at.line > kLastLine) return;
     marked_line_ = at.line;
-    writer_.Write(Row("line"), {}, {NumberTerm(at.line, at)}, at);
+    writer_.Write(Row(Command::CmdLine), {}, {NumberTerm(at.line, at)}, at);
   }
 
   void Command(const Statement& statement) {
@@ -145,12 +144,12 @@ class SubroutineCompiler {
   }
 
   void Goto(Label label, Position at) {
-    assembler_.Begin(Row("goto"), Row("goto").usual_count, at);
+    assembler_.Begin(Row(Command::CmdGoto), Row(Command::CmdGoto).usual_count, at);
     assembler_.Target(label);
   }
 
   void IfGoto(Label label, Position at) {
-    assembler_.Begin(Row("if_goto"), Row("if_goto").usual_count, at);
+    assembler_.Begin(Row(Command::CmdIfGoto), Row(Command::CmdIfGoto).usual_count, at);
     assembler_.Byte(0);
     assembler_.Target(label);
   }
@@ -165,7 +164,7 @@ class SubroutineCompiler {
                                     std::to_string(scope_.Find(statement.name)->at.line));
     WriteDeclaration(*statement.opcode, statement.type, id, statement.value, statement.at);
     if (context_.marks)
-      writer_.Write(Row("variable_name"), {},
+      writer_.Write(Row(Command::CmdVariableName), {},
                     {IdTerm(id, statement.at), TextTerm(statement.name, statement.at)},
                     statement.at);
   }
@@ -174,7 +173,7 @@ class SubroutineCompiler {
   void WriteDeclaration(const Opcode& opcode, TypeCode type, int id,
                         const std::optional<Term>& value, Position at) {
     Assembler& out = assembler_;
-    const bool is_static = opcode.number == Row("static").number;
+    const bool is_static = Is(opcode, Command::CmdHolderStatic);
     out.Begin(opcode,
               value ? (is_static ? opcode.usual_count : opcode.max_count) : opcode.min_count, at);
     out.Byte(static_cast<int>(type));
@@ -200,7 +199,7 @@ class SubroutineCompiler {
 
   // A declaration must be met exactly once, and before what follows it.
   void DeclareInBody(const Statement& statement) {
-    if (statement.opcode->number == Row("param").number)
+    if (Is(*statement.opcode, Command::CmdHolderParam))
       diagnostics_.Error(statement.at, "parameters stand in parentheses behind the name");
     else if (depth_ > 0)
       diagnostics_.Error(statement.at, "variables are declared outside blocks");
@@ -213,7 +212,8 @@ class SubroutineCompiler {
   void DeclareTemporaries() {
     for (const TypeCode type : temporaries_) {
       first_temporary_ = first_temporary_ == 0 ? scope_.NextId() : first_temporary_;
-      WriteDeclaration(Row("local"), type, scope_.Add(type), std::nullopt, subroutine_.at);
+      WriteDeclaration(Row(Command::CmdHolderLocal), type, scope_.Add(type), std::nullopt,
+                       subroutine_.at);
     }
   }
 
@@ -228,8 +228,8 @@ class SubroutineCompiler {
     const TypeCode type = variable->type;
     const std::vector<Term>& from = statement.operands;
     if (statement.ops.empty())
-      return writer_.Write(Row("set"), {}, {TypeTerm(type, statement.at), target, from[0]},
-                           statement.at);
+      return writer_.Write(Row(Command::CmdSet), {},
+                           {TypeTerm(type, statement.at), target, from[0]}, statement.at);
     Term left = from[0];
     for (std::size_t i = 0; i < statement.ops.size(); ++i) {
       const Term& right = from[i + 1];
@@ -247,8 +247,8 @@ class SubroutineCompiler {
     if (!OpOperandTypes(type, op, writer_.TypeOf(right)).supported)
       return diagnostics_.Error(at, std::string("variables of type ") + NameOfType(type) +
                                         " have no operator '" + op + "'");
-    writer_.Write(Row("op"), {}, {TypeTerm(type, at), CharacterTerm(op, at), target, left, right},
-                  at);
+    writer_.Write(Row(Command::CmdOp), {},
+                  {TypeTerm(type, at), CharacterTerm(op, at), target, left, right}, at);
   }
 
   // ---- calls ---------------------------------------------------------------------------------
@@ -304,7 +304,8 @@ class SubroutineCompiler {
       return;
     }
     const Term copy = IdTerm(Temporary(type, taken), argument.at);
-    writer_.Write(Row("set"), {}, {TypeTerm(type, argument.at), copy, argument}, argument.at);
+    writer_.Write(Row(Command::CmdSet), {}, {TypeTerm(type, argument.at), copy, argument},
+                  argument.at);
     argument = copy;
   }
 
@@ -424,7 +425,7 @@ class SubroutineCompiler {
       if (term->kind == Term::Kind::kName && writer_.Lookup(*term) == nullptr) return;
     if (type == TypeCode::kBool && condition.relation != '=')
       return diagnostics_.Error(condition.at, "bools compare with = and != only");
-    writer_.Write(Row("compare"), {},
+    writer_.Write(Row(Command::CmdCompare), {},
                   {TypeTerm(type, condition.at), CharacterTerm(condition.relation, condition.at),
                    condition.left, condition.right},
                   condition.at);

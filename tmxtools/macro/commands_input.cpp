@@ -35,6 +35,23 @@ std::uint32_t NumberOf(std::string_view digits) {
   return number;
 }
 
+// The digits that a text begins with.
+std::size_t CountDigits(std::string_view text) {
+  std::size_t count = 0;
+  while (count < text.size() && IsDigit(text[count])) ++count;
+  return count;
+}
+
+// The length of an amount at the begin of a text that reads as it stands: digits, a comma and as
+// many digits as there are decimals, and no zero too many in front. Else 0.
+std::size_t PlainAmountLength(std::string_view text, std::size_t decimals) {
+  const std::size_t whole = CountDigits(text);
+  if (whole == 0 || (whole > 1 && text[0] == '0')) return 0;
+  if (whole == text.size() || text[whole] != ',') return 0;
+  const std::size_t fraction = CountDigits(text.substr(whole + 1));
+  return fraction == decimals && fraction != 0 ? whole + 1 + fraction : 0;
+}
+
 // A date without a year is taken to lie in this year, or in the last one if it would lie more than
 // 60 days ahead.
 void InferYear(HbDate& date) {
@@ -64,7 +81,9 @@ unsigned short MeMacroEngine::GetNumDigits(unsigned short max) {
 }
 
 bool MeMacroEngine::OnlyBlanks(unsigned short max) const {
-  return InputFromCursor().substr(0, max).find_first_not_of(' ') == std::string_view::npos;
+  for (const char c : InputFromCursor().substr(0, max))
+    if (c != ' ') return false;
+  return true;
 }
 
 // ---- texts ------------------------------------------------------------------------------------
@@ -145,7 +164,16 @@ TMX_COMMAND(CmdReadLong);
 
 // Takes the digits of one part of a date; 0 and the soft error when there are none.
 unsigned short MeMacroEngine::TakeDatePart(unsigned short width) {
-  const std::string_view field = InputFromCursor().substr(0, GetNumDigits(width));
+  // Nearly all parts are as wide as can be.
+  const std::string_view rest = InputFromCursor();
+  unsigned number = 0, digits = 0;
+  for (; digits < width && digits < rest.size() && IsDigit(rest[digits]); ++digits)
+    number = number * 10 + static_cast<unsigned>(rest[digits] - '0');
+  if (digits == width) {
+    input_pos_ += width;
+    return static_cast<unsigned short>(number);
+  }
+  const std::string_view field = rest.substr(0, GetNumDigits(width));
   input_pos_ += static_cast<std::uint32_t>(field.size());
   return static_cast<unsigned short>(NumberOf(WithoutLeadingBlanks(field)));
 }
@@ -279,6 +307,16 @@ void MeMacroEngine::CmdReadAmount(Operands& in, int count) {
   const auto width = count >= 3 ? static_cast<std::uint16_t>(in.Int()) : std::uint16_t{0};
   const auto decimals = count >= 4 ? static_cast<std::uint16_t>(in.Int()) : std::uint16_t{2};
   if (!in.Ok()) return;
+  // Nearly all amounts need no arithmetic.
+  if (format == kDefaultAmountFormat && width == 0 && input_pos_ < kNoLimit) {
+    const std::string_view rest = InputFromCursor();
+    if (const std::size_t length = PlainAmountLength(rest, decimals); length != 0) {
+      target->SetView(rest.substr(0, length));
+      input_pos_ += static_cast<std::uint32_t>(length);
+      NotifyVariablesChanged();
+      return;
+    }
+  }
   // Where the integer part comes first it replaces whatever the variable held.
   HbAmount amount;
   if (!format.starts_with('v') && !target->Get().IsEmpty())
@@ -355,7 +393,8 @@ void MeMacroEngine::CmdEatLeadingChars(Operands& in, int count) {
     if (!in.Ok()) return;
   }
   const std::string_view rest = InputFromCursor();
-  const std::size_t skipped = std::min(rest.find_first_not_of(character), rest.size());
+  std::size_t skipped = 0;
+  while (skipped < rest.size() && rest[skipped] == character) ++skipped;
   input_pos_ += static_cast<std::uint32_t>(skipped);
 }
 TMX_COMMAND(CmdEatLeadingChars);

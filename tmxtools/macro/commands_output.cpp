@@ -29,10 +29,21 @@ class ValueText {
     if (long_.empty() && length_ + part.size() <= sizeof short_) {
       std::memcpy(short_ + length_, part.data(), part.size());
       length_ += part.size();
-      return;
+    } else {
+      AppendLong(part);
     }
-    if (long_.empty()) long_.assign(short_, length_);
-    long_ += part;
+  }
+  void Append(char byte) {
+    if (long_.empty() && length_ < sizeof short_) {
+      short_[length_++] = byte;
+    } else {
+      AppendLong(std::string_view(&byte, 1));
+    }
+  }
+  // The last two digits of a number.
+  void AppendTwoDigits(unsigned number) {
+    Append(static_cast<char>('0' + number / 10 % 10));
+    Append(static_cast<char>('0' + number % 10));
   }
   // A number with zeros in front of it up to a width.
   void AppendPadded(std::string_view number, std::size_t width) {
@@ -53,6 +64,11 @@ class ValueText {
   }
 
  private:
+  void AppendLong(std::string_view part) {
+    if (long_.empty()) long_.assign(short_, length_);
+    long_ += part;
+  }
+
   char short_[64];
   std::size_t length_ = 0;
   std::string long_;
@@ -62,16 +78,54 @@ ValueText FormatDate(const HbDate& date, std::string_view format) {
   ValueText text;
   for (std::size_t i = 0; i < format.size(); ++i) {
     if (format[i] == 'd') {
-      text.AppendPadded(std::int64_t{date.GetDay()}, 2);
+      text.AppendTwoDigits(date.GetDay());
     } else if (format[i] == 'm') {
-      text.AppendPadded(std::int64_t{date.GetMonth()}, 2);
+      text.AppendTwoDigits(date.GetMonth());
     } else if (format[i] == 'y' && i + 1 < format.size() && format[i + 1] == 'y') {
-      text.AppendPadded(std::int64_t{date.GetYear()}, 4);
+      const unsigned year = date.GetYear();
+      if (year > 9999) {
+        text.AppendPadded(std::int64_t{year}, 4);
+      } else {
+        text.AppendTwoDigits(year / 100);
+        text.AppendTwoDigits(year);
+      }
       ++i;
     } else if (format[i] == 'y') {
-      text.AppendPadded(std::int64_t{date.GetYear() % 100}, 2);
+      text.AppendTwoDigits(date.GetYear());
     } else {
-      text.Append(format.substr(i, 1));
+      text.Append(format[i]);
+    }
+  }
+  return text;
+}
+
+// An amount as it is written: the digits before and behind the separator.
+struct AmountDigits {
+  std::string_view whole;
+  std::string_view fraction;
+};
+
+// The digits of an amount whose text has them as they are to be written, which nearly all have:
+// `decimals` places and no zero too many in front. Else no digits.
+AmountDigits PlainDigits(std::string_view text, int decimals) {
+  const auto places = static_cast<std::size_t>(std::max(decimals, 0));
+  if (places == 0 || text.size() < places + 2) return {};
+  const std::size_t comma = text.size() - places - 1;
+  if (text[comma] != ',' || (text[0] == '0' && comma > 1)) return {};
+  for (std::size_t i = 0; i < text.size(); ++i)
+    if (i != comma && (text[i] < '0' || text[i] > '9')) return {};
+  return {text.substr(0, comma), text.substr(comma + 1)};
+}
+
+ValueText LayOutAmount(const AmountDigits& digits, std::string_view format) {
+  ValueText text;
+  for (std::size_t i = 0; i < format.size() && !text.IsTooLong(); ++i) {
+    if (format[i] == 'v') {
+      text.Append(digits.whole);
+    } else if (format[i] == 'n') {
+      text.Append(digits.fraction);
+    } else {
+      text.Append(format[i]);
     }
   }
   return text;
@@ -80,6 +134,8 @@ ValueText FormatDate(const HbDate& date, std::string_view format) {
 // The raw integer of the amount is split as it stands: the text is expected to carry exactly
 // `decimals` places, no other number of places is brought to it. That is meant so.
 ValueText FormatAmount(const String& amount_text, std::string_view format, int decimals) {
+  const AmountDigits plain = PlainDigits(amount_text.View(), decimals);
+  if (!plain.whole.empty()) return LayOutAmount(plain, format);
   HbAmount amount;
   amount.SetFromDecimalPointString(amount_text, String());
   BigInt whole = amount.IsNull() ? BigInt(0) : amount.GetBigInt(amount.GetPrecision());
@@ -90,18 +146,10 @@ ValueText FormatAmount(const String& amount_text, std::string_view format, int d
     fraction %= unit;
     whole /= unit;
   }
-  const auto places = static_cast<std::size_t>(std::max(decimals, 0));
-  ValueText text;
-  for (std::size_t i = 0; i < format.size() && !text.IsTooLong(); ++i) {
-    if (format[i] == 'v') {
-      text.AppendPadded(whole, 0);
-    } else if (format[i] == 'n') {
-      text.AppendPadded(fraction, places);
-    } else {
-      text.Append(format.substr(i, 1));
-    }
-  }
-  return text;
+  ValueText whole_text, fraction_text;
+  whole_text.AppendPadded(whole, 0);
+  fraction_text.AppendPadded(fraction, static_cast<std::size_t>(std::max(decimals, 0)));
+  return LayOutAmount({whole_text.View(), fraction_text.View()}, format);
 }
 
 // Reads width, fill and alignment, which are the operands number `first` to `first` + 2.
@@ -119,6 +167,10 @@ FieldLayout ReadLayout(Operands& in, int count, int first) {
 }  // namespace
 
 void MeMacroEngine::AppendField(std::string_view value, const FieldLayout& layout) {
+  if (!layout.has_width && output_.Len() + value.size() <= String::MaxLen) {
+    output_ += value;
+    return;
+  }
   if (layout.has_width && value.size() > layout.width) value = value.substr(0, layout.width);
   const std::size_t missing = layout.has_width ? layout.width - value.size() : 0;
   // A short field without a fill character is marked; that is meant so.

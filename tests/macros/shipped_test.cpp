@@ -1,0 +1,70 @@
+// What holds for every shipped source.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "compiler/disassembler.h"
+#include "tests/macros/shipped.h"
+
+namespace tmx::test {
+namespace {
+
+using compiler::CheckedFile;
+using compiler::EntryPoint;
+
+TEST(Shipped, GeneralAndAnswerAreThere) {
+  std::vector<std::string> names;
+  for (const ShippedSource& source : AllShipped()) names.push_back(source.Name());
+  EXPECT_THAT(names, testing::IsSupersetOf({"general", "answer"}));
+}
+
+// Build expects no diagnostics at all, here with the calls into the other files checked.
+TEST(Shipped, EverySourceCompilesWithoutWarnings) {
+  compiler::Signatures known;
+  for (const ShippedSource& source : AllShipped()) {
+    const compiler::Source text(source.path, source.text);
+    compiler::Diagnostics diagnostics;
+    known.merge(compiler::SignaturesOf(compiler::Parse(text, diagnostics)));
+  }
+  for (const ShippedSource& source : AllShipped()) {
+    const compiler::Source text(source.path, source.text);
+    const compiler::Compiled compiled = compiler::Compile(text, {true, &known});
+    EXPECT_EQ(compiled.diagnostics.Render(text), "");
+    EXPECT_FALSE(compiled.image.code.empty());
+  }
+}
+
+TEST(Shipped, EverySourceIsCleanForTheVerifier) {
+  const MacroImage general = Build(Shipped("macros/general.hbm"));
+  for (const ShippedSource& source : AllShipped()) {
+    std::vector<CheckedFile> files = {{general.name, general.index, general.code}};
+    if (source.Name() != "general") {
+      const MacroImage image = Build(source);
+      files.push_back({image.name, image.index, image.code});
+    }
+    const compiler::Source text(source.path, source.text);
+    compiler::Diagnostics diagnostics;
+    std::vector<EntryPoint> entries;
+    for (const auto& [name, types] :
+         compiler::SignaturesOf(compiler::Parse(text, diagnostics)))
+      entries.push_back({name, types});
+    for (const compiler::Finding& finding : compiler::Verify(files, entries).findings)
+      ADD_FAILURE() << compiler::Describe(finding);
+    for (const compiler::Finding& finding : compiler::Verify(files).findings)
+      ADD_FAILURE() << compiler::Describe(finding);
+  }
+}
+
+TEST(Shipped, CompilingWhatTheDisassemblerWritesGivesTheSameBytes) {
+  for (const ShippedSource& source : AllShipped()) {
+    const MacroImage image = Build(source);
+    const compiler::Disassembly dump = compiler::Disassemble({*image.index, *image.code});
+    EXPECT_THAT(dump.problems, testing::IsEmpty()) << source.path;
+    const MacroImage again = Build({source.path, dump.source});
+    EXPECT_TRUE(again.index == image.index) << source.path;
+    EXPECT_TRUE(again.code == image.code) << source.path;
+  }
+}
+
+}  // namespace
+}  // namespace tmx::test

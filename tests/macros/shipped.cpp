@@ -7,6 +7,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "compiler/parser.h"
+
 namespace tmx::test {
 
 std::optional<std::string> ReadFile(const std::string& path) {
@@ -35,9 +37,9 @@ std::vector<ShippedSource> AllShipped() {
   return sources;
 }
 
-MacroImage Build(const ShippedSource& source) {
+MacroImage Build(const ShippedSource& source, const compiler::Signatures* others) {
   const compiler::Source text(source.path, source.text);
-  const compiler::Compiled compiled = compiler::Compile(text);
+  const compiler::Compiled compiled = compiler::Compile(text, {true, others});
   EXPECT_EQ(compiled.diagnostics.Render(text), "");
   return {source.Name(), compiled.image.index, compiled.image.code};
 }
@@ -48,7 +50,10 @@ MacroHost::MacroHost(const std::vector<std::string>& paths) {
 }
 
 void MacroHost::Add(const std::string& name, const std::string& source) {
-  host_.PushFile(Build({name + ".hbm", source}));
+  const compiler::Source general("general.hbm", Shipped("macros/general.hbm").text);
+  compiler::Diagnostics diagnostics;
+  const compiler::Signatures known = compiler::SignaturesOf(compiler::Parse(general, diagnostics));
+  host_.PushFile(Build({name + ".hbm", source}, &known));
 }
 
 }  // namespace tmx::test

@@ -25,8 +25,8 @@ std::optional<std::string> ReadFile(const std::string& path);
 std::vector<ShippedSource> AllShipped();
 ShippedSource Shipped(const std::string& path);
 
-// The compiled source; records a failure of the test when it does not compile.
-MacroImage Build(const ShippedSource& source);
+// The compiled source; records a failure of the test when the compiler has anything to say.
+MacroImage Build(const ShippedSource& source, const compiler::Signatures* others = nullptr);
 
 // An engine with "general" and the files of the paths, in their order.
 class MacroHost {
@@ -36,7 +36,7 @@ class MacroHost {
   RunOutcome Run(const std::string& sub, const std::vector<HostParam>& params) {
     return host_.Run(sub, params);
   }
-  // Compiles a source of the test's own and pushes it.
+  // Compiles a source of the test's own, which may call "general", and pushes it.
   void Add(const std::string& name, const std::string& source);
 
  private:

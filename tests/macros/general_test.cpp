@@ -319,6 +319,17 @@ TEST_F(General, ALongEscapedTextIsReadInTimeLinearInItsLength) {
   EXPECT_LT(steps(60000), 11 * steps(6000));
 }
 
+// The example of docs/macros.md, as it stands there.
+TEST_F(General, TheExampleOfTheDocsRuns) {
+  const std::string docs = *ReadFile(TMX_SOURCE_DIR "/docs/macros.md");
+  const std::string begin = "```hbm\n";
+  const std::size_t at = docs.find(begin) + begin.size();
+  host_.Add("docs", docs.substr(at, docs.find("```\n", at) - at));
+  EXPECT_EQ(Output("Balances", {Text("HIRMG:2:2+0010::ok'HISAL:3:6:3+77?+1::280:10+Giro'"
+                                     "HISAL:4:6:3+78::280:10+Sparen'")}),
+            "77+1\n78\n");
+}
+
 class Answer : public testing::Test {
  protected:
   MacroHost host_{{"macros/answer.hbm"}};

@@ -266,7 +266,7 @@ class Parser {
   // A type and then a name: `local string x`. The generic form has a comma there.
   bool IsDeclaration() const {
     return Cur().kind == TokenKind::kWord && TypeNamed(Cur().text) != TypeCode::kNone &&
-           Ahead().kind == TokenKind::kWord;
+           (Ahead().kind == TokenKind::kWord || Ahead().kind == TokenKind::kNewline);
   }
 
   Statement ParseDeclaration(const Opcode& opcode) {

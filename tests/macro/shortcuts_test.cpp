@@ -180,5 +180,15 @@ TEST(ShortcutTest, DatesReadAsTheReferenceEngineReadsThem) {
                          });
 }
 
+TEST(ShortcutTest, ADateFormatHasAnyLength) {
+  for (const std::size_t length : {20U, 22U, 24U, 1000U}) {
+    std::string expected;
+    for (std::size_t i = 0; i < length; i += 2) expected += "2003";
+    CodeBuilder code;
+    code.Op(8, 2).Date(5, 3, 2003).Str(std::string(length, 'y'));
+    EXPECT_EQ(RunCode(code.Exit()).output, expected);
+  }
+}
+
 }  // namespace
 }  // namespace tmx

@@ -392,10 +392,7 @@ void MeMacroEngine::CmdEatLeadingChars(Operands& in, int count) {
     character = in.Char();
     if (!in.Ok()) return;
   }
-  const std::string_view rest = InputFromCursor();
-  std::size_t skipped = 0;
-  while (skipped < rest.size() && rest[skipped] == character) ++skipped;
-  input_pos_ += static_cast<std::uint32_t>(skipped);
+  EatLeading(character);
 }
 TMX_COMMAND(CmdEatLeadingChars);
 

@@ -40,11 +40,6 @@ class ValueText {
       AppendLong(std::string_view(&byte, 1));
     }
   }
-  // The last two digits of a number.
-  void AppendTwoDigits(unsigned number) {
-    Append(static_cast<char>('0' + number / 10 % 10));
-    Append(static_cast<char>('0' + number % 10));
-  }
   // A number with zeros in front of it up to a width.
   void AppendPadded(std::string_view number, std::size_t width) {
     for (std::size_t i = number.size(); i < width; ++i) Append("0");
@@ -74,29 +69,35 @@ class ValueText {
   std::string long_;
 };
 
-ValueText FormatDate(const HbDate& date, std::string_view format) {
-  ValueText text;
+char* PutTwoDigits(char* out, unsigned number) {
+  *out++ = static_cast<char>('0' + number / 10 % 10);
+  *out++ = static_cast<char>('0' + number % 10);
+  return out;
+}
+
+// No character of a format stands for more; the two of a year above 9999 stand for five.
+constexpr std::size_t kDateRoom = 3;
+
+// Writes a date and gives the end of its text.
+char* PutDate(char* out, const HbDate& date, std::string_view format) {
   for (std::size_t i = 0; i < format.size(); ++i) {
     if (format[i] == 'd') {
-      text.AppendTwoDigits(date.GetDay());
+      out = PutTwoDigits(out, date.GetDay());
     } else if (format[i] == 'm') {
-      text.AppendTwoDigits(date.GetMonth());
+      out = PutTwoDigits(out, date.GetMonth());
     } else if (format[i] == 'y' && i + 1 < format.size() && format[i + 1] == 'y') {
       const unsigned year = date.GetYear();
-      if (year > 9999) {
-        text.AppendPadded(std::int64_t{year}, 4);
-      } else {
-        text.AppendTwoDigits(year / 100);
-        text.AppendTwoDigits(year);
-      }
+      if (year > 9999) *out++ = static_cast<char>('0' + year / 10000);
+      out = PutTwoDigits(out, year / 100);
+      out = PutTwoDigits(out, year);
       ++i;
     } else if (format[i] == 'y') {
-      text.AppendTwoDigits(date.GetYear());
+      out = PutTwoDigits(out, date.GetYear());
     } else {
-      text.Append(format[i]);
+      *out++ = format[i];
     }
   }
-  return text;
+  return out;
 }
 
 // An amount as it is written: the digits before and behind the separator.
@@ -201,7 +202,16 @@ void MeMacroEngine::CmdWriteDate(Operands& in, int count) {
   const HbDate date = in.Date();
   const std::string_view format = count >= 2 ? in.Text().View() : kDefaultDateFormat;
   const FieldLayout layout = ReadLayout(in, count, 3);
-  if (in.Ok()) AppendField(FormatDate(date, format).View(), layout);
+  if (!in.Ok()) return;
+  char short_text[64];
+  std::string long_text;
+  char* text = short_text;
+  if (format.size() * kDateRoom > sizeof short_text) {
+    long_text.resize(format.size() * kDateRoom);
+    text = long_text.data();
+  }
+  const char* const end = PutDate(text, date, format);
+  AppendField(std::string_view(text, static_cast<std::size_t>(end - text)), layout);
 }
 TMX_COMMAND(CmdWriteDate);
 

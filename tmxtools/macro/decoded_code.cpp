@@ -21,6 +21,7 @@ constexpr int kOpOp = 28;
 constexpr int kOpGoto = 30;
 constexpr int kOpIfGoto = 31;
 constexpr int kOpCall = 32;
+constexpr int kOpEat = 55;
 constexpr int kOpLine = 161;
 constexpr int kOpVariableName = 163;
 
@@ -265,6 +266,10 @@ void DecodedCode::Decode(std::uint16_t offset) {
                                           : Action::kIf;
       return;
     }
+    case kOpEat:
+      slot.op = plan.count > 0 ? static_cast<char>(plan.Number(0)) : ' ';
+      slot.action = Action::kEat;
+      return;
     case kOpVariableName:
       slot.action = Action::kName;
       break;

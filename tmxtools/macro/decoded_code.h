@@ -34,6 +34,7 @@ enum class Action : std::uint8_t {
   kIfNot,
   kCall,
   kExit,
+  kEat,  // op: the character to skip
   // Combinations that loops are made of.
   kAddLong,             // id = left + number
   kAddLongs,            // id = left + right

@@ -200,6 +200,13 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
     const std::string_view input = input_.View();
     return input_pos_ < input.size() ? input.substr(input_pos_) : std::string_view();
   }
+  // Moves the cursor behind the characters at it that are this one.
+  void EatLeading(char character) {
+    const std::string_view rest = InputFromCursor();
+    std::uint32_t skipped = 0;
+    while (skipped < rest.size() && rest[skipped] == character) ++skipped;
+    input_pos_ += skipped;
+  }
   // What a text command takes: up to `length` characters, none from `stop` on.
   std::string_view FieldAtCursor(std::uint16_t length, const char* stop) const;
   unsigned short LeftUpTo(std::uint64_t limit) const;

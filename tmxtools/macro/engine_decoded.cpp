@@ -323,6 +323,11 @@ void MeMacroEngine::RunDecoded() {
         frame->SetMacroSourceLine(static_cast<unsigned short>(instruction.number));
         pc = instruction.next;
         continue;
+      case Action::kEat:
+        EatLeading(instruction.op);
+        ++steps;
+        pc = instruction.next;
+        continue;
       case Action::kSkip:
         pc = instruction.next;
         continue;

@@ -44,7 +44,7 @@ DecodedCode& DecodedOf(HbStackFrame& frame) {
   return decoded;
 }
 
-// Whether an action changes more than the variables behind holders, or can fail.
+// Whether an action does something to its frame, or can raise an error that names it.
 bool NeedsFrame(Action action) {
   switch (action) {
     case Action::kCommand:

@@ -30,9 +30,10 @@ class LastInstruction : public MeMacroObserver {
     if (engine_.GetStatus().IsSet()) return false;
     const HbStackFrame& frame = *engine_.GetCallStack()->CurFrame();
     const auto code = codes_.find(std::string(frame.GetSubName().View()));
+    sub_ = std::string(frame.GetSubName().View());
+    offset_ = frame.GetByteCode()->GetPC() - std::size_t{1};
     instruction_.reset();
-    if (code != codes_.end())
-      instruction_ = DecodeInstruction(code->second, frame.GetByteCode()->GetPC() - 1u);
+    if (code != codes_.end()) instruction_ = DecodeInstruction(code->second, offset_);
     behind_input_ = engine_.GetInputPos() > engine_.GetInput().Len();
     much_output_ = engine_.GetOutput().Len() > kMuch;
     if (++steps_ == kMostSteps) engine_.Stop(true);
@@ -43,6 +44,9 @@ class LastInstruction : public MeMacroObserver {
   void OnCurFrameChanged() override {}
   void OnVariablesChanged() override {}
   void OnRunFinished() override {}
+
+  const std::string& Sub() const { return sub_; }
+  std::size_t Offset() const { return offset_; }
 
   // Whether values alone may make the instruction fail: a division by zero, a cursor behind the
   // end of the input, a text that becomes too long.
@@ -69,6 +73,8 @@ class LastInstruction : public MeMacroObserver {
 
   MeMacroEngine& engine_;
   const std::map<std::string, std::string>& codes_;
+  std::string sub_;
+  std::size_t offset_ = 0;
   std::optional<Instruction> instruction_;
   bool behind_input_ = false;
   bool much_output_ = false;
@@ -92,6 +98,8 @@ struct Outcome {
   bool malformed = false;  // 17490
   bool on_values = false;  // perhaps for the values alone
   std::string where;       // the error's parameter
+  std::string sub;         // the last instruction that was executed
+  std::size_t offset = 0;
 };
 
 Outcome RunProgram(const Program& program, const std::string& sub,
@@ -112,6 +120,8 @@ Outcome RunProgram(const Program& program, const std::string& sub,
         outcome.where = link.param;
       }
   outcome.on_values = last.MayFailOnValues();
+  outcome.sub = last.Sub();
+  outcome.offset = last.Offset();
   return outcome;
 }
 
@@ -124,16 +134,15 @@ std::string AllFindings(const Verification& verification) {
 }
 
 // Whether a fault at the place of the engine's error was reported.
-bool Reported(const Verification& verification, const std::string& where) {
+bool Reported(const Verification& verification, const Outcome& outcome) {
   for (const Finding& finding : verification.findings) {
     if (finding.kind == Finding::Kind::kWarning) continue;
-    if (finding.kind == Finding::Kind::kUnchecked) return true;
-    // The fetch after an error at the end of a subroutine replaces it by one that names the file.
-    if (where == std::string(EngineHost::kMacroDir) + "/" + finding.file + ".hbx") return true;
-    if (finding.position &&
-        where == finding.subroutine + " an Position " + std::to_string(*finding.position))
+    if (finding.kind == Finding::Kind::kUnchecked || finding.subroutine.empty()) return true;
+    if (finding.subroutine == outcome.sub && finding.offset == outcome.offset) return true;
+    // A read past the end names the file; it can happen where no instruction begins any more.
+    if (!finding.position &&
+        outcome.where == std::string(EngineHost::kMacroDir) + "/" + finding.file + ".hbx")
       return true;
-    if (finding.subroutine.empty()) return true;
   }
   return false;
 }
@@ -146,9 +155,8 @@ std::vector<CheckedFile> FilesOf(const Program& program) {
 void ExpectFound(const Program& program, const Verification& verification, const Outcome& outcome) {
   if (!outcome.malformed || outcome.on_values) return;
   EXPECT_FALSE(verification.Accepted()) << outcome.where << '\n' << program.Describe();
-  EXPECT_TRUE(Reported(verification, outcome.where))
-      << outcome.where << '\n'
-      << AllFindings(verification) << program.Describe();
+  EXPECT_TRUE(Reported(verification, outcome)) << outcome.where << '\n'
+                                               << AllFindings(verification) << program.Describe();
 }
 
 TEST(VerifierFuzz, EveryStructuralErrorOfARunWasReported) {

@@ -102,11 +102,13 @@ struct Outcome {
   std::size_t offset = 0;
 };
 
-Outcome RunProgram(const Program& program, const std::string& sub,
-                   const std::vector<HostParam>& params) {
-  EngineHost host;
+void Load(EngineHost& host, const Program& program) {
   host.Write(program.general);
   host.PushFile(program.file);
+}
+
+Outcome RunOn(EngineHost& host, const Program& program, const std::string& sub,
+              const std::vector<HostParam>& params) {
   MeMacroEngine& engine = host.Engine();
   const std::map<std::string, std::string> codes = CodesOf(program);
   LastInstruction last(engine, codes);
@@ -170,7 +172,9 @@ TEST(VerifierFuzz, EveryStructuralErrorOfARunWasReported) {
     for (const HostParam& param : program.params)
       entry.parameters.push_back(static_cast<TypeCode>(param.type));
     const Verification verification = Verify(FilesOf(program), {entry});
-    const Outcome outcome = RunProgram(program, program.sub, program.params);
+    EngineHost host;
+    Load(host, program);
+    const Outcome outcome = RunOn(host, program, program.sub, program.params);
     accepted += verification.Accepted() ? 1 : 0;
     malformed += outcome.malformed ? 1 : 0;
     ExpectFound(program, verification, outcome);
@@ -190,10 +194,11 @@ std::vector<HostParam> DeclaredParameters(const std::string& code, std::mt19937_
     const unsigned type = instruction->operands[0].number;
     const char* const values[] = {"",      "12", "20260228", "", "",    "7",
                                   "70000", "",   "1,50",     "", "true"};
-    if (type > 10 || instruction->operands[1].number != 33 + params.size()) break;
+    if (type > 10 || type == 0 || type == 3 ||
+        instruction->operands[1].number != 33 + params.size())
+      break;
     params.push_back(
-        {type, random() % 4 == 0 || type == 4 || type == 7 || type == 9 || type == 3 || type == 0,
-         values[type]});
+        {type, random() % 4 == 0 || type == 4 || type == 7 || type == 9, values[type]});
     pc = instruction->end;
   }
   // What is not passed is made by the declaration.
@@ -212,8 +217,11 @@ TEST(VerifierFuzz, AcceptedFilesNeverFailWhereverTheRunStarts) {
     SCOPED_TRACE(seed);
     const Verification verification = Verify(FilesOf(program));
     accepted += verification.Accepted() ? 1 : 0;
+    // One engine for all runs, which share its statics.
+    EngineHost host;
+    Load(host, program);
     for (const auto& [name, code] : CodesOf(program)) {
-      const Outcome outcome = RunProgram(program, name, DeclaredParameters(code, random));
+      const Outcome outcome = RunOn(host, program, name, DeclaredParameters(code, random));
       ++runs;
       ExpectFound(program, verification, outcome);
       if (::testing::Test::HasFailure()) return;

@@ -42,9 +42,7 @@ class Decoder {
         type_ = static_cast<TypeCode>(value.number);
         return true;
       case OperandKind::kRawOperator:
-        if (!reader_.Read(1, value.number)) return false;
-        op_ = static_cast<char>(value.number);
-        return true;
+        return reader_.Read(1, value.number);
       case OperandKind::kRawBool:
         value.type = TypeCode::kBool;
         return reader_.Read(1, value.number);
@@ -102,7 +100,6 @@ class Decoder {
   CodeReader reader_;
   Instruction instruction_;
   TypeCode type_ = TypeCode::kNone;
-  char op_ = 0;
 };
 
 }  // namespace

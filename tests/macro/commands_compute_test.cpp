@@ -199,6 +199,14 @@ TEST(OpTest, TwoDatesGiveAnIntTheirDifferenceWhateverTheOperator) {
       "1");
 }
 
+TEST(OpTest, ATagWhoseLowByteIsTheCodeOfDatesIsNoDate) {
+  CodeBuilder code;
+  code.Declare(5, 33).Op(28, 5).Byte(5).Byte('+').Var(33).Date(12, 3, 2019);
+  code.U16(0xBA02).RawDate(12, 3, 2020).Exit();
+  // The operands are read as ints, so the tag of A is wrong and B's is read from A's value.
+  ExpectMacroError(RunCode(code), 17490, At(15));
+}
+
 TEST(OpTest, ADateDifferenceOfIntsWraps) {
   EXPECT_EQ(ValueAfter(kInt, Op(5, '-', kInt, CodeBuilder().Date(1, 1, 2000),
                                 CodeBuilder().Date(1, 1, 1900))),

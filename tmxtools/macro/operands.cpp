@@ -4,10 +4,19 @@
 
 namespace tmx {
 
+namespace {
+
+// The type with a code as it stands in a tag or a holder, which may be any 16-bit number.
+TypeCode TypeOfCode(int code) {
+  return code >= 0 && code < kFirstVariableTag ? static_cast<TypeCode>(code) : TypeCode::kNone;
+}
+
+}  // namespace
+
 // Reads a tag and, behind the tag of a literal, its value. A literal of an unknown type has none.
 short ByteOperands::SkipTagged() {
   const short tag = engine_.ReadInt();
-  switch (static_cast<TypeCode>(tag < kFirstVariableTag && tag >= 0 ? tag : 0)) {
+  switch (TypeOfCode(tag)) {
     case TypeCode::kString:
     case TypeCode::kAmount:
       engine_.ReadString();
@@ -43,9 +52,9 @@ bool ByteOperands::TypeOfSecond(TypeCode& type) {
       engine_.SetMacroStatus(kMalformed);
       return false;
     }
-    type = static_cast<TypeCode>(holder->GetType());
+    type = TypeOfCode(holder->GetType());
   } else {
-    type = static_cast<TypeCode>(tag);
+    type = TypeOfCode(tag);
   }
   frame->GetByteCode()->SetPC(begin);
   return true;
@@ -53,14 +62,14 @@ bool ByteOperands::TypeOfSecond(TypeCode& type) {
 
 bool DecodedOperands::TypeOfSecond(TypeCode& type) {
   const std::int16_t tag = next_[1].tag;
-  type = static_cast<TypeCode>(tag);
+  type = TypeOfCode(tag);
   if (tag < kFirstVariableTag) return true;
   const HbVariableHolder* const holder = frame_.GetHolder(tag);
   if (holder == nullptr) {
     ok_ = false;
     return false;
   }
-  type = static_cast<TypeCode>(holder->GetType());
+  type = TypeOfCode(holder->GetType());
   return true;
 }
 

@@ -6,18 +6,14 @@
 #include "compiler/code_reader.h"
 #include "compiler/commands.h"
 #include "compiler/keywords.h"
-#include "compiler/lexer.h"
+#include "compiler/operand_parser.h"
 
 namespace tmx::compiler {
 namespace {
 
-// Thrown inside the parser only, after the message was recorded; caught at the statement.
-struct Mistake {};
-
-class Parser {
+class Parser : private OperandParser {
  public:
-  Parser(const Source& source, Diagnostics& diagnostics)
-      : tokens_(Lex(source, diagnostics)), diagnostics_(diagnostics) {}
+  using OperandParser::OperandParser;
 
   File Run() {
     File file;
@@ -32,49 +28,6 @@ class Parser {
   }
 
  private:
-  // ---- tokens --------------------------------------------------------------------------------
-  const Token& Cur() const { return tokens_[pos_]; }
-  const Token& Ahead() const { return tokens_[std::min(pos_ + 1, tokens_.size() - 1)]; }
-  Token Take() { return tokens_[Cur().kind == TokenKind::kEnd ? pos_ : pos_++]; }
-  bool TakeIf(const char* punctuation) {
-    if (!Cur().Is(punctuation)) return false;
-    ++pos_;
-    return true;
-  }
-  bool TakeWordIf(const char* word) {
-    if (!Cur().IsWord(word)) return false;
-    ++pos_;
-    return true;
-  }
-  [[noreturn]] void Fail(Position at, std::string text) {
-    diagnostics_.Error(at, std::move(text));
-    throw Mistake{};
-  }
-  [[noreturn]] void Expected(const std::string& what) { Fail(Cur().at, "expected " + what); }
-  void Expect(const char* punctuation) {
-    if (!TakeIf(punctuation)) Expected(std::string("'") + punctuation + "'");
-  }
-  void EndOfLine() {
-    if (Cur().kind == TokenKind::kEnd) return;
-    if (Cur().kind != TokenKind::kNewline) Expected("the end of the line");
-    ++pos_;
-  }
-  void SkipLine() {
-    while (Cur().kind != TokenKind::kNewline && Cur().kind != TokenKind::kEnd) ++pos_;
-    if (Cur().kind == TokenKind::kNewline) ++pos_;
-  }
-  std::int64_t Number(const char* what, std::int64_t max) {
-    if (Cur().kind != TokenKind::kNumber) Expected(what);
-    if (Cur().number > max)
-      Fail(Cur().at, std::string(what) + " is at most " + std::to_string(max));
-    return Take().number;
-  }
-  Token NewName(const char* what) {
-    if (Cur().kind != TokenKind::kWord) Expected(what);
-    if (IsReserved(Cur().text)) Fail(Cur().at, "'" + Cur().text + "' is a reserved word");
-    return Take();
-  }
-
   // ---- file ----------------------------------------------------------------------------------
   void ParseItem(File& file) {
     const Token start = Cur();
@@ -208,8 +161,8 @@ class Parser {
 
   void CloseBlock(const char* what, Position opened) {
     if (TakeWordIf("end")) return EndOfLine();
-    diagnostics_.Error(Cur().at, "expected 'end' of the '" + std::string(what) + "' in line " +
-                                     std::to_string(opened.line));
+    Report(Cur().at, "expected 'end' of the '" + std::string(what) + "' in line " +
+                         std::to_string(opened.line));
   }
 
   Statement ParseStatement() {
@@ -217,7 +170,7 @@ class Parser {
     if (word.kind != TokenKind::kWord) Expected("a statement");
     if (Ahead().Is("=")) return ParseAssignment();
     if (Ahead().Is(":")) return ParseLabel();
-    ++pos_;
+    Skip();
     if (word.text == "if") return ParseIf(word.at);
     if (word.text == "while") return ParseWhile(word.at);
     if (word.text == "loop") return ParseLoop(word.at);
@@ -277,7 +230,7 @@ class Parser {
     statement.type = Cur().kind == TokenKind::kWord ? TypeNamed(Cur().text) : TypeCode::kNone;
     if (statement.type == TypeCode::kNone || statement.type == TypeCode::kChar)
       Expected("the type of a variable");
-    ++pos_;
+    Skip();
     statement.name_at = Cur().at;
     statement.name = NewName("the name of a variable").text;
     const auto& operands = opcode.operands;
@@ -354,7 +307,7 @@ class Parser {
     if (!TakeIf("(") || TakeIf(")")) return;
     do {
       const bool by_value = Cur().IsWord("value");
-      if (by_value) ++pos_;
+      if (by_value) Skip();
       statement.operands.push_back(ParseTerm());
       statement.operands.back().by_value = by_value;
     } while (TakeIf(","));
@@ -485,79 +438,6 @@ class Parser {
     Expected("one of = < > != <= >=");
   }
 
-  // ---- operands ------------------------------------------------------------------------------
-  bool StartsTerm() const {
-    switch (Cur().kind) {
-      case TokenKind::kEnd:
-      case TokenKind::kNewline:
-        return false;
-      case TokenKind::kPunctuation:
-        return Cur().Is("-");
-      case TokenKind::kWord:
-        return !Cur().IsWord("and") && !Cur().IsWord("or");
-      default:
-        return true;
-    }
-  }
-
-  bool StartsLiteral(const Token& token) const {
-    return token.kind == TokenKind::kText || token.kind == TokenKind::kNumber ||
-           token.kind == TokenKind::kDate || token.kind == TokenKind::kCharacter || token.Is("-") ||
-           token.IsWord("true") || token.IsWord("false");
-  }
-
-  Term ParseTerm() {
-    if (Cur().kind == TokenKind::kWord && TypeNamed(Cur().text) != TypeCode::kNone) {
-      const Token type = Take();
-      Term term;
-      if (StartsLiteral(Cur()))
-        term = ParsePlainTerm();
-      else
-        term.kind = Term::Kind::kType;
-      term.at = type.at;
-      term.type = TypeNamed(type.text);
-      return term;
-    }
-    return ParsePlainTerm();
-  }
-
-  Term ParsePlainTerm() {
-    Term term;
-    term.at = Cur().at;
-    if (TakeIf("-")) {
-      if (Cur().kind != TokenKind::kNumber) Expected("a number");
-      term.kind = Term::Kind::kNumber;
-      term.number = -Take().number;
-      return term;
-    }
-    constexpr std::pair<TokenKind, Term::Kind> kKinds[] = {
-        {TokenKind::kText, Term::Kind::kText},     {TokenKind::kCharacter, Term::Kind::kCharacter},
-        {TokenKind::kNumber, Term::Kind::kNumber}, {TokenKind::kDate, Term::Kind::kDate},
-        {TokenKind::kId, Term::Kind::kId},         {TokenKind::kTarget, Term::Kind::kTarget}};
-    for (const auto& [token, kind] : kKinds)
-      if (Cur().kind == token) {
-        const Token taken = Take();
-        term.kind = kind;
-        term.text = taken.text;
-        term.number = taken.number;
-        return term;
-      }
-    // `left` and `right` are how the alignment of the write commands reads best.
-    constexpr std::pair<const char*, int> kBools[] = {
-        {"true", 1}, {"false", 0}, {"right", 1}, {"left", 0}};
-    for (const auto& [word, value] : kBools)
-      if (TakeWordIf(word)) {
-        term.kind = Term::Kind::kBool;
-        term.number = value;
-        return term;
-      }
-    term.text = NewName("an operand").text;
-    return term;
-  }
-
-  std::vector<Token> tokens_;
-  Diagnostics& diagnostics_;
-  std::size_t pos_ = 0;
   int depth_ = 0;
 };
 

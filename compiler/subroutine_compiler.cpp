@@ -10,51 +10,12 @@
 #include "compiler/operand_rules.h"
 #include "compiler/operand_writer.h"
 #include "compiler/scope.h"
+#include "compiler/terms.h"
 
 namespace tmx::compiler {
 namespace {
 
 using Label = Assembler::Label;
-
-Term IdTerm(int id, Position at) {
-  Term term;
-  term.kind = Term::Kind::kId;
-  term.number = id;
-  term.at = at;
-  return term;
-}
-
-Term TypeTerm(TypeCode type, Position at) {
-  Term term;
-  term.kind = Term::Kind::kType;
-  term.type = type;
-  term.at = at;
-  return term;
-}
-
-Term CharacterTerm(char c, Position at) {
-  Term term;
-  term.kind = Term::Kind::kCharacter;
-  term.number = static_cast<unsigned char>(c);
-  term.at = at;
-  return term;
-}
-
-Term NumberTerm(int number, Position at) {
-  Term term;
-  term.kind = Term::Kind::kNumber;
-  term.number = number;
-  term.at = at;
-  return term;
-}
-
-Term TextTerm(std::string text, Position at) {
-  Term term;
-  term.kind = Term::Kind::kText;
-  term.text = std::move(text);
-  term.at = at;
-  return term;
-}
 
 std::string Plural(std::size_t count, const char* what) {
   return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");

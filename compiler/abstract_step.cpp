@@ -250,7 +250,7 @@ class Executor {
     if (ReadTag(tag, is_variable) && !is_variable && tag < kFirstVariableTag)
       ReadLiteral(static_cast<TypeCode>(tag));
     if (!ReadTag(tag, is_variable)) tag = 0;
-    TypeCode right = static_cast<TypeCode>(static_cast<std::uint8_t>(tag));
+    TypeCode right = tag < kFirstVariableTag ? static_cast<TypeCode>(tag) : TypeCode::kNone;
     if (is_variable) {
       const HolderType* holder = step_.frame.Find(tag);
       if (holder == nullptr) {

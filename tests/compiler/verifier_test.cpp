@@ -206,6 +206,12 @@ TEST(Verifier, DifferencesOfDates) {
               HasSubstr("$34 is of type date, not long"));
 }
 
+TEST(Verifier, TagsOfOperationsAreNotTakenByTheirLowByte) {
+  EXPECT_EQ(CheckBytes(CodeBuilder().Declare(5, 33).Op(28, 5).Byte(5).Byte('+').Var(33).Int(1).U16(
+                0x8002)),
+            "f: S+5: error: the tag 32770 is no int (17)\n");
+}
+
 TEST(Verifier, ComparisonsWithoutARule) {
   EXPECT_EQ(Check("  compare bool, '<', true, true\n  exit\n"),
             "f: S+0: error: no comparison '<' of type bool (10)\n");

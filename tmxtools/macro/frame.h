@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "tmxtools/core/amount.h"
@@ -66,6 +67,7 @@ class TMX_EXPORT HbStackFrame {
   // Push a parameter by value: a new variable that only the frame references.
   void PushParam(const String& value);
   void PushParam(const char* value) { PushParam(String(value)); }
+  void PushParam(std::string_view value) { PushParam(String(value)); }
   void PushParam(const HbDate& value);
   void PushParam(short value);
   void PushParam(long value);

@@ -35,7 +35,8 @@ class TMX_EXPORT BigInt {
   // Reads optional blanks, an optional "-" and digits up to the first other byte. The number is
   // always set; without digits it is 0.
   explicit BigInt(const String& text);
-  BigInt(const char*) = delete;
+  // Explicit, so that an amount made of a literal takes it for a text.
+  explicit BigInt(const char*) = delete;
   BigInt(const BigInt& other)
       : value_(other.value_), big_(other.big_ ? Clone(*other.big_) : nullptr), set_(other.set_) {}
   BigInt(BigInt&&) noexcept = default;

@@ -362,6 +362,50 @@ TEST_F(ReentryTest, CallFromACallbackIsRefusedAndDisturbsNothing) {
   }
 }
 
+TEST_F(ReentryTest, ContinueFromACallbackIsRefusedAndDisturbsNothing) {
+  const RunOutcome undisturbed = host_.Run("SUB");
+  for (const Kind kind : {Kind::kShouldBreak, Kind::kFramePushed, Kind::kFramePopped,
+                          Kind::kCurFrameChanged, Kind::kVariablesChanged, Kind::kRunFinished}) {
+    SCOPED_TRACE(kind);
+    bool ok = true;
+    HbError inner;
+    ActingObserver observer(kind, 1, [&] { ok = engine_.Continue(&inner); });
+    RunWith(observer);
+    EXPECT_TRUE(observer.acted);
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(inner.GetCode(), kAlreadyRunning);
+    EXPECT_EQ(std::string(engine_.GetOutput().View()), undisturbed.output);
+    EXPECT_EQ(engine_.GetStepCount(), undisturbed.steps);
+  }
+}
+
+TEST_F(ReentryTest, CallIsRefusedWhileAPausedRunIsStopped) {
+  HbError inner;
+  bool ok = true;
+  bool paused = false;
+  class Pausing : public ActingObserver {
+   public:
+    using ActingObserver::ActingObserver;
+    bool ShouldBreak(unsigned short opcode) override {
+      ActingObserver::ShouldBreak(opcode);
+      return true;
+    }
+  } observer(Kind::kRunFinished, 1, [&] {
+    HbError ignored;
+    ok = engine_.Call(engine_.LoadSub("SUB", ignored), inner);
+  });
+  engine_.SetObserver(&observer);
+  HbError err;
+  paused = engine_.Call(engine_.LoadSub("SUB", err), err) && engine_.GetCallStack() != nullptr;
+  engine_.Stop(true);
+  engine_.SetObserver(nullptr);
+  EXPECT_TRUE(paused);
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(inner.GetCode(), kAlreadyRunning);
+  EXPECT_EQ(engine_.GetCallStack(), nullptr);
+  ExpectNoError(host_.Run("SUB"));
+}
+
 TEST_F(ReentryTest, ARunningFrameThatIsCalledAgainIsNotDeleted) {
   bool ok = true;
   ActingObserver observer(Kind::kShouldBreak, 4, [&] {

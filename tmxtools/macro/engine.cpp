@@ -80,8 +80,16 @@ bool MeMacroEngine::Call(HbStackFrame* frame, HbError& err) {
   stopped_ = false;
   ResetStatus();
   last_cmd_error_.Clear();
-  call_stack_ = std::make_unique<HbCallStack>();
-  PushFrame(owned.release());
+  try {
+    call_stack_ = std::make_unique<HbCallStack>();
+    const RunGuard guard(in_run_);
+    PushFrame(owned.release());
+  } catch (const std::bad_alloc&) {
+    cur_frame_ = nullptr;
+    call_stack_.reset();
+    err.SetError(kMalformed);
+    return false;
+  }
   resume_pending_ = false;
   return Continue(&err);
 }
@@ -90,12 +98,17 @@ bool MeMacroEngine::Call(HbStackFrame* frame, HbError& err) {
 // itself.
 void MeMacroEngine::Stop(bool) {
   if (cur_frame_ == nullptr) return;
+  const RunGuard guard(in_run_);
   stopped_ = true;
   SetStatus(kStopped);
   while (cur_frame_ != nullptr) PopFrame();
 }
 
 bool MeMacroEngine::Continue(HbError* err) {
+  if (in_run_) {
+    if (err != nullptr) err->SetError(kAlreadyRunning);
+    return false;
+  }
   const RunGuard guard(in_run_);
   running_ = true;
   while (cur_frame_ != nullptr) {
@@ -166,7 +179,9 @@ void MeMacroEngine::SetCurFrame(HbStackFrame* frame) {
 }
 
 void MeMacroEngine::PushFrame(HbStackFrame* frame) {
+  std::unique_ptr<HbStackFrame> owned(frame);
   call_stack_->PushFrame(frame);
+  static_cast<void>(owned.release());
   SetCurFrame(frame);
   if (observer_ != nullptr) observer_->OnFramePushed();
 }
@@ -224,7 +239,8 @@ void MeMacroEngine::GetErrorText(unsigned short code, String& text) {
   text = String::FromInt(code);
 }
 
-String MeMacroEngine::Position() const {
+// Without memory for it the name alone must do.
+String MeMacroEngine::Position() const try {
   if (cur_frame_ == nullptr) return String();
   String text = cur_frame_->GetSubName();
   if (const HbByteCode* const byte_code = cur_frame_->GetByteCode()) {
@@ -236,6 +252,8 @@ String MeMacroEngine::Position() const {
     }
   }
   return text;
+} catch (const std::bad_alloc&) {
+  return cur_frame_->GetSubName();
 }
 
 // A command that was interrupted by Stop says nothing any more.

@@ -73,7 +73,8 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   // Runs a subroutine in the frame, which the engine takes in every case.
   bool Call(HbStackFrame* frame, HbError& err);
   // Goes on with a run that the observer paused. True when the run ended or paused again without
-  // an error; the error goes to `err`, which may be null.
+  // an error; the error goes to `err`, which may be null. Out of a callback it is refused like
+  // Call.
   bool Continue(HbError* err);
 
   bool PushFile(const String& name, HbError& err);

@@ -99,6 +99,20 @@ TEST_F(BytecodeTest, AReadBeyondTheEndFailsAndStays) {
   ExpectFailure(code, [](HbByteCode& c, HbError& e) { EXPECT_EQ(c.ReadAmount(e), ""); });
   code.SetPC(0xFFFF);
   ExpectFailure(code, [](HbByteCode& c, HbError& e) { EXPECT_EQ(c.ReadInt(e), 0); });
+  ExpectFailure(code, [](HbByteCode& c, HbError& e) { EXPECT_EQ(c.ReadAmount(e), ""); });
+}
+
+TEST_F(BytecodeTest, WithoutBytesEveryReadFailsWhereverTheCounterStands) {
+  HbError err;
+  HbByteCode none(String("missing"), err, 0, 0);
+  none.SetPC(5);
+  err.Clear();
+  EXPECT_EQ(none.ReadByte(err), 0);
+  EXPECT_EQ(err.GetCode(), kMalformed);
+  err.Clear();
+  EXPECT_EQ(none.ReadAmount(err), "");
+  EXPECT_EQ(err.GetCode(), kMalformed);
+  EXPECT_EQ(none.GetPC(), 5);
 }
 
 TEST_F(BytecodeTest, AStringCannotEndWithTheBytecode) {

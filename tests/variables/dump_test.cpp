@@ -2,6 +2,7 @@
 #include <string>
 
 #include "tests/support/print.h"
+#include "tests/variables/failing_memory.h"
 #include "tmxtools/platform/memory_stream.h"
 #include "tmxtools/variables/variables.h"
 
@@ -119,6 +120,27 @@ TEST(Dump, AnAmountWithTooManyDigitsIsAStreamError) {
   SvMemoryStream stream;
   registry.Dump(stream);
   EXPECT_EQ(stream.GetError(), tmx::stream_error::InvalidParameter);
+}
+
+TEST(Dump, IsAStreamErrorWhenMemoryEnds) {
+  HbVariables registry;
+  registry.PutFieldString("a text that needs memory of its own", 1);
+  registry.PutFieldInt32(2000000000L, 2);
+  const std::string whole = Dumped(registry);
+  bool done = false;
+  for (std::size_t allowed = 0; !done; ++allowed) {
+    SvMemoryStream stream;
+    {
+      const FailingMemory failing(allowed);
+      registry.Dump(stream);
+    }
+    done = stream.GetError() == 0;
+    if (done) {
+      EXPECT_EQ(stream.View(), whole);
+    } else {
+      EXPECT_EQ(stream.GetError(), tmx::stream_error::OutOfMemory);
+    }
+  }
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ HbDate HbByteCode::ReadDate(HbError& err) {
 bool HbByteCode::ReadString(String& out, HbError& err) {
   const std::vector<std::uint8_t>& bytes = code_->bytes;
   const std::size_t left = pc_ < bytes.size() ? bytes.size() - pc_ : 0;
-  const std::uint8_t* const begin = bytes.data() + pc_;
+  const std::uint8_t* const begin = bytes.data() + (bytes.size() - left);
   // The last byte is not searched: it may not be the zero byte.
   const void* const zero = left > 1 ? std::memchr(begin, 0, left - 1) : nullptr;
   if (zero == nullptr) {

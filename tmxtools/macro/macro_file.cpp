@@ -136,8 +136,13 @@ bool HbMacroFileStack::Push(const String& name, HbError& err) {
   return PushImpl(name, err);
 }
 
-bool HbMacroFileStack::PushImpl(const String& name, HbError&) {
-  files_.push_back(std::make_unique<HbMacroFile>(name, macro_path_));
+bool HbMacroFileStack::PushImpl(const String& name, HbError& err) {
+  try {
+    files_.push_back(std::make_unique<HbMacroFile>(name, macro_path_));
+  } catch (const std::bad_alloc&) {
+    err.SetError(kOutOfMemory, name);
+    return false;
+  }
   ClearCache();
   if (listener_ != nullptr) listener_->OnFilePushed(name);
   return true;
@@ -206,8 +211,13 @@ HbStackFrame* HbMacroFileStack::LoadSub(const String& sub_name, HbError& err) {
     err.SetError(kNoFile);
     return nullptr;
   }
-  const std::shared_ptr<tmx::MacroCode> code = FindCode(sub_name, err);
-  return code != nullptr ? NewFrame(*code, sub_name) : nullptr;
+  try {
+    const std::shared_ptr<tmx::MacroCode> code = FindCode(sub_name, err);
+    return code != nullptr ? NewFrame(*code, sub_name) : nullptr;
+  } catch (const std::bad_alloc&) {
+    err.SetError(kOutOfMemory, sub_name);
+    return nullptr;
+  }
 }
 
 HbStackFrame* HbMacroFileStack::NewFrame(tmx::MacroCode& code, const String& sub_name) {

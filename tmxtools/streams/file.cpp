@@ -1,11 +1,14 @@
 #include "tmxtools/streams/file.h"
 
+#include <new>
+
 #include "tmxtools/platform/dir_entry.h"
 #include "tmxtools/platform/file_stream.h"
 
 namespace {
 
 constexpr unsigned short kNotOpen = 17740;
+constexpr unsigned short kOutOfMemory = 0x4554;
 
 struct Keys {
   const unsigned char* key;
@@ -44,9 +47,14 @@ HbFile::HbFile(HbError& err, const String& name, unsigned short mode) {
 HbFile::~HbFile() { Close(); }
 
 void HbFile::SetName(const String& name) {
-  DirEntry entry(name);
-  entry.ToAbs();  // a name that cannot be made absolute fails when it is opened
-  name_ = entry.GetFull();
+  name_ = name;
+  try {
+    DirEntry entry(name);
+    entry.ToAbs();  // a name that cannot be made absolute fails when it is opened
+    name_ = entry.GetFull();
+  } catch (const std::bad_alloc&) {
+    // It stays as it was given.
+  }
 }
 
 bool HbFile::Open(HbError& err, const String& name, unsigned short mode, unsigned char* key,
@@ -61,7 +69,11 @@ bool HbFile::Open(HbError& err, unsigned short mode, unsigned char* key, long ke
                   const unsigned char* const keyEncryptionKey) {
   ResetStatus();
   Close();
-  stream_ = OpenStream(name_, mode, {key, keyLength, sessionKey, keyEncryptionKey});
+  try {
+    stream_ = OpenStream(name_, mode, {key, keyLength, sessionKey, keyEncryptionKey});
+  } catch (const std::bad_alloc&) {
+    SetStatus(kOutOfMemory, name_);
+  }
   if (GetStreamError(err)) stream_.reset();
   return !err.IsSet();
 }

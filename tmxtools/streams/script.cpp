@@ -1,5 +1,6 @@
 #include "tmxtools/streams/script.h"
 
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -21,9 +22,9 @@ bool HbScript::NextToken(char& kind, String& line, unsigned short& fieldCount, H
     return false;
   }
   fieldCount = line.GetTokenCount(kSeparator);
-  const String first = line.Token(0, kSeparator);
-  if (first.Len() == 1) {
-    kind = first.At(0);
+  const std::string_view first = line.View().substr(0, line.View().find(kSeparator));
+  if (first.size() == 1) {
+    kind = first[0];
   } else {
     err = MalformedRecord(line);
   }

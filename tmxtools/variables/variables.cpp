@@ -216,27 +216,27 @@ bool HbVariables::PutBinaryVar(HbBinaryVariable* variable, unsigned long id) {
 }
 
 void HbVariables::Dump(SvStream& stream) const {
-  stream.WriteLine("ID:       Type:    Value:");
-  entries_.ForEach([&stream](std::uint32_t id, const HbVariable* variable) {
-    const tmx::VariableTraits* const traits = tmx::FindVariableTraits(variable->GetType());
-    String head = String::FromInt(id);
-    head.PadTo(kIdWidth, ' ');
-    head += traits != nullptr ? String(traits->name)
-                              : String::FromInt(variable->GetType()).PadTo(kTypeWidth, ' ');
-    stream.Write(head.Data(), head.Len());
-    try {
+  try {
+    stream.WriteLine("ID:       Type:    Value:");
+    entries_.ForEach([&stream](std::uint32_t id, const HbVariable* variable) {
+      const tmx::VariableTraits* const traits = tmx::FindVariableTraits(variable->GetType());
+      String head = String::FromInt(id);
+      head.PadTo(kIdWidth, ' ');
+      head += traits != nullptr ? String(traits->name)
+                                : String::FromInt(variable->GetType()).PadTo(kTypeWidth, ' ');
+      stream.Write(head.Data(), head.Len());
       if (traits != nullptr) {
         traits->dump(*variable, stream);
       } else {
         stream.Write("N.A.", 4);
       }
-    } catch (const std::length_error&) {
-      stream.SetError(tmx::stream_error::InvalidParameter);
-    } catch (const std::bad_alloc&) {
-      stream.SetError(tmx::stream_error::OutOfMemory);
-    }
-    stream.WriteLine(String());
-  });
+      stream.WriteLine(String());
+    });
+  } catch (const std::length_error&) {
+    stream.SetError(tmx::stream_error::InvalidParameter);
+  } catch (const std::bad_alloc&) {
+    stream.SetError(tmx::stream_error::OutOfMemory);
+  }
 }
 
 HbVariable* HbVariablesIter::Enter(const HbVariables* registry) noexcept {

@@ -164,23 +164,18 @@ class DecodedOperands {
 #define TMX_BYTE_COMMAND(command) template void MeMacroEngine::command(tmx::ByteOperands& in, int)
 
 // Every command that TMX_COMMAND makes available.
-#define TMX_DECODED_COMMANDS(ROW)                                                                 \
-  ROW(2, CmdCompare)                                                                              \
-  ROW(3, CmdSet)                                                                                  \
-  ROW(7, CmdWriteString)                                                                          \
-  ROW(8, CmdWriteDate)                                                                            \
-  ROW(9, CmdWriteAmount)                                                                          \
-  ROW(10, CmdClear)                                                                               \
-  ROW(14, CmdReadString)                                                                          \
-  ROW(15, CmdReadDate)                                                                            \
-  ROW(16, CmdReadAmount) ROW(18, CmdSuccess) ROW(25, CmdWriteInt) ROW(28, CmdOp)                  \
-      ROW(37, CmdReadAppend) ROW(41, CmdGetDay) ROW(42, CmdGetMonth) ROW(43, CmdGetYear)          \
-          ROW(44, CmdSetDay) ROW(45, CmdSetMonth) ROW(46, CmdSetYear) ROW(48, CmdReadInt)         \
-              ROW(50, CmdWriteLong) ROW(51, CmdSubString) ROW(52, CmdStringLen)                   \
-                  ROW(54, CmdReadLong) ROW(55, CmdEatLeadingChars) ROW(56, CmdEraseTrailingChars) \
-                      ROW(57, CmdSearch) ROW(58, CmdReceiveString) ROW(59, CmdReplaceChars)       \
-                          ROW(145, CmdIsNull) ROW(146, CmdEngineVersion)                          \
-                              ROW(148, CmdGetCurrentDate) ROW(150, CmdReceiveOutput)
+// clang-format off
+#define TMX_DECODED_COMMANDS(ROW) \
+  ROW(2, CmdCompare) ROW(3, CmdSet) ROW(7, CmdWriteString) ROW(8, CmdWriteDate) \
+  ROW(9, CmdWriteAmount) ROW(10, CmdClear) ROW(14, CmdReadString) ROW(15, CmdReadDate) \
+  ROW(16, CmdReadAmount) ROW(18, CmdSuccess) ROW(25, CmdWriteInt) ROW(28, CmdOp) \
+  ROW(37, CmdReadAppend) ROW(41, CmdGetDay) ROW(42, CmdGetMonth) ROW(43, CmdGetYear) \
+  ROW(44, CmdSetDay) ROW(45, CmdSetMonth) ROW(46, CmdSetYear) ROW(48, CmdReadInt) \
+  ROW(50, CmdWriteLong) ROW(51, CmdSubString) ROW(52, CmdStringLen) ROW(54, CmdReadLong) \
+  ROW(55, CmdEatLeadingChars) ROW(56, CmdEraseTrailingChars) ROW(57, CmdSearch) \
+  ROW(58, CmdReceiveString) ROW(59, CmdReplaceChars) ROW(145, CmdIsNull) \
+  ROW(146, CmdEngineVersion) ROW(148, CmdGetCurrentDate) ROW(150, CmdReceiveOutput)
+// clang-format on
 
 inline constexpr unsigned short kMalformed = 17490;
 inline constexpr unsigned short kUnexpectedInput = 17494;

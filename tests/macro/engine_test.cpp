@@ -7,6 +7,7 @@
 #include "tests/macro/every_engine.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/reference_engine.h"
+#include "tests/variables/failing_memory.h"
 
 namespace tmx {
 namespace {
@@ -404,6 +405,26 @@ TEST_F(ReentryTest, CallIsRefusedWhileAPausedRunIsStopped) {
   EXPECT_EQ(inner.GetCode(), kAlreadyRunning);
   EXPECT_EQ(engine_.GetCallStack(), nullptr);
   ExpectNoError(host_.Run("SUB"));
+}
+
+TEST_F(ReentryTest, ARunWithoutMemoryEndsAndHarmsNoLaterOne) {
+  const RunOutcome undisturbed = host_.Run("SUB");
+  MeMacroEngine engine(EngineHost::kMacroPath);
+  bool ran = false;
+  for (std::size_t allowed = 0; !ran; ++allowed) {
+    engine.ClearFiles(true);
+    HbError err;
+    bool ok = false;
+    {
+      const FailingMemory failing(allowed);
+      HbStackFrame* const frame =
+          engine.PushFile("test", err) ? engine.LoadSub("SUB", err) : nullptr;
+      if (frame != nullptr) ok = engine.Call(frame, err);
+    }
+    EXPECT_EQ(engine.GetCallStack(), nullptr);
+    ran = ok && std::string(engine.GetOutput().View()) == undisturbed.output;
+    ASSERT_LT(allowed, 2000U);
+  }
 }
 
 TEST_F(ReentryTest, ARunningFrameThatIsCalledAgainIsNotDeleted) {

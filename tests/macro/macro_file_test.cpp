@@ -6,6 +6,7 @@
 
 #include "tests/macro/every_engine.h"
 #include "tests/support/engine_run.h"
+#include "tests/variables/failing_memory.h"
 #include "tmxtools/macro/bytecode.h"
 #include "tmxtools/macro/macro_file.h"
 #include "tmxtools/streams/file.h"
@@ -371,6 +372,24 @@ TEST_F(FileStackTest, ClearPopsAsFarAsItMay) {
   EXPECT_EQ(stack_.GetMacroFileCount(), 1);
   stack_.Clear(true);
   EXPECT_EQ(stack_.GetMacroFileCount(), 0);
+}
+
+TEST_F(FileStackTest, WithoutMemoryNothingIsPushedOrLoaded) {
+  Put(ImageBuilder("general").Sub("Sub", "\x01").Build());
+  bool loaded = false;
+  for (std::size_t allowed = 0; !loaded; ++allowed) {
+    HbMacroFileStack stack(EngineHost::kMacroPath);
+    HbError err;
+    HbStackFrame* frame = nullptr;
+    {
+      const FailingMemory failing(allowed);
+      if (stack.Push("general", err)) frame = stack.LoadSub("Sub", err);
+    }
+    loaded = frame != nullptr;
+    stack.CacheSub(frame);
+    ASSERT_LT(allowed, 1000U);
+    EXPECT_TRUE(stack.GetMacroFileCount() <= 2 && (!loaded || stack.GetMacroFileCount() == 2));
+  }
 }
 
 TEST_F(FileStackTest, CloseKeepsTheStack) {

@@ -41,7 +41,7 @@ class RunGuard {
 MeMacroObserver::~MeMacroObserver() = default;
 
 MeMacroEngine::MeMacroEngine(const String& macro_path)
-    : macro_path_(macro_path), file_stack_(macro_path) {}
+    : macro_path_(macro_path), file_stack_(macro_path), spare_error_(kMalformed) {}
 
 MeMacroEngine::~MeMacroEngine() { call_stack_.reset(); }
 
@@ -113,7 +113,11 @@ bool MeMacroEngine::Continue(HbError* err) {
   running_ = true;
   while (cur_frame_ != nullptr) {
     if (MayRunDecoded()) {
-      RunDecoded();
+      try {
+        RunDecoded();
+      } catch (const std::bad_alloc&) {
+        SetMacroStatus(kMalformed);
+      }
       if (!running_ || cur_frame_ == nullptr) return true;
     }
     unsigned short opcode = ReadOpCode();
@@ -258,7 +262,9 @@ String MeMacroEngine::Position() const try {
 
 // A command that was interrupted by Stop says nothing any more.
 void MeMacroEngine::SetMacroStatus(unsigned short code) {
-  if (!in_run_ || !stopped_) SetStatus(code, Position());
+  if (in_run_ && stopped_) return;
+  SetStatus(code, Position());
+  if (!HasStatus()) SetStatus(spare_error_);
 }
 
 void MeMacroEngine::SetLastCmdError(unsigned short code) {

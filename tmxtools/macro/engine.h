@@ -254,6 +254,7 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   bool condition_ = false;
   HbError last_cmd_error_;
   HbError read_error_;
+  HbError spare_error_;  // where there is no memory to make one, so that a run always ends
   MeMacroObserver* observer_ = nullptr;
   bool resume_pending_ = false;
   bool in_run_ = false;

@@ -207,15 +207,15 @@ HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& site,
                                          std::uint32_t return_to) {
   if (call_stack_->Count() >= kMaxFrames) return nullptr;
   if (site.lookup_state != file_stack_.GetLookupState() && !ResolveCall(site)) return nullptr;
-  HbStackFrame* const callee = file_stack_.TakeFrame(*site.callee, *site.name);
+  std::unique_ptr<HbStackFrame> callee(file_stack_.TakeFrame(*site.callee, *site.name));
   if (!PassDecoded(caller.GetHolders(), site, *callee)) {
-    file_stack_.ReturnFrame(callee);
+    file_stack_.ReturnFrame(callee.release());
     return nullptr;
   }
   caller.GetByteCode()->SetPC(static_cast<unsigned short>(return_to));
-  call_stack_->PushFrame(callee);
-  cur_frame_ = callee;
-  return callee;
+  call_stack_->PushFrame(callee.get());
+  cur_frame_ = callee.release();
+  return cur_frame_;
 }
 
 // Takes by value what the loop keeps in registers.

@@ -55,13 +55,13 @@ bool HbMacroFile::Open(HbError& err) {
   std::vector<Entry> index;
   while (!err.IsSet() && !bytes.IsEof()) {
     Entry entry;
-    bytes.ReadString(entry.name, err);
+    if (!bytes.ReadString(entry.name, err)) break;
     if (!err.IsSet()) entry.offset = static_cast<std::uint32_t>(bytes.ReadLong(err));
     if (!err.IsSet()) entry.length = static_cast<std::uint16_t>(bytes.ReadInt(err));
     if (!err.IsSet()) bytes.ReadInt(err);  // reserved
     if (!err.IsSet()) index.push_back(std::move(entry));
   }
-  if (err.IsSet()) {
+  if (err.IsSet() || !bytes.IsEof()) {
     SetStatus(err);
     return false;
   }

@@ -75,7 +75,8 @@ bool HbFile::Open(HbError& err, unsigned short mode, unsigned char* key, long ke
     SetStatus(kOutOfMemory, name_);
   }
   if (GetStreamError(err)) stream_.reset();
-  return !err.IsSet();
+  // Without memory there may be neither a stream nor an error.
+  return stream_ != nullptr && !err.IsSet();
 }
 
 bool HbFile::IsOpen() const {

@@ -112,8 +112,9 @@ bool MeMacroEngine::DeclareDecoded(HbStackFrame& frame, const DecodedInstruction
   }
   const DecodedOperand& value = instruction.operands[2];
   const auto append = [&frame, type](auto* variable, const auto& initial) {
+    const tmx::NewVariable<HbVariable> created(variable);
     variable->Set(initial);
-    frame.AppendHolder(type, HbVariableHolder::kLocal).AdoptVariable(variable);
+    frame.AppendHolder(type, HbVariableHolder::kLocal).SetVariable(variable);
   };
   switch (static_cast<TypeCode>(type)) {
     case TypeCode::kString:

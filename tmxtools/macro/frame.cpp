@@ -7,10 +7,9 @@ namespace {
 
 template <typename Variable, typename Value>
 void PushValue(HbStackFrame& frame, const Value& value) {
-  auto* const variable = new Variable;
+  const tmx::NewVariable<Variable> variable(new Variable);
   variable->Set(value);
-  frame.PushParameter(variable);
-  variable->DecRefCount();
+  frame.PushParameter(variable.get());
 }
 
 }  // namespace
@@ -29,9 +28,9 @@ void HbStackFrame::PushParam(long value) { PushValue<HbLongVariable>(*this, valu
 void HbStackFrame::PushParam(bool value) { PushValue<HbBoolVariable>(*this, value); }
 
 void HbStackFrame::PushParam(const HbAmount& value) {
-  auto* const text = new HbStringVariable;
+  const tmx::NewVariable<HbStringVariable> text(new HbStringVariable);
   text->Set(value.GetDecimalPointString());
-  AppendHolder(8, HbVariableHolder::kParameter).AdoptVariable(text);
+  AppendHolder(8, HbVariableHolder::kParameter).SetVariable(text.get());
 }
 
 void HbStackFrame::PushParameter(HbVariable* variable) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tmxtools/core/amount.h"
@@ -52,6 +53,8 @@ class TMX_EXPORT HbStackFrame {
  public:
   // Takes ownership of the bytecode, which may be null.
   HbStackFrame(HbByteCode* byte_code, const String& sub_name);
+  HbStackFrame(std::unique_ptr<HbByteCode> byte_code, const String& sub_name)
+      : byte_code_(std::move(byte_code)), sub_name_(sub_name) {}
   ~HbStackFrame();
   HbStackFrame(const HbStackFrame&) = delete;
   HbStackFrame& operator=(const HbStackFrame&) = delete;

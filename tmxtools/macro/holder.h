@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "tmxtools/platform/export.h"
 #include "tmxtools/platform/string.h"
@@ -13,6 +14,13 @@ namespace tmx {
 constexpr unsigned short StorageType(unsigned short type) {
   return type == kAmountType ? static_cast<unsigned short>(kStringType) : type;
 }
+
+// Gives up the maker's reference on a new variable, also when something fails in between.
+struct DropReference {
+  void operator()(HbVariable* variable) const noexcept { variable->DecRefCount(); }
+};
+template <class Variable>
+using NewVariable = std::unique_ptr<Variable, DropReference>;
 
 }  // namespace tmx
 

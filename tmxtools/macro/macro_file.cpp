@@ -222,7 +222,7 @@ HbStackFrame* HbMacroFileStack::LoadSub(const String& sub_name, HbError& err) {
 
 HbStackFrame* HbMacroFileStack::NewFrame(tmx::MacroCode& code, const String& sub_name) {
   auto byte_code = std::make_unique<HbByteCode>(code.shared_from_this());
-  return std::make_unique<HbStackFrame>(byte_code.release(), sub_name).release();
+  return std::make_unique<HbStackFrame>(std::move(byte_code), sub_name).release();
 }
 
 tmx::MacroCode* HbMacroFileStack::FindLoaded(const String& sub_name) const {

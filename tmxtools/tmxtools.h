@@ -16,6 +16,7 @@
 #include "tmxtools/platform/caller_thread.h"
 #include "tmxtools/platform/clock.h"
 #include "tmxtools/platform/converter.h"
+#include "tmxtools/platform/crypto.h"
 #include "tmxtools/platform/date.h"
 #include "tmxtools/platform/dir_entry.h"
 #include "tmxtools/platform/env.h"

@@ -211,6 +211,25 @@ TEST_F(FileStream, AFullDiskTellsWhatWasWritten) {
   EXPECT_EQ(memory_.Get("f"), "abcdefij");
 }
 
+TEST_F(FileStream, SyncWaitsForTheDiskAndFlushDoesNot) {
+  memory_.Put("f", "abc");
+  SvFileStream stream("f", kReadWrite);
+  stream.Write("xyz", 3);
+  stream.Flush();
+  EXPECT_EQ(memory_.Unsynced("f").size(), 1u);
+  stream.Sync();
+  EXPECT_TRUE(memory_.Unsynced("f").empty());
+  faults_.Fail(tmx::EnvCall::kSync, 1, std::errc::io_error);
+  stream.Sync();
+  EXPECT_EQ(stream.GetError(), codes::WriteError);
+  stream.Sync();
+  EXPECT_EQ(faults_.Count(tmx::EnvCall::kSync), 2u) << "an error that stands hinders it";
+  stream.ResetError();
+  stream.Close();
+  stream.Sync();
+  EXPECT_EQ(stream.GetError(), codes::General);
+}
+
 TEST_F(FileStream, AFailedOpeningLeavesNoClaim) {
   memory_.Put("f", "abc");
   faults_.Fail(tmx::EnvCall::kSize, 1, std::errc::io_error);

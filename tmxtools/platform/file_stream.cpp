@@ -157,3 +157,7 @@ unsigned long SvFileStream::SeekPos(unsigned long position) {
 void SvFileStream::SetSize(unsigned long size) {
   if (RequireAccess(IsWritable())) Note(file_->SetSize(size), codes::WriteError);
 }
+
+void SvFileStream::SyncData() {
+  if (RequireAccess(true)) Note(file_->Sync(), codes::WriteError);
+}

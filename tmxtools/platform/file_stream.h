@@ -20,8 +20,9 @@ TMX_EXPORT std::uint32_t StreamErrorOf(std::errc error, std::uint32_t otherwise)
 //
 // Without Read and Write, or with Truncate but not Write, an opening is refused with 0x81A. A file
 // is created only with Write and without NoCreate. Nothing is held back between the calls and the
-// operating system, so Flush() has nothing to do. A file of more than 0xFFFFFFFE bytes is refused
-// with 0x81A.
+// operating system, so Flush() has nothing to do; Sync() waits for the disk, which holds the bytes
+// and the size then, but the name of a new file only once its directory is synced. A file of more
+// than 0xFFFFFFFE bytes is refused with 0x81A.
 //
 // Owns the open file and closes it with itself. Empty state: closed; operations then set 0x20D.
 // Reading without Read or writing without Write is 0x507. Threads: one at a time.
@@ -47,6 +48,7 @@ class TMX_EXPORT SvFileStream : public SvStream {
   unsigned long SeekPos(unsigned long position) override;
   void SetSize(unsigned long size) override;
   void FlushData() override {}
+  void SyncData() override;
 
  private:
   void Take(std::unique_ptr<tmx::EnvFile> file, std::uint16_t mode);

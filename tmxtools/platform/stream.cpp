@@ -81,6 +81,10 @@ void SvStream::Flush() {
   Guard([&] { FlushData(); });
 }
 
+void SvStream::Sync() {
+  Guard([&] { SyncData(); });
+}
+
 bool SvStream::SetStreamSize(unsigned long size) {
   Guard([&] {
     if (size > MaxSize) {

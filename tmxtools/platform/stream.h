@@ -85,6 +85,8 @@ class TMX_EXPORT SvStream {
   unsigned long Size();
   // Hands everything written to what lies below.
   void Flush();
+  // The same, and returns when it has reached the disk, if one lies below.
+  void Sync();
   // Cuts the stream or fills it up with zero bytes; the position stays.
   bool SetStreamSize(unsigned long size);
   // How many bytes ReadLine() reads at a time; 0 reads byte by byte.
@@ -130,6 +132,8 @@ class TMX_EXPORT SvStream {
   virtual unsigned long SeekPos(unsigned long position) = 0;
   virtual void SetSize(unsigned long size) = 0;
   virtual void FlushData() = 0;
+  // A stream over another one hands the call on; one without a disk has nothing more to do.
+  virtual void SyncData() { FlushData(); }
 
   void SetWritable(bool is_writable) { is_writable_ = is_writable; }
   // Tells the base a position that changed by other means than its calls.

@@ -42,7 +42,7 @@ std::optional<std::vector<Source>> ReadSources(const BuildOptions& options) {
   std::set<std::string> names;
   for (const std::string& path : options.sources) {
     auto text = ReadBytes(path);
-    if (!text) return Complain(path + ": cannot be read"), std::nullopt;
+    if (!text) return ComplainOf(path, "read"), std::nullopt;
     if (!names.insert(NameOf(path)).second)
       return Complain(path + ": another source makes the macro file '" + NameOf(path) + "'"),
              std::nullopt;
@@ -67,7 +67,7 @@ bool WriteImage(const std::string& out, const std::string& name, const MacroImag
   for (const auto& [extension, bytes] :
        {std::pair(".hbz", &image.index), std::pair(".hbx", &image.code)}) {
     const std::string path = directory + "/" + name + extension;
-    if (!WriteBytes(path, *bytes)) return Complain(path + ": cannot be written"), false;
+    if (!WriteBytes(path, *bytes)) return ComplainOf(path, "written"), false;
   }
   return true;
 }
@@ -96,16 +96,21 @@ int Build(const BuildOptions& options) {
 
 // None, with a complaint, if a part of the file is missing.
 std::optional<MacroImage> ReadImage(const MacroSet& set, const std::string& name) {
-  CheckedFile file = ReadMacroFile(set.path, name);
   const std::string path = MacroDirectory(set.path) + "/" + name;
-  if (!file.index) Complain(path + ".hbz: cannot be read");
-  if (!file.code) Complain(path + ".hbx: cannot be read");
-  if (!file.index || !file.code) return std::nullopt;
-  return MacroImage{std::move(*file.index), std::move(*file.code)};
+  const auto read = [&](const char* extension) {
+    auto bytes = ReadBytes(path + extension);
+    if (!bytes) ComplainOf(path + extension, "read");
+    return bytes;
+  };
+  auto index = read(".hbz");
+  auto code = read(".hbx");
+  if (!index || !code) return std::nullopt;
+  return MacroImage{std::move(*index), std::move(*code)};
 }
 
 void PrintProblems(const std::string& name, const compiler::Disassembly& disassembly) {
-  for (const std::string& problem : disassembly.problems) Complain(name + ": " + problem);
+  for (const std::string& problem : disassembly.problems)
+    Complain(name + ": " + ForOutput(problem));
 }
 
 int List(const MacroSet& set) {
@@ -204,6 +209,14 @@ int Check(const MacroSet& set, const CheckOptions& options) {
   return faults > 0 ? kFindings : kDone;
 }
 
+// An empty path, as from a variable of a script that is not set, would mean the root directory.
+void AddPath(CLI::App& command, const char* name, std::string& path, const char* help) {
+  command.add_option(name, path, help)
+      ->required()
+      ->type_name("DIR")
+      ->check([](const std::string& text) { return text.empty() ? "the path is empty" : ""; });
+}
+
 void AddBuild(CLI::App& macro, int& exit_code) {
   const auto options = std::make_shared<BuildOptions>();
   CLI::App* const command = macro.add_subcommand(
@@ -211,9 +224,7 @@ void AddBuild(CLI::App& macro, int& exit_code) {
       "Compile sources to DIR/macro/NAME.hbz and NAME.hbx. Nothing is written when a source has\n"
       "an error; the exit code is 1 then.");
   command->add_option("SOURCE", options->sources, "macro sources, NAME.hbm")->required();
-  command->add_option("--out", options->out, "the macro path to write below")
-      ->required()
-      ->type_name("DIR");
+  AddPath(*command, "--out", options->out, "the macro path to write below");
   command->add_flag("--strip", options->strip, "leave out the marks for diagnostics");
   command->callback([=, &exit_code] { exit_code = Build(*options); });
 }
@@ -247,9 +258,7 @@ void AddReader(CLI::App& macro, const char* name, const char* help, int (*run)(c
 
 std::shared_ptr<MacroSet> AddMacroSet(CLI::App& command) {
   auto set = std::make_shared<MacroSet>();
-  command.add_option("--path", set->path, "the macro path; files lie in DIR/macro")
-      ->required()
-      ->type_name("DIR");
+  AddPath(command, "--path", set->path, "the macro path; files lie in DIR/macro");
   command.add_option("--file", set->files, "a macro file, without extension; may be repeated")
       ->required()
       ->type_name("NAME")

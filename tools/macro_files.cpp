@@ -1,26 +1,38 @@
 #include "tools/macro_files.h"
 
+#include <cerrno>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
-
-#include "tools/output.h"
+#include <cstring>
+#include <memory>
 
 namespace tmx::tools {
+namespace {
 
-std::optional<std::string> ReadBytes(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+struct Closer {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OpenFile = std::unique_ptr<std::FILE, Closer>;
+
+}  // namespace
+
+std::optional<std::string> ReadBytes(const std::string& path, std::size_t longest) {
+  const OpenFile file(std::fopen(path.c_str(), "rb"));
   if (!file) return std::nullopt;
-  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (file.bad()) return std::nullopt;
+  std::string bytes;
+  char block[1 << 14];
+  while (const std::size_t got = std::fread(block, 1, sizeof block, file.get())) {
+    bytes.append(block, got);
+    if (bytes.size() > longest) return errno = EFBIG, std::nullopt;
+  }
+  if (std::ferror(file.get()) != 0) return std::nullopt;
   return bytes;
 }
 
 bool WriteBytes(const std::string& path, const std::string& bytes) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  return file.good();
+  OpenFile file(std::fopen(path.c_str(), "wb"));
+  if (!file) return false;
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+  return std::fclose(file.release()) == 0 && written;
 }
 
 std::string MacroDirectory(const std::string& macro_path) { return macro_path + "/macro"; }
@@ -30,8 +42,11 @@ compiler::CheckedFile ReadMacroFile(const std::string& macro_path, const std::st
   return {name, ReadBytes(path + ".hbz"), ReadBytes(path + ".hbx")};
 }
 
-void Complain(const std::string& text) {
-  std::fprintf(stderr, "tmx macro: %s\n", ForOutput(text).c_str());
+void Complain(const std::string& text) { std::fprintf(stderr, "tmx macro: %s\n", text.c_str()); }
+
+void ComplainOf(const std::string& path, const char* done) {
+  const std::string why = std::strerror(errno);
+  Complain(path + ": cannot be " + done + ": " + why);
 }
 
 }  // namespace tmx::tools

@@ -1,6 +1,7 @@
 // The macro files that `tmx macro` works on.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,10 +10,13 @@
 
 namespace tmx::tools {
 
-// A file's bytes, or none if it cannot be read.
-std::optional<std::string> ReadBytes(const std::string& path);
-// False if the file cannot be written whole.
+// The bytes of a file or pipe; none, with errno telling why, if it cannot be read or is longer
+// (EFBIG). Macro files and their sources are far shorter than the limit.
+std::optional<std::string> ReadBytes(const std::string& path, std::size_t longest = 64 << 20);
+// False, with errno telling why, if the file cannot be written whole.
 bool WriteBytes(const std::string& path, const std::string& bytes);
+// Says that the path cannot be `done`, and why by errno.
+void ComplainOf(const std::string& path, const char* done);
 
 // The directory of the macro files below a macro path.
 std::string MacroDirectory(const std::string& macro_path);
@@ -20,7 +24,8 @@ std::string MacroDirectory(const std::string& macro_path);
 // Index and code of the macro file; parts that cannot be read are absent.
 compiler::CheckedFile ReadMacroFile(const std::string& macro_path, const std::string& name);
 
-// What went wrong, on standard error.
+// What went wrong, on standard error. Names from the command line go out as they came in; texts of
+// the library go through ForOutput.
 void Complain(const std::string& text);
 
 }  // namespace tmx::tools

@@ -1,9 +1,11 @@
 // tmx macro run and trace: run a subroutine and print what a host sees.
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <deque>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
+#include <utility>
 
 #include "compiler/disassembler.h"
 #include "compiler/keywords.h"
@@ -65,6 +67,26 @@ bool IsAmountText(std::string_view text) {
       std::string(text.substr(0, comma)) +
       (comma == std::string_view::npos ? "" : std::string(text.substr(comma + 1)));
   return !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// What --param takes, for messages.
+constexpr std::pair<TypeCode, const char*> kTakes[] = {
+    {TypeCode::kString, "a string of at most 65535 bytes"},
+    {TypeCode::kDate, "a date as YYYYMMDD"},
+    {TypeCode::kInt, "an int from -32768 to 32767"},
+    {TypeCode::kLong, "a long from -2147483648 to 2147483647"},
+    {TypeCode::kBool, "a bool, true or false"},
+    {TypeCode::kAmount, "an amount like -1234,56"},
+};
+
+// What is wrong with a parameter.
+std::string WhyRefused(const std::string& text) {
+  const std::size_t colon = text.find(':');
+  if (colon != std::string::npos)
+    for (const auto& [type, taken] : kTakes)
+      if (type == compiler::TypeNamed(text.substr(0, colon)))
+        return "'" + text.substr(colon + 1) + "' is not " + taken;
+  return "'" + text + "' is not TYPE:VALUE with TYPE string, date, int, long, bool or amount";
 }
 
 // The host's own reference on each parameter, so that it can be read after the run.
@@ -252,11 +274,12 @@ class Tracer : public StepLimit {
 
   static std::string Values(const HbStackFrame& frame, const compiler::Instruction& instruction) {
     std::string values;
+    std::set<std::int64_t> shown;
     for (const compiler::DecodedValue& value : instruction.operands) {
       const bool names_holder = value.is_variable || value.shape->kind == OperandKind::kRawId;
       const HbVariableHolder* const holder =
           names_holder ? frame.GetHolder(static_cast<short>(value.number)) : nullptr;
-      if (holder == nullptr) continue;
+      if (holder == nullptr || !shown.insert(value.number).second) continue;
       values += values.empty() ? "  # " : ", ";
       values += '$' + std::to_string(value.number);
       if (!holder->GetName().IsEmpty()) values += ':' + std::string(holder->GetName().View());
@@ -292,38 +315,43 @@ void PrintPlain(const MeMacroEngine& engine, const HbError& error) {
   const std::string_view output = engine.GetOutput().View();
   std::fwrite(output.data(), 1, output.size(), stdout);
   const HbError& shown = error.IsSet() ? error : engine.GetStatus();
-  for (const HbError* link = &shown; link != nullptr && link->IsSet(); link = link->GetPrev())
-    Complain(std::to_string(link->GetCode()) + " " + std::string(link->GetText()->View()) + " (" +
-             std::string(link->GetParamText()->View()) + ")");
+  for (const HbError* link = &shown; link != nullptr && link->IsSet(); link = link->GetPrev()) {
+    const std::string_view parameter = link->GetParamText()->View();
+    Complain(ForOutput(std::to_string(link->GetCode()) + ' ' +
+                       std::string(link->GetText()->View()) +
+                       (parameter.empty() ? "" : " (" + std::string(parameter) + ')')));
+  }
 }
 
 // Pushes the parameters; false, with a complaint, for one that cannot be.
-bool PushAll(Parameters& parameters, HbStackFrame& frame, const RunOptions& options) {
-  if (options.input_file) {
-    const auto bytes = ReadBytes(*options.input_file);
-    if (!bytes) return Complain(*options.input_file + ": cannot be read"), false;
-    if (!parameters.PushText(frame, *bytes))
-      return Complain(*options.input_file + ": longer than 65535 bytes"), false;
-  }
+bool PushAll(Parameters& parameters, HbStackFrame& frame, const std::optional<std::string>& input,
+             const RunOptions& options) {
+  if (input) parameters.PushText(frame, *input);
   for (const std::string& text : options.params)
-    if (!parameters.Push(frame, text))
-      return Complain("not a parameter TYPE:VALUE: " + text), false;
+    if (!parameters.Push(frame, text)) return Complain("--param: " + WhyRefused(text)), false;
   return true;
 }
 
 int RunMacro(const MacroSet& set, const RunOptions& options, bool trace) {
+  std::optional<std::string> input;
+  if (options.input_file) {
+    input = ReadBytes(*options.input_file, String::MaxLen);
+    if (!input && errno == EFBIG)
+      return Complain(*options.input_file + ": longer than 65535 bytes"), kWrongUse;
+    if (!input) return ComplainOf(*options.input_file, "read"), kWrongUse;
+  }
   MeMacroEngine engine(Text(set.path));
   HbError error;
   for (const std::string& name : set.files) engine.PushFile(Text(name), error);
   Parameters parameters;
   // Wrong parameters are wrong use also where the subroutine is missing.
   HbStackFrame unused(nullptr, String());
-  if (Parameters checked; !PushAll(checked, unused, options)) return kWrongUse;
+  if (Parameters checked; !PushAll(checked, unused, input, options)) return kWrongUse;
   bool ok = false;
   StepLimit limit(engine, options.max_steps);
   Tracer tracer(engine, options.max_steps);
   if (std::unique_ptr<HbStackFrame> frame{engine.LoadSub(Text(options.subroutine), error)}) {
-    PushAll(parameters, *frame, options);
+    PushAll(parameters, *frame, input, options);
     if (trace)
       engine.SetObserver(&tracer);
     else if (options.max_steps != 0)

@@ -1,6 +1,8 @@
 // tmx: the tools around the library in one command.
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "tools/command.h"
 
@@ -11,9 +13,29 @@ constexpr void (*kCommands[])(CLI::App&, int&) = {
     tmx::tools::AddTextCommand,
 };
 
+// A word that nothing understands explains more than what is missing because of it.
+int WrongUse(const CLI::App& program, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = program.remaining(true);
+  const bool explains = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr ||
+                        dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+  if (!explains || unknown.empty())
+    return program.exit(error) == 0 ? tmx::tools::kDone : tmx::tools::kWrongUse;
+  std::fprintf(stderr, "'%s' is not known here\nRun with --help for more information.\n",
+               unknown.front().c_str());
+  return tmx::tools::kWrongUse;
+}
+
+// A full disk shows only when the last bytes leave the buffer.
+int AfterOutput(int exit_code) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return exit_code;
+  std::fputs("tmx: standard output: cannot be written\n", stderr);
+  return exit_code == tmx::tools::kDone ? tmx::tools::kFindings : exit_code;
+}
+
 int Run(int argc, char** argv) {
   CLI::App program("Tools for the texts and macros of a home-banking kernel.", "tmx");
   program.require_subcommand(1);
+  program.set_version_flag("--version", "tmx " TMX_VERSION, "Print the version and exit");
   program.footer(
       "Exit codes: 0 done, 1 a finding or an unreadable file, 2 wrong use, 3 a macro failed.\n"
       "tmx COMMAND --help tells more about a command.");
@@ -22,7 +44,7 @@ int Run(int argc, char** argv) {
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? tmx::tools::kDone : tmx::tools::kWrongUse;
+    return WrongUse(program, error);
   }
   return exit_code;
 }
@@ -31,7 +53,7 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return Run(argc, argv);
+    return AfterOutput(Run(argc, argv));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "tmx: %s\n", error.what());
     return tmx::tools::kFindings;

@@ -1,11 +1,9 @@
 // tmx macro run and trace: run a subroutine and print what a host sees.
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
-#include <utility>
 
 #include "compiler/disassembler.h"
 #include "compiler/keywords.h"
@@ -13,6 +11,7 @@
 #include "tools/command.h"
 #include "tools/macro_command.h"
 #include "tools/macro_files.h"
+#include "tools/macro_parameters.h"
 #include "tools/output.h"
 
 namespace tmx::tools {
@@ -26,171 +25,6 @@ struct RunOptions {
   std::vector<std::string> params;
   bool json = false;
   std::uint64_t max_steps = 0;
-};
-
-String Text(const std::string& text) { return String(std::string_view(text)); }
-
-// Bytes as code points, so that a text may hold any byte.
-std::string Utf8(std::string_view latin1) {
-  std::string utf8;
-  for (const char c : latin1) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      utf8 += c;
-    } else {
-      utf8 += static_cast<char>(0xC0 | byte >> 6);
-      utf8 += static_cast<char>(0x80 | (byte & 0x3F));
-    }
-  }
-  return utf8;
-}
-
-// ---- parameters -------------------------------------------------------------------------------
-
-template <typename Number>
-bool ParseNumber(std::string_view text, Number& number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size();
-}
-
-bool ParseDate(std::string_view text, HbDate& date) {
-  unsigned long number = 0;
-  if (text.size() != 8 || !ParseNumber(text, number)) return false;
-  date = HbDate(number);
-  return true;
-}
-
-bool IsAmountText(std::string_view text) {
-  if (text.starts_with('-')) text.remove_prefix(1);
-  const std::size_t comma = text.find(',');
-  const std::string digits =
-      std::string(text.substr(0, comma)) +
-      (comma == std::string_view::npos ? "" : std::string(text.substr(comma + 1)));
-  return !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
-}
-
-// What --param takes, for messages.
-constexpr std::pair<TypeCode, const char*> kTakes[] = {
-    {TypeCode::kString, "a string of at most 65535 bytes"},
-    {TypeCode::kDate, "a date as YYYYMMDD"},
-    {TypeCode::kInt, "an int from -32768 to 32767"},
-    {TypeCode::kLong, "a long from -2147483648 to 2147483647"},
-    {TypeCode::kBool, "a bool, true or false"},
-    {TypeCode::kAmount, "an amount like -1234,56"},
-};
-
-// What is wrong with a parameter.
-std::string WhyRefused(const std::string& text) {
-  const std::size_t colon = text.find(':');
-  if (colon != std::string::npos)
-    for (const auto& [type, taken] : kTakes)
-      if (type == compiler::TypeNamed(text.substr(0, colon)))
-        return "'" + text.substr(colon + 1) + "' is not " + taken;
-  return "'" + text + "' is not TYPE:VALUE with TYPE string, date, int, long, bool or amount";
-}
-
-// The host's own reference on each parameter, so that it can be read after the run.
-class Parameters {
- public:
-  Parameters() = default;
-  ~Parameters() {
-    for (const Parameter& parameter : parameters_) parameter.variable->DecRefCount();
-  }
-  Parameters(const Parameters&) = delete;
-  Parameters& operator=(const Parameters&) = delete;
-
-  // TYPE:VALUE; false for a type or value that there is not.
-  bool Push(HbStackFrame& frame, const std::string& text) {
-    const std::size_t colon = text.find(':');
-    if (colon == std::string::npos) return false;
-    const std::string value = text.substr(colon + 1);
-    switch (compiler::TypeNamed(text.substr(0, colon))) {
-      case TypeCode::kString:
-        return PushText(frame, value);
-      case TypeCode::kDate: {
-        HbDate date;
-        return ParseDate(value, date) && PushNew<HbDateVariable>(frame, TypeCode::kDate, date);
-      }
-      case TypeCode::kInt: {
-        short number = 0;
-        return ParseNumber(value, number) && PushNew<HbIntVariable>(frame, TypeCode::kInt, number);
-      }
-      case TypeCode::kLong: {
-        std::int32_t number = 0;
-        return ParseNumber(value, number) &&
-               PushNew<HbLongVariable>(frame, TypeCode::kLong, long{number});
-      }
-      case TypeCode::kBool:
-        return (value == "true" || value == "false") &&
-               PushNew<HbBoolVariable>(frame, TypeCode::kBool, value == "true");
-      case TypeCode::kAmount:
-        return IsAmountText(value) && PushAmount(frame, value);
-      default:
-        return false;
-    }
-  }
-
-  bool PushText(HbStackFrame& frame, const std::string& text) {
-    return text.size() <= String::MaxLen &&
-           PushNew<HbStringVariable>(frame, TypeCode::kString, Text(text));
-  }
-
-  Json ToJson() const {
-    Json list = Json::array();
-    for (const Parameter& parameter : parameters_)
-      list.push_back({{"type", compiler::NameOfType(parameter.type)},
-                      {"null", parameter.variable->IsNull()},
-                      {"value", Value(*parameter.variable)}});
-    return list;
-  }
-
- private:
-  struct Parameter {
-    TypeCode type;
-    HbVariable* variable;
-  };
-
-  template <class Variable, class Value>
-  bool PushNew(HbStackFrame& frame, TypeCode type, const Value& value) {
-    HbVariable* const variable = HbVariables::CreateVariable(static_cast<unsigned short>(type));
-    static_cast<Variable*>(variable)->Set(value);
-    frame.PushParameter(variable);
-    parameters_.push_back({type, variable});
-    return true;
-  }
-
-  bool PushAmount(HbStackFrame& frame, const std::string& text) {
-    HbAmount amount;
-    amount.SetFromDecimalPointString(Text(text), String());
-    frame.PushParam(amount);
-    const auto last = static_cast<unsigned short>(frame.GetHolderCount() - 1);
-    HbVariable* const variable = frame.GetHolderByPos(last)->GetVariable();
-    variable->IncRefCount();
-    parameters_.push_back({TypeCode::kAmount, variable});
-    return true;
-  }
-
-  static Json Value(const HbVariable& variable) {
-    switch (static_cast<TypeCode>(variable.GetType())) {
-      case TypeCode::kString:
-        return Utf8(static_cast<const HbStringVariable&>(variable).Get().View());
-      case TypeCode::kDate: {
-        char digits[16];
-        std::snprintf(digits, sizeof digits, "%08lu",
-                      static_cast<unsigned long>(
-                          static_cast<const HbDateVariable&>(variable).Get().GetDate()));
-        return digits;
-      }
-      case TypeCode::kInt:
-        return static_cast<const HbIntVariable&>(variable).Get();
-      case TypeCode::kLong:
-        return static_cast<const HbLongVariable&>(variable).Get();
-      default:
-        return static_cast<const HbBoolVariable&>(variable).Get();
-    }
-  }
-
-  std::vector<Parameter> parameters_;
 };
 
 // ---- observers --------------------------------------------------------------------------------
@@ -291,6 +125,35 @@ class Tracer : public StepLimit {
 
 // ---- running ----------------------------------------------------------------------------------
 
+Json Value(const HbVariable& variable) {
+  switch (static_cast<TypeCode>(variable.GetType())) {
+    case TypeCode::kString:
+      return Utf8(static_cast<const HbStringVariable&>(variable).Get().View());
+    case TypeCode::kDate: {
+      char digits[16];
+      std::snprintf(
+          digits, sizeof digits, "%08lu",
+          static_cast<unsigned long>(static_cast<const HbDateVariable&>(variable).Get().GetDate()));
+      return digits;
+    }
+    case TypeCode::kInt:
+      return static_cast<const HbIntVariable&>(variable).Get();
+    case TypeCode::kLong:
+      return static_cast<const HbLongVariable&>(variable).Get();
+    default:
+      return static_cast<const HbBoolVariable&>(variable).Get();
+  }
+}
+
+Json ParameterList(const Parameters& parameters) {
+  Json list = Json::array();
+  for (const auto& [type, variable] : parameters.All())
+    list.push_back({{"type", compiler::NameOfType(type)},
+                    {"null", variable->IsNull()},
+                    {"value", Value(*variable)}});
+  return list;
+}
+
 Json ErrorList(const HbError& error) {
   Json list = Json::array();
   for (const HbError* link = &error; link != nullptr && link->IsSet(); link = link->GetPrev())
@@ -306,7 +169,7 @@ void PrintJson(const MeMacroEngine& engine, const Parameters& parameters, bool o
                        {"condition", engine.GetCondition()},
                        {"output", Utf8(engine.GetOutput().View())},
                        {"input_pos", engine.GetInputPos()},
-                       {"params", parameters.ToJson()},
+                       {"params", ParameterList(parameters)},
                        {"pc_steps", engine.GetStepCount()}};
   std::printf("%s\n", result.dump().c_str());
 }

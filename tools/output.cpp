@@ -19,9 +19,7 @@ bool LocaleIsUtf8() {
 
 }  // namespace
 
-std::string ForOutput(std::string_view latin1) {
-  static const bool is_utf8 = LocaleIsUtf8();
-  if (!is_utf8) return std::string(latin1);
+std::string Utf8(std::string_view latin1) {
   std::string utf8;
   for (const char raw : latin1) {
     const auto byte = static_cast<unsigned char>(raw);
@@ -33,6 +31,11 @@ std::string ForOutput(std::string_view latin1) {
     }
   }
   return utf8;
+}
+
+std::string ForOutput(std::string_view latin1) {
+  static const bool is_utf8 = LocaleIsUtf8();
+  return is_utf8 ? Utf8(latin1) : std::string(latin1);
 }
 
 WarningsToStderr::WarningsToStderr() {

@@ -18,6 +18,24 @@ int HexValue(char c) {
   return -1;
 }
 
+bool IsPunctuation(char c) { return c != '\0' && std::strchr("()[],:=<>+-*/%!", c) != nullptr; }
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+// Whether the bytes hold a character that only UTF-8 writes so, and nothing that is not UTF-8.
+bool LooksLikeUtf8(std::string_view bytes) {
+  bool found = false;
+  for (std::size_t i = 0; i < bytes.size();) {
+    const auto lead = static_cast<unsigned char>(bytes[i++]);
+    if (lead < 0x80) continue;
+    const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
+    if (lead < 0xC2 || lead > 0xF4) return false;
+    for (int k = 0; k < more; ++k, ++i)
+      if (i >= bytes.size() || (static_cast<unsigned char>(bytes[i]) & 0xC0) != 0x80) return false;
+    found = true;
+  }
+  return found;
+}
+
 // Numbers beyond every operand's range stop growing here, so that none wraps into a valid one.
 constexpr std::int64_t kHuge = std::int64_t{1} << 40;
 
@@ -46,7 +64,7 @@ class Lexer {
   void Next() {
     const char c = Peek();
     if (c == '\n') return LineEnd();
-    if (c == ' ' || c == '\t' || c == '\r') return void(++pos_);
+    if (IsBlank(c)) return void(++pos_);
     if (c == '#') return Comment();
     if (IsWordStart(c)) return Word();
     if (IsDigit(c)) return NumberOrDate();
@@ -54,7 +72,8 @@ class Lexer {
     if (c == '\'') return Character();
     if (c == '$') return Marked(TokenKind::kId, "an id like $33");
     if (c == '@') return Marked(TokenKind::kTarget, "an offset like @120");
-    Punctuation();
+    if (IsPunctuation(c)) return Punctuation();
+    Foreign();
   }
 
   void LineEnd() {
@@ -117,8 +136,10 @@ class Lexer {
     }
     bool good = parts.size() == 4;
     for (const std::int64_t part : parts) good = good && part <= 255;
-    if (!good) diagnostics_.Error(token.at, "malformed date; write day.month.year");
-    parts.resize(4);
+    if (!good) {
+      diagnostics_.Error(token.at, "malformed date; write day.month.year");
+      parts.assign(4, 0);
+    }
     token.kind = TokenKind::kDate;
     for (const std::int64_t part : parts) token.text += static_cast<char>(part);
   }
@@ -147,7 +168,7 @@ class Lexer {
 
   void Text() {
     Token token{TokenKind::kText, Here(), {}, 0};
-    ++pos_;
+    const std::size_t begin = ++pos_;
     while (!AtLineEnd() && Peek() != '"') {
       if (Peek() != '\\') {
         token.text += text_[pos_++];
@@ -158,8 +179,15 @@ class Lexer {
     if (AtLineEnd())
       diagnostics_.Error(token.at, "text without closing quote");
     else
-      ++pos_;
+      WarnOfUtf8(token.at, std::string_view(text_).substr(begin, pos_++ - begin));
     tokens_.push_back(std::move(token));
+  }
+
+  // Such a text has more bytes than its author sees. Once says it for the whole source.
+  void WarnOfUtf8(Position at, std::string_view written) {
+    if (warned_of_utf8_ || !LooksLikeUtf8(written)) return;
+    diagnostics_.Warning(at, "the text looks like UTF-8; sources are ISO 8859-1");
+    warned_of_utf8_ = true;
   }
 
   void Character() {
@@ -190,15 +218,25 @@ class Lexer {
 
   void Punctuation() {
     const char c = Peek();
-    if (c == '\0' || std::strchr("()[],:=<>+-*/%!", c) == nullptr) {
-      diagnostics_.Error(Here(), "unexpected character");
-      ++pos_;
-      return;
-    }
     Token& token = Add(TokenKind::kPunctuation);
     token.text = c;
     ++pos_;
     if (Peek() == '=' && (c == '!' || c == '<' || c == '>')) token.text += text_[pos_++];
+  }
+
+  // Characters that begin no token: one message for as many as stand together.
+  void Foreign() {
+    const bool is_mark = pos_ == 0 && text_.starts_with("\xEF\xBB\xBF");
+    diagnostics_.Error(Here(),
+                       is_mark ? "the source begins with a mark of UTF-8; sources are ISO 8859-1"
+                               : "unexpected character");
+    do ++pos_;
+    while (pos_ < text_.size() && BeginsNothing(text_[pos_]));
+  }
+
+  static bool BeginsNothing(char c) {
+    return c != '\n' && c != '#' && c != '"' && c != '\'' && c != '$' && c != '@' && !IsBlank(c) &&
+           !IsWordPart(c) && !IsPunctuation(c);
   }
 
   const std::string& text_;
@@ -207,6 +245,7 @@ class Lexer {
   std::size_t pos_ = 0;
   std::size_t line_start_ = 0;
   int line_ = 1;
+  bool warned_of_utf8_ = false;
 };
 
 }  // namespace

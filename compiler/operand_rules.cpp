@@ -63,15 +63,45 @@ LiteralBytes EncodeText(const Term& term) {
   return literal;
 }
 
+// The null date, or a day and a month that there are. 30 February is a day to banks.
+bool IsDate(const std::string& day_month_century_year) {
+  const std::string& date = day_month_century_year;
+  return date == std::string(4, '\0') ||
+         (date[0] >= 1 && date[0] <= 31 && date[1] >= 1 && date[1] <= 12);
+}
+
 }  // namespace
 
-LiteralBytes EncodeLiteral(const Term& term, TypeCode type) {
+bool IsAmountText(std::string_view text) {
+  const auto is_digits = [](std::string_view part) {
+    return part.find_first_not_of("0123456789") == std::string_view::npos;
+  };
+  if (text.starts_with('-')) text.remove_prefix(1);
+  const std::size_t comma = std::min(text.find(','), text.size());
+  std::string_view whole = text.substr(0, comma);
+  const std::string_view fraction = text.substr(std::min(comma + 1, text.size()));
+  if (whole.empty() && fraction.empty()) return false;
+  for (std::size_t dot = whole.rfind('.'); dot != std::string_view::npos; dot = whole.rfind('.')) {
+    constexpr std::size_t kThousand = 3;
+    if (dot == 0 || whole.size() - dot - 1 != kThousand || !is_digits(whole.substr(dot + 1)))
+      return false;
+    whole = whole.substr(0, dot);
+  }
+  return is_digits(whole) && is_digits(fraction);
+}
+
+LiteralBytes EncodeLiteral(const Term& term, TypeCode type, bool verbatim) {
   switch (type) {
-    case TypeCode::kString:
     case TypeCode::kAmount:
+      if (term.kind == Term::Kind::kText && !verbatim && !term.text.empty() &&
+          !IsAmountText(term.text))
+        return Failed("an amount is written like \"-1234,56\" or \"1.234,56\"");
+      return EncodeText(term);
+    case TypeCode::kString:
       return EncodeText(term);
     case TypeCode::kDate:
       if (term.kind != Term::Kind::kDate) break;
+      if (!verbatim && !IsDate(term.text)) return Failed("no date has this day or month");
       return {term.text, false, {}};
     case TypeCode::kInt:
       return EncodeNumber(term, 2);

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "compiler/ast.h"
 #include "tmxtools/macro/opcode_table.h"
@@ -23,13 +24,18 @@ bool CanBePushed(TypeCode type);
 // The type that a literal has where `wanted` is expected (kNone: anything).
 TypeCode LiteralType(const Term& term, TypeCode wanted);
 
-// The raw bytes of a literal of the type; an error text if it has no such form.
+// Whether the text is an amount as people write it: digits with a decimal comma and perhaps a sign
+// and dots between thousands. Others make amounts too ("1.50" is 150), but hardly what was meant.
+bool IsAmountText(std::string_view text);
+
+// The raw bytes of a literal of the type; an error text if it has no such form. Verbatim sources
+// may also write amounts and dates that nobody would.
 struct LiteralBytes {
   std::string bytes;
   bool ends_in_text = false;  // the last byte is a text's zero
   std::string error;
 };
-LiteralBytes EncodeLiteral(const Term& term, TypeCode type);
+LiteralBytes EncodeLiteral(const Term& term, TypeCode type, bool verbatim);
 
 // The count of a command written with that many operands, none if no count fits.
 std::optional<int> CountFor(const Opcode& opcode, int operands);

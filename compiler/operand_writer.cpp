@@ -161,6 +161,8 @@ void OperandWriter::WriteRaw(const Instruction& instruction, const Operand& shap
 }
 
 void OperandWriter::WriteTarget(const Term& term) {
+  if (term.kind == Kind::kTarget && !verbatim_)
+    return diagnostics_.Error(term.at, "expected a label; offsets stand in verbatim sources only");
   if (term.kind == Kind::kTarget) return WriteNumber(term, 2, "an offset");
   if (term.kind != Kind::kName)
     return diagnostics_.Error(term.at, "expected a label, found " + Describe(term));
@@ -246,7 +248,7 @@ void OperandWriter::WriteLiteral(const Term& term, TypeCode type) {
   if (term.type != TypeCode::kNone && term.type != type)
     return diagnostics_.Error(
         term.at, "expected a literal of type " + NameOfType(type) + ", found " + Describe(term));
-  LiteralBytes literal = EncodeLiteral(term, type);
+  LiteralBytes literal = EncodeLiteral(term, type, verbatim_);
   if (!literal.error.empty()) return diagnostics_.Error(term.at, literal.error);
   if (!literal.ends_in_text) return assembler_.Data(literal.bytes);
   literal.bytes.pop_back();

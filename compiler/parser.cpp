@@ -93,6 +93,7 @@ class Parser : private OperandParser {
       ParseHead(sub);
     } catch (const Mistake&) {
       SkipLine();
+      sub.listed = !sub.name.empty();
     }
     sub.body = ParseBlock();
     sub.end = Cur().at;
@@ -181,7 +182,9 @@ class Parser : private OperandParser {
     if (word.text == "return") return ParseCommand(Row(Command::CmdExit), word.at);
     if (const Opcode* opcode = FindOpcode(word.text.c_str()))
       return IsDeclaration() ? ParseDeclarationLine(*opcode) : ParseCommand(*opcode, word.at);
-    Fail(word.at, "unknown statement '" + word.text + "'");
+    Fail(word.at,
+         "unknown statement '" + word.text + "'" +
+             (Cur().kind == TokenKind::kPunctuation ? "; variables are set by 'name = ...'" : ""));
   }
 
   Statement Simple(Statement::Kind kind, Position at) {

@@ -1,18 +1,22 @@
 #include "compiler/source.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tmx::compiler {
 
+Source::Source(std::string name, std::string text)
+    : name_(std::move(name)), text_(std::move(text)), line_starts_{0} {
+  for (std::size_t end = text_.find('\n'); end != std::string::npos;
+       end = text_.find('\n', end + 1))
+    line_starts_.push_back(end + 1);
+}
+
 std::string_view Source::Line(int line) const {
-  const std::string_view text = text_;
-  std::size_t begin = 0;
-  for (int current = 1; current < line; ++current) {
-    const std::size_t end = text.find('\n', begin);
-    if (end == std::string_view::npos) return {};
-    begin = end + 1;
-  }
-  std::string_view found = text.substr(begin, text.find('\n', begin) - begin);
+  const auto index = static_cast<std::size_t>(line - 1);
+  if (line < 1 || index >= line_starts_.size()) return {};
+  const std::string_view rest = std::string_view(text_).substr(line_starts_[index]);
+  std::string_view found = rest.substr(0, rest.find('\n'));
   if (found.ends_with('\r')) found.remove_suffix(1);
   return found;
 }

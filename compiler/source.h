@@ -21,7 +21,7 @@ struct Position {
 
 class Source {
  public:
-  Source(std::string name, std::string text) : name_(std::move(name)), text_(std::move(text)) {}
+  Source(std::string name, std::string text);
 
   const std::string& Name() const { return name_; }
   const std::string& Text() const { return text_; }
@@ -31,6 +31,7 @@ class Source {
  private:
   std::string name_;
   std::string text_;
+  std::vector<std::size_t> line_starts_;
 };
 
 enum class Severity { kError, kWarning };

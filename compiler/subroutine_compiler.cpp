@@ -147,7 +147,7 @@ class SubroutineCompiler {
     if (literal_type != type)
       return diagnostics_.Error(value->at, "the default must be of type " + NameOfType(type) +
                                                ", found " + Describe(*value));
-    const LiteralBytes literal = EncodeLiteral(*value, type);
+    const LiteralBytes literal = EncodeLiteral(*value, type, context_.verbatim);
     if (!literal.error.empty()) return diagnostics_.Error(value->at, literal.error);
     out.Data(literal.bytes);
   }
@@ -215,6 +215,10 @@ class SubroutineCompiler {
   // ---- calls ---------------------------------------------------------------------------------
   void Call(const Statement& statement) {
     std::vector<Term> operands = statement.operands;
+    constexpr std::size_t kMostArguments = 254;  // the count is a byte and counts the name too
+    if (operands.size() - 1 > kMostArguments)
+      return diagnostics_.Error(statement.at, "a call passes at most 254 arguments, not " +
+                                                  std::to_string(operands.size() - 1));
     const std::vector<TypeCode>* parameters = FindParameters(statement);
     if (parameters != nullptr && operands.size() - 1 > parameters->size())
       diagnostics_.Warning(statement.at, "'" + operands[0].text + "' takes " +

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "compiler/keywords.h"
+#include "compiler/operand_rules.h"
 #include "tmxtools/core/amount.h"
 #include "tmxtools/core/date_time.h"
 #include "tmxtools/variables/variable_types.h"
@@ -24,15 +25,6 @@ bool ParseDate(std::string_view text, HbDate& date) {
   if (text.size() != 8 || !ParseNumber(text, number)) return false;
   date = HbDate(number);
   return true;
-}
-
-bool IsAmountText(std::string_view text) {
-  if (text.starts_with('-')) text.remove_prefix(1);
-  const std::size_t comma = text.find(',');
-  const std::string digits =
-      std::string(text.substr(0, comma)) +
-      (comma == std::string_view::npos ? "" : std::string(text.substr(comma + 1)));
-  return !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
 }
 
 // What --param takes, for messages.
@@ -84,7 +76,7 @@ bool Parameters::Push(HbStackFrame& frame, const std::string& parameter) {
       return (value == "true" || value == "false") &&
              PushNew<HbBoolVariable>(frame, TypeCode::kBool, value == "true");
     case TypeCode::kAmount:
-      return IsAmountText(value) && PushAmount(frame, value);
+      return compiler::IsAmountText(value) && PushAmount(frame, value);
     default:
       return false;
   }

@@ -383,7 +383,7 @@ TEST(Limits, ACallHasAtMost254Arguments) {
   const std::string arguments = Repeated("1, ", 253);
   EXPECT_THAT(MessagesOf(Main("  call X(" + arguments + "1)\n")), IsEmpty());
   EXPECT_THAT(MessagesOf(Main("  call X(" + arguments + "1, 1)\n")),
-              HasSubstr("call does not take 256 operands"));
+              HasSubstr("a call passes at most 254 arguments, not 255"));
 }
 
 TEST(Limits, LinesBeyond65535HaveNoMark) {

@@ -9,6 +9,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 struct Case {
   const char* line;
@@ -57,10 +58,13 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"d = 1.2.30000", "9:5 error: malformed date; write day.month.year\n"},
         Case{"is_null $",
              "9:9 error: expected an id like $33\n9:9 error: no variable has the id $0\n"},
-        Case{"goto @", "9:6 error: expected an offset like @120\n"},
-        Case{"goto @65536", "9:6 error: an offset is at most 65535\n"},
+        Case{"raw 1 2 3\ngoto @5",
+             "10:6 error: expected a label; offsets stand in verbatim sources only\n"},
         Case{"i = ?", "9:5 error: unexpected character\n9:6 error: expected an operand\n"},
-        Case{"; i = 1", "9:1 error: unexpected character\n"}));
+        Case{"; i = 1", "9:1 error: unexpected character\n"},
+        Case{"if i = 1 && \xE4 l = 1\nend",
+             "9:10 error: unexpected character\n9:13 error: unexpected character\n"
+             "9:15 error: expected the end of the line\n"}));
 
 INSTANTIATE_TEST_SUITE_P(
     Statements, StatementErrors,
@@ -137,7 +141,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"read_string $34", "9:13 error: operand 'target' must be of type string, found $34\n"},
         Case{"goto 1.2.2003", "9:6 error: expected a label, found a date\n"},
         Case{"goto nowhere", "9:6 error: unknown label 'nowhere'\n"},
-        Case{"if_goto 'x', @0", "9:9 error: operand 'negate' must be a bool, found a character\n"},
+        Case{"if_goto 'x', here\nhere:",
+             "9:9 error: operand 'negate' must be a bool, found a character\n"},
         Case{"compare \"x\", '=', s, s", "9:9 error: expected a type, found a text\n"},
         Case{"compare string, 5, s, s",
              "9:17 error: operand 'operator' must be a character like "
@@ -188,6 +193,80 @@ TEST(FileErrors, WhatStandsOutsideSubroutines) {
             "1:18 error: a reserved value is at most 65535\n");
   EXPECT_EQ(MessagesOf("entry \"a\\x00\", 4, 5\n"),
             "1:1 error: a name may not hold the byte \\x00, which ends it\n");
+}
+
+TEST(FileErrors, SubroutinesWithoutANameDoNotStandTwice) {
+  EXPECT_EQ(MessagesOf("sub 5\nend\nsub\nend\n"),
+            "1:5 error: expected the name of a subroutine\n"
+            "3:4 error: expected the name of a subroutine\n");
+}
+
+TEST(FileErrors, OffsetsInVerbatimSources) {
+  EXPECT_EQ(MessagesOf("verbatim\nsub A\n  goto @65536\nend\n"),
+            "3:8 error: an offset is at most 65535\n");
+  EXPECT_EQ(MessagesOf("verbatim\nsub A\n  goto @\nend\n"),
+            "3:8 error: expected an offset like @120\n");
+  EXPECT_THAT(MessagesOf("verbatim\nsub A\n  goto @65535\nend\n"), IsEmpty());
+}
+
+TEST(FileErrors, SourcesInUtf8AreTold) {
+  EXPECT_EQ(MessagesOf("\xEF\xBB\xBFsub A\nend\n"),
+            "1:1 error: the source begins with a mark of UTF-8; sources are ISO 8859-1\n");
+  const auto of_text = [](const std::string& text) {
+    return MessagesOf("sub A\n  write_string \"" + text + "\"\n  write_string \"" + text +
+                      "\"\nend\n");
+  };
+  for (const char* utf8 : {"\xC3\xA4", "x\xE2\x82\xACy", "\xF0\x9F\x92\xB6"})
+    EXPECT_EQ(of_text(utf8), "2:16 warning: the text looks like UTF-8; sources are ISO 8859-1\n")
+        << "told once for the source";
+  for (const char* latin1 : {"\xE4", "\xE4\xF6", "\xC3\xA4\xE4", "\xC3", "\xE2\x82", "\xFF\x80",
+                             "\xC1\x80", "\\xC3\\xA4", "plain"})
+    EXPECT_THAT(of_text(latin1), IsEmpty());
+}
+
+TEST(FileErrors, AmountsThatWouldBecomeOtherOnes) {
+  const auto of = [](const std::string& amount, const std::string& before = "") {
+    return MessagesOf(before + "sub A\n  local amount a = \"" + amount +
+                      "\"\n  set amount, $33, \"" + amount + "\"\n  is_null $33\n  exit\nend\n");
+  };
+  const char* unusual[] = {"1.50", "x", "-", ",", "1,2,3", "1 ", "+1", ".500", "1.0000", "1,5.0"};
+  for (const char* amount : unusual)
+    EXPECT_THAT(of(amount),
+                HasSubstr("2:20 error: an amount is written like \"-1234,56\" or \"1.234,56\"\n"
+                          "3:20 error: an amount is"))
+        << amount;
+  for (const char* amount : {"", "0", "1,50", "-1,5", "1.234,56", "-1.234.567", ",5", "5,"})
+    EXPECT_THAT(of(amount), Not(HasSubstr("error"))) << amount;
+  for (const char* amount : unusual)
+    EXPECT_THAT(MessagesOf("verbatim\nsub A\n  local amount, $33, \"" + std::string(amount) +
+                           "\"\n  exit\nend\n"),
+                IsEmpty());
+}
+
+TEST(FileErrors, DatesThatAreNone) {
+  const auto of = [](const std::string& date) {
+    return MessagesOf("sub A\n  write_date " + date + "\nend\n");
+  };
+  for (const char* date : {"32.1.2024", "1.13.2024", "0.1.2024", "1.0.2024"})
+    EXPECT_EQ(of(date), "2:14 error: no date has this day or month\n") << date;
+  for (const char* date : {"30.2.2024", "31.12.2024", "0.0.0"})
+    EXPECT_THAT(of(date), IsEmpty()) << date;
+  EXPECT_THAT(MessagesOf("verbatim\nsub A\n  write_date 99.99.9999\n  exit\nend\n"), IsEmpty());
+}
+
+TEST(FileErrors, AssignmentsOfOtherLanguages) {
+  EXPECT_EQ(MessagesOfLine("i += 1"),
+            "9:1 error: unknown statement 'i'; variables are set by 'name = ...'\n");
+}
+
+TEST(Diagnostics, OfManyLinesShowTheirOwnLine) {
+  const int kLines = 50000;
+  std::string text = "sub A\n";
+  for (int i = 0; i < kLines; ++i) text += "foo\n";
+  const Source source("a.hbm", text + "end\n");
+  const Compiled compiled = Compile(source);
+  const std::string all = compiled.diagnostics.Render(source);
+  EXPECT_THAT(all, ::testing::EndsWith("a.hbm:50001:1: error: unknown statement 'foo'\nfoo\n^\n"));
 }
 
 TEST(FileErrors, HeadsOfSubroutines) {

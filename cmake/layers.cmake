@@ -5,12 +5,23 @@
 set(TMX_LAYERS "")
 find_package(Threads REQUIRED)
 
+# Kernels for one instruction set stand in files of their own, which are entered only where the
+# processor has it; so nothing that is shared with other files may be compiled in them.
+function(tmx_instruction_set ending options)
+  list(FILTER ARGN INCLUDE REGEX "${ending}$")
+  set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "${options}")
+endfunction()
+
 function(tmx_layer name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tmxtools/${name}/*.cpp)
   if(NOT sources)
     return()
   endif()
   add_library(tmx_${name} STATIC ${sources})
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+    tmx_instruction_set("_avx2.cpp" -mavx2 ${sources})
+    tmx_instruction_set("_avx512.cpp" "-mavx512f;-mavx512bw;-mavx512dq;-mavx512vl" ${sources})
+  endif()
   target_include_directories(tmx_${name} PUBLIC ${CMAKE_SOURCE_DIR})
   if(TMX_LAYERS)
     list(GET TMX_LAYERS -1 below)

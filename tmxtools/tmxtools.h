@@ -30,6 +30,7 @@
 #include "tmxtools/platform/stream.h"
 #include "tmxtools/platform/string.h"
 #include "tmxtools/streams/file.h"
+#include "tmxtools/streams/masking.h"
 #include "tmxtools/streams/ripemd160.h"
 #include "tmxtools/streams/script.h"
 #include "tmxtools/textres/message_resolver.h"

@@ -4,6 +4,7 @@
 
 set(TMX_LAYERS "")
 find_package(Threads REQUIRED)
+find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 
 # Kernels for one instruction set stand in files of their own, which are entered only where the
 # processor has it; so nothing that is shared with other files may be compiled in them.
@@ -27,7 +28,7 @@ function(tmx_layer name)
     list(GET TMX_LAYERS -1 below)
     target_link_libraries(tmx_${name} PUBLIC ${below})
   else()
-    target_link_libraries(tmx_${name} PUBLIC Threads::Threads)
+    target_link_libraries(tmx_${name} PUBLIC Threads::Threads OpenSSL::Crypto)
   endif()
   set(TMX_LAYERS ${TMX_LAYERS} tmx_${name} PARENT_SCOPE)
 endfunction()
@@ -40,7 +41,7 @@ function(tmx_shared_library name)
   add_library(${name} SHARED ${objects})
   target_include_directories(${name} INTERFACE
     $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<INSTALL_INTERFACE:include>)
-  target_link_libraries(${name} PRIVATE Threads::Threads)
+  target_link_libraries(${name} PRIVATE Threads::Threads OpenSSL::Crypto)
   target_link_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:LINKER:--no-undefined>)
   set_target_properties(${name} PROPERTIES
     LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})

@@ -27,6 +27,7 @@
 #include "tmxtools/platform/mutex.h"
 #include "tmxtools/platform/point.h"
 #include "tmxtools/platform/program.h"
+#include "tmxtools/platform/secret.h"
 #include "tmxtools/platform/stream.h"
 #include "tmxtools/platform/string.h"
 #include "tmxtools/streams/file.h"

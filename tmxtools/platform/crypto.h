@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <vector>
 
 #include "tmxtools/platform/export.h"
+#include "tmxtools/platform/secret.h"
 
 namespace tmx {
 
@@ -18,7 +18,7 @@ using DesBlock = std::array<std::uint8_t, 8>;
 enum class CipherDirection { Encrypt, Decrypt };
 
 // Two-key triple DES (encrypt, decrypt, encrypt; ANSI X9.52 keying option 2) under one 16-byte key.
-// Immutable; the schedules are wiped by the destructor. Safe to use from several threads.
+// The destructor wipes the schedules. Threads: one at a time.
 class TMX_EXPORT TripleDes {
  public:
   static constexpr std::size_t KeyLength = 16;
@@ -46,13 +46,15 @@ class TMX_EXPORT AsymmetricKey {
   virtual ~AsymmetricKey() = default;
   virtual std::size_t BlockLength() const = 0;
   // `text` as one block; nothing when the text is too long or the key cannot do it.
-  virtual std::optional<std::vector<std::uint8_t>> Forward(const std::uint8_t* text,
-                                                           std::size_t length) const = 0;
+  virtual std::optional<SecretBytes> Forward(const std::uint8_t* text,
+                                             std::size_t length) const = 0;
   // The text of one block that Forward() made; nothing when it is none.
-  virtual std::optional<std::vector<std::uint8_t>> Inverse(const std::uint8_t* block,
-                                                           std::size_t length) const = 0;
+  virtual std::optional<SecretBytes> Inverse(const std::uint8_t* block,
+                                             std::size_t length) const = 0;
 };
 
+// Writing seals with the public half, so a public key is enough; reading opens with the private
+// one.
 enum class AsymmetricUse { Write, Read };
 
 // What the library asks of a crypto library.
@@ -63,13 +65,13 @@ class TMX_EXPORT CryptoProvider {
   virtual void NormaliseKeyHalf(std::uint8_t* half) const = 0;
   // Null when the crypto library fails.
   virtual std::unique_ptr<TripleDes> MakeTripleDes(const std::uint8_t* key) const = 0;
-  // Null when the bytes are no key that can be used so.
+  // From an RSA key in PEM or DER that no passphrase protects. Its blocks are as long as its
+  // modulus and padded by PKCS #1 v1.5 (RFC 8017, 7.2), which leaves a text 11 bytes less. Null
+  // when the bytes are no such key.
   virtual std::unique_ptr<AsymmetricKey> MakeAsymmetricKey(const std::uint8_t* bytes,
                                                            std::size_t length,
                                                            AsymmetricUse use) const = 0;
   virtual bool FillRandom(std::uint8_t* bytes, std::size_t count) const = 0;
-  // Overwrites bytes that held secrets, in a way that no compiler leaves out.
-  virtual void Wipe(void* bytes, std::size_t count) const = 0;
 };
 
 // The provider in use; at first OpenSSL's libcrypto.

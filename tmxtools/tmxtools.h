@@ -30,6 +30,8 @@
 #include "tmxtools/platform/secret.h"
 #include "tmxtools/platform/stream.h"
 #include "tmxtools/platform/string.h"
+#include "tmxtools/streams/crypt_file_stream.h"
+#include "tmxtools/streams/crypt_stream.h"
 #include "tmxtools/streams/file.h"
 #include "tmxtools/streams/masking.h"
 #include "tmxtools/streams/ripemd160.h"

@@ -6,6 +6,7 @@
 #include "tests/support/memory_env.h"
 #include "tests/support/print.h"
 #include "tmxtools/platform/file_stream.h"
+#include "tmxtools/streams/crypt_stream.h"
 
 namespace {
 
@@ -210,18 +211,54 @@ TEST_F(File, AKeyLengthWithoutKeysOpensAPlainFile) {
   EXPECT_EQ(line_, "plain");
 }
 
-TEST_F(File, KeysAreRefusedAndNothingIsWritten) {
-  unsigned char key[16] = {};
-  const auto refuses = [&](unsigned char* rsa, const unsigned char* session,
-                           const unsigned char* wrapping) {
-    HbFile file("f");
-    HbError err;
-    const bool opened = file.Open(err, kReadWrite, rsa, 16, session, wrapping);
-    return !opened && err.GetCode() == 0x454F && !file.IsOpen() && !memory_.Info("f").Ok();
-  };
-  EXPECT_TRUE(refuses(key, nullptr, nullptr));
-  EXPECT_TRUE(refuses(nullptr, key, nullptr));
-  EXPECT_TRUE(refuses(nullptr, nullptr, key));
+// The keys of the tests, which open files as the log does.
+unsigned char g_key[16] = {'k', 'e', 'y'};
+constexpr unsigned short kSecret =
+    kReadWrite | tmx::crypt_mode::Tagged | tmx::crypt_mode::Encrypt | tmx::crypt_mode::Sign;
+
+TEST_F(File, AnyKeySelectsAnEncryptedStream) {
+  HbFile file("f");
+  ASSERT_TRUE(file.Open(err_, kSecret, nullptr, 0, g_key, g_key));
+  EXPECT_TRUE(file.IsOpen());
+  EXPECT_TRUE(file.WriteLine("one", err_));
+  file.Close();
+  EXPECT_EQ(memory_.Get("f").substr(0, 8), "QK26CRST");
+  EXPECT_EQ(memory_.Get("f").find("one"), std::string::npos);
+  constexpr unsigned short kReading = mode::Read | (kSecret & 0xE000);
+  ASSERT_TRUE(file.Open(err_, kReading, nullptr, 0, g_key, nullptr));
+  EXPECT_TRUE(file.ReadLine(line_, err_));
+  EXPECT_EQ(line_, "one");
+  EXPECT_FALSE(file.ReadLine(line_, err_));
+  EXPECT_FALSE(err_.IsSet());
+}
+
+TEST_F(File, AnAlteredSignedFileOpensAndItsFirstReadFails) {
+  HbFile file("f");
+  ASSERT_TRUE(file.Open(err_, kSecret, nullptr, 0, g_key, g_key));
+  EXPECT_TRUE(file.WriteLine("one", err_));
+  file.Close();
+  std::string bytes = memory_.Get("f");
+  bytes.back() = static_cast<char>(bytes.back() ^ 1);
+  memory_.Put("f", bytes);
+  constexpr unsigned short kReading = mode::Read | (kSecret & 0xE000);
+  EXPECT_TRUE(file.Open(err_, kReading, nullptr, 0, g_key, nullptr));
+  EXPECT_FALSE(file.ReadLine(line_, err_));
+  EXPECT_EQ(err_.GetCode(), 0x4550);
+  EXPECT_EQ(*err_.GetParamText(), "/home/f");
+}
+
+TEST_F(File, AnEncryptedFileThatCannotBeOpenedIsClosedWithTheCauseInTheStatus) {
+  HbFile file("d/f");
+  EXPECT_FALSE(file.Open(err_, kSecret, nullptr, 0, g_key, g_key));
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_EQ(file.GetStream(), nullptr);
+  EXPECT_EQ(err_.GetCode(), 0x4548);
+  memory_.Put("g", "not a magic");
+  err_.Clear();
+  EXPECT_FALSE(file.Open(err_, "g", kSecret, nullptr, 0, g_key, g_key));
+  EXPECT_EQ(err_.GetCode(), 0x4555);
+  EXPECT_EQ(*err_.GetParamText(), "/home/g");
+  EXPECT_EQ(memory_.Get("g"), "not a magic");
 }
 
 TEST_F(File, EveryFailingCallOfTheSystemEndsInAnError) {

@@ -4,6 +4,7 @@
 
 #include "tmxtools/platform/dir_entry.h"
 #include "tmxtools/platform/file_stream.h"
+#include "tmxtools/streams/crypt_file_stream.h"
 
 namespace {
 
@@ -11,7 +12,7 @@ constexpr unsigned short kNotOpen = 17740;
 constexpr unsigned short kOutOfMemory = 0x4554;
 
 struct Keys {
-  const unsigned char* key;
+  unsigned char* key;
   long key_length;
   const unsigned char* session_key;
   const unsigned char* key_encryption_key;
@@ -21,17 +22,11 @@ struct Keys {
   }
 };
 
-// The one place that decides which stream a file gets. An encrypted stream cannot be had here, so
-// keys are refused as an invalid parameter; opening such a file plainly instead would write
-// secrets in the clear.
+// The one place that decides which stream a file gets.
 std::unique_ptr<SvStream> OpenStream(const String& name, unsigned short mode, const Keys& keys) {
-  auto stream = std::make_unique<SvFileStream>();
-  if (keys.AnyGiven()) {
-    stream->SetError(tmx::stream_error::InvalidParameter);
-  } else {
-    stream->Open(name, mode);
-  }
-  return stream;
+  if (!keys.AnyGiven()) return std::make_unique<SvFileStream>(name, mode);
+  return std::make_unique<HbCryptFileStream>(name, mode, keys.key, keys.key_length,
+                                             keys.session_key, keys.key_encryption_key);
 }
 
 }  // namespace
@@ -80,8 +75,10 @@ bool HbFile::Open(HbError& err, unsigned short mode, unsigned char* key, long ke
 }
 
 bool HbFile::IsOpen() const {
+  const auto* const encrypted = dynamic_cast<const HbCryptFileStream*>(stream_.get());
+  if (encrypted != nullptr) return encrypted->IsOpen();
   const auto* const plain = dynamic_cast<const SvFileStream*>(stream_.get());
-  return plain == nullptr ? stream_ != nullptr : plain->IsOpen();
+  return plain != nullptr && plain->IsOpen();
 }
 
 void HbFile::Close() {

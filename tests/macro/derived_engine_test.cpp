@@ -1,5 +1,5 @@
 // What the engine offers to engines that derive from it: the helpers that measure the field at the
-// cursor, and holders that designate the variables of a registry of theirs.
+// cursor, the texts of codes, and holders that designate the variables of a registry of theirs.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -21,6 +21,7 @@ class RegistryEngine : public MeMacroEngine {
   explicit RegistryEngine(bool decoded) : MeMacroEngine(EngineHost::kMacroPath) {
     if (decoded) EnableDecodedDispatch();
   }
+  using MeMacroEngine::GetErrorText;
   HbVariables registry;
   int digits = -1;
   bool blanks = false;
@@ -80,6 +81,12 @@ class RegistryEngineTest : public ::testing::TestWithParam<bool> {
 };
 
 INSTANTIATE_TEST_SUITE_P(EveryEngine, RegistryEngineTest, ::testing::Bool());
+
+TEST_P(RegistryEngineTest, TheTextOfAnErrorCodeIsItsNumber) {
+  String text = "before";
+  engine_.GetErrorText(17490, text);
+  EXPECT_EQ(text, "17490");
+}
 
 // ---- measuring the field ---------------------------------------------------------------------
 

@@ -272,6 +272,35 @@ TEST(MacroFileErrorTest, TheMagicHasAFormatAndAVersion) {
   EXPECT_EQ(FirstLookup(image), (ErrorChain{{kMalformed, kCodeFile}}));
 }
 
+TEST_F(FileTest, TheMagicIsCheckedOnlyWhenTheCodeFileIsOpened) {
+  Put(ImageBuilder("test").Sub("Sub", "\x01").Sub("Other", "\x02").Build());
+  HbMacroFile file("test", EngineHost::kMacroPath);
+  HbError err;
+  std::unique_ptr<HbByteCode> code(file.Load("Sub", err));
+  ASSERT_NE(code, nullptr);
+  const auto opened = env_.Open(kCodeFile, {.read = true, .write = true});
+  ASSERT_TRUE(opened.Ok());
+  opened.value->WriteAt(0, "XXXX", 4);
+  code.reset(file.Load("Other", err));
+  ASSERT_NE(code, nullptr);
+  EXPECT_EQ(code->ReadByte(err), 2);
+  file.Close();
+  EXPECT_EQ(file.Load("Other", err), nullptr);
+  EXPECT_EQ(err.GetCode(), kMalformed);
+}
+
+TEST_F(FileTest, AWrongMagicIsReportedByEveryLookup) {
+  MacroImage image = ImageBuilder("test").Sub("Sub", "\x01").Build();
+  image.code->replace(0, 4, "JHOX");
+  Put(image);
+  HbMacroFile file("test", EngineHost::kMacroPath);
+  for (int round = 0; round < 2; ++round) {
+    HbError err;
+    EXPECT_EQ(file.Load("Sub", err), nullptr);
+    EXPECT_EQ(err.GetCode(), 17495);
+  }
+}
+
 TEST_F(FileTest, ABrokenFileStaysBroken) {
   Put("test.hbz", "cut");
   HbMacroFile file("test", EngineHost::kMacroPath);

@@ -27,8 +27,13 @@ struct MemoryEnv::Node {
 
 class MemoryEnv::File : public EnvFile {
  public:
-  File(std::shared_ptr<Node> node, FileAccess access, const std::shared_ptr<int>& power)
-      : node_(std::move(node)), access_(access), power_(power) {}
+  File(std::shared_ptr<Node> node, FileAccess access, const MemoryEnv& env,
+       const std::string& path = {})
+      : node_(std::move(node)),
+        access_(access),
+        power_(env.power_),
+        listener_(env.listener_),
+        path_(env.Absolute(path)) {}
   ~File() override { node_->claims.erase(this); }
 
   EnvResult<std::size_t> ReadAt(std::uint64_t offset, char* data, std::size_t count) override {
@@ -42,6 +47,7 @@ class MemoryEnv::File : public EnvFile {
     if (power_.expired()) return {0, std::errc::io_error};
     if (!access_.write) return {0, std::errc::bad_file_descriptor};
     node_->Make({offset, std::string(data, count), true});
+    if (*listener_) (*listener_)({Kind::kWrite, path_, offset, std::string(data, count)});
     return {count, {}};
   }
   EnvResult<std::uint64_t> Size() override {
@@ -52,12 +58,14 @@ class MemoryEnv::File : public EnvFile {
     if (power_.expired()) return std::errc::io_error;
     if (!access_.write) return std::errc::bad_file_descriptor;
     node_->Make({size, {}, false});
+    if (*listener_) (*listener_)({Kind::kSetSize, path_, size, {}});
     return {};
   }
   std::errc Sync() override {
     if (power_.expired()) return std::errc::io_error;
     node_->durable = node_->bytes;
     node_->unsynced.clear();
+    if (*listener_) (*listener_)({Kind::kSync, path_, 0, {}});
     return {};
   }
   std::errc Claim(const FileClaim& claim) override {
@@ -72,9 +80,13 @@ class MemoryEnv::File : public EnvFile {
   }
 
  private:
+  using Kind = Operation::Kind;
+
   std::shared_ptr<Node> node_;
   FileAccess access_;
   std::weak_ptr<int> power_;
+  std::shared_ptr<const Listener> listener_;
+  std::string path_;
 };
 
 namespace {
@@ -98,6 +110,10 @@ MemoryEnv::~MemoryEnv() = default;
 
 std::string MemoryEnv::Absolute(const std::string& path) const {
   return path.empty() || path[0] == '/' ? path : "/home/" + path;
+}
+
+void MemoryEnv::Tell(Operation::Kind kind, const std::string& path) const {
+  if (*listener_) (*listener_)({kind, Absolute(path), 0, {}});
 }
 
 std::shared_ptr<MemoryEnv::Node> MemoryEnv::Find(const std::string& path) const {
@@ -125,14 +141,15 @@ EnvResult<std::unique_ptr<EnvFile>> MemoryEnv::Open(const std::string& path, Fil
   if (node == nullptr) {
     if (!access.create) return {nullptr, std::errc::no_such_file_or_directory};
     node = live_[Absolute(path)] = std::make_shared<Node>();
+    Tell(Operation::Kind::kCreate, path);
   }
   if (node->is_directory) return {nullptr, std::errc::is_a_directory};
-  return {std::make_unique<File>(node, access, power_), {}};
+  return {std::make_unique<File>(node, access, *this, path), {}};
 }
 
 EnvResult<std::unique_ptr<EnvFile>> MemoryEnv::OpenTemporary() {
   const FileAccess access{.read = true, .write = true, .create = true};
-  return {std::make_unique<File>(std::make_shared<Node>(), access, power_), {}};
+  return {std::make_unique<File>(std::make_shared<Node>(), access, *this), {}};
 }
 
 EnvResult<FileInfo> MemoryEnv::Info(const std::string& path) {
@@ -162,6 +179,7 @@ std::errc MemoryEnv::Remove(const std::string& path) {
   if (node == nullptr) return std::errc::no_such_file_or_directory;
   if (HasEntriesBelow(path)) return std::errc::directory_not_empty;
   live_.erase(Absolute(path));
+  Tell(Operation::Kind::kRemove, path);
   return {};
 }
 
@@ -196,6 +214,7 @@ std::errc MemoryEnv::SyncDir(const std::string& path) {
   };
   std::erase_if(durable_, in_directory);
   std::copy_if(live_.begin(), live_.end(), std::inserter(durable_, durable_.end()), in_directory);
+  Tell(Operation::Kind::kSyncDir, path);
   return {};
 }
 

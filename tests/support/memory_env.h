@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tmxtools/platform/env.h"
@@ -27,6 +28,15 @@ class MemoryEnv : public Env {
   };
   // Says how many bytes of an unsynced write survive; a change of size survives unless this is 0.
   using Survival = std::function<std::size_t(const std::string& path, const Change& change)>;
+  // Something that was done and that a power cut may lose, or that keeps one from losing it.
+  struct Operation {
+    enum class Kind { kCreate, kRemove, kWrite, kSetSize, kSync, kSyncDir };
+    Kind kind = Kind::kWrite;
+    std::string path;          // absolute; of the directory for kSyncDir
+    std::uint64_t offset = 0;  // of a write; the new size for kSetSize
+    std::string bytes;
+  };
+  using Listener = std::function<void(const Operation& operation)>;
 
   MemoryEnv();
   ~MemoryEnv() override;
@@ -48,6 +58,8 @@ class MemoryEnv : public Env {
   // A file's bytes as programs see them; made or replaced, on the disk at once, by Put().
   std::string Get(const std::string& path) const;
   void Put(const std::string& path, const std::string& bytes);
+  // Tells of every operation, after it was done; renamings and new directories are not told.
+  void SetListener(Listener listener) { *listener_ = std::move(listener); }
   // The changes of a file that have not reached the disk, oldest first.
   std::vector<Change> Unsynced(const std::string& path) const;
   // Brings back what the disk holds; every open file then fails with io_error.
@@ -64,10 +76,13 @@ class MemoryEnv : public Env {
   std::errc CheckParent(const std::string& path) const;
   bool HasEntriesBelow(const std::string& path) const;
 
+  void Tell(Operation::Kind kind, const std::string& path) const;
+
   Entries live_;
   Entries durable_;
   std::map<std::string, std::string> variables_;
-  std::shared_ptr<int> power_;  // replaced at a power cut
+  std::shared_ptr<int> power_;                                         // replaced at a power cut
+  std::shared_ptr<Listener> listener_ = std::make_shared<Listener>();  // files share it
   unsigned char next_random_ = 1;
 };
 

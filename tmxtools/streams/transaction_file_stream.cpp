@@ -31,7 +31,7 @@ void HbTransactionFileStream::Open(const String& data_name, const String& log_na
   data_file_.Open(data_name, static_cast<unsigned short>(mode_bits & ~mode::Truncate));
   Guarded([&] {
     if (TakeError(data_file_)) OpenLog(log_name);
-    if (!HasError() && IsDurable()) SyncNames();
+    if (!HasError() && IsDurable()) SyncEmptyFiles();
   });
   if (HasError()) {
     data_file_.Close();
@@ -54,10 +54,12 @@ void HbTransactionFileStream::OpenLog(const String& name) {
   SetError(codes::LockingViolation);
 }
 
-// An empty file may be a new one, also when it was an earlier process that made it. (T6)
-void HbTransactionFileStream::SyncNames() {
+// An empty file may be a new one, also when it was an earlier process that made it, and an empty
+// log one that an earlier process cleared and did not live to sync. (T6)
+void HbTransactionFileStream::SyncEmptyFiles() {
   const bool is_new_data = data_file_.Size() == 0;
   const bool is_new_log = log_file_.Size() < tmx::UndoLog::LengthSize;
+  if (is_new_log) log_file_.Sync();
   if (!TakeError(data_file_) || !TakeError(log_file_)) return;
   const std::string_view data_directory = DirectoryOf(data_file_.GetFileName());
   const std::string_view log_directory = DirectoryOf(log_file_.GetFileName());

@@ -12,8 +12,8 @@
 // A transaction stream over a data file and a log file. The log file is there only while the
 // stream is open, or after a crash; it is opened so that nobody else can open it meanwhile.
 //
-//   T6  The names of the files have reached the disk before the log is used; the disappearance of
-//       the log's name has before Close() returns.
+//   T6  The names of the files have reached the disk before the log is used, and so has that it is
+//       empty if it is; the disappearance of the log's name has before Close() returns.
 //
 // Owns the two files; its destructor closes it. Empty state: closed. Errors are those of the files
 // and of HbTransactionStream; when another one holds the log, it is 0x708 and the data is
@@ -37,7 +37,7 @@ class TMX_EXPORT HbTransactionFileStream : public HbTransactionStream {
 
  private:
   void OpenLog(const String& name);
-  void SyncNames();
+  void SyncEmptyFiles();
   void RemoveLog();
   void SyncDirectory(std::string_view path);
   void Note(std::errc error);

@@ -1,0 +1,316 @@
+#include "tests/crash/simulator.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tests/support/reference_undo_log.h"
+#include "tmxtools/streams/transaction_file_stream.h"
+
+namespace tmx::crash {
+namespace {
+
+using Kind = MemoryEnv::Operation::Kind;
+
+class PlainStore : public Store {
+ public:
+  SvStream& Stream() override { return stream_; }
+  void Begin() override { stream_.BeginTrans(); }
+  void Commit() override { stream_.CommitTrans(); }
+  void Rollback() override { stream_.RollbackTrans(); }
+  void FlushLog() override { stream_.FlushLog(); }
+  void Close() override { stream_.Close(); }
+
+ private:
+  HbTransactionFileStream stream_{"data", "log", stream_mode::Read | stream_mode::Write};
+};
+
+std::string ReadAll(SvStream& stream) {
+  std::string bytes(stream.Size(), '\0');
+  stream.Seek(0);
+  bytes.resize(stream.Read(bytes.data(), bytes.size()));
+  return bytes;
+}
+
+// Runs one workload and writes down what it does to the disk.
+class Recorder {
+ public:
+  Recorder(const StoreKind& kind, unsigned seed) : kind_(kind), random_(seed) {}
+
+  Trace Run() {
+    const ScopedEnv scope(env_);
+    Prepare();
+    trace_.states = {model_};
+    env_.SetListener([this](const MemoryEnv::Operation& operation) {
+      trace_.moments.push_back({Moment::Kind::kOperation, operation, first_, last_});
+    });
+    // A file that is being made anew is nothing yet.
+    Allow(trace_.start.count(kData) > 0 ? 0 : -1);
+    store_ = kind_.open();
+    const std::size_t transactions = 1 + Below(3);
+    for (std::size_t i = 0; i < transactions; ++i) Transaction();
+    store_->Close();
+    Mark(Moment::Kind::kClosed);
+    return std::move(trace_);
+  }
+
+ private:
+  std::size_t Below(std::size_t limit) { return random_() % limit; }
+  std::string Bytes(std::size_t count) {
+    std::string bytes(count, '\0');
+    for (char& byte : bytes) byte = static_cast<char>('a' + Below(26));
+    return bytes;
+  }
+  void Allow(int first, int last) {
+    first_ = first;
+    last_ = last;
+  }
+  void Allow(int only) { Allow(only, only); }
+  void Mark(Moment::Kind kind) { trace_.moments.push_back({kind, {}, first_, last_}); }
+  int Newest() const { return static_cast<int>(trace_.states.size()) - 1; }
+
+  // The file as an earlier run left it, if there was one.
+  void Prepare() {
+    const std::size_t sizes[] = {0, 1 + Below(40), 250 + Below(10), Below(400), 9000};
+    const std::size_t choice = Below(6);
+    if (choice == 5) return;
+    const auto store = kind_.open();
+    model_ = Bytes(sizes[choice]);
+    store->Stream().Write(model_.data(), model_.size());
+    store->Stream().Sync();
+    store->Close();
+    trace_.start[kData] = env_.Get(kData);
+    env_.Put(kData, trace_.start[kData]);
+  }
+
+  void Transaction() {
+    // What is written outside of a transaction may be torn until the next one begins.
+    if (Below(4) == 0) {
+      Allow(-1);
+      Change();
+    }
+    store_->Begin();
+    trace_.states.push_back(model_);
+    const std::string before = model_;
+    Allow(Newest());
+    Mark(Moment::Kind::kBegun);
+    Changes();
+    if (Below(4) == 0) {
+      store_->Rollback();
+      model_ = before;
+      Mark(Moment::Kind::kRolledBack);
+      return;
+    }
+    trace_.states.push_back(model_);
+    Allow(Newest() - 1, Newest());
+    store_->Commit();
+    Allow(Newest());
+    Mark(Moment::Kind::kCommitted);
+  }
+
+  void Changes() {
+    const std::size_t changes = Below(5);
+    for (std::size_t i = 0; i < changes; ++i) {
+      const bool is_nested = Below(5) == 0;
+      if (is_nested) store_->Begin();
+      Change();
+      if (is_nested) Below(2) == 0 ? store_->Commit() : store_->Rollback();
+      if (Below(6) == 0) store_->FlushLog();
+      if (Below(6) == 0) store_->Stream().Flush();
+    }
+  }
+
+  void Change() {
+    if (kind_.can_be_cut && Below(5) == 0) {
+      const std::size_t size = Below(model_.size() + 30);
+      store_->Stream().SetStreamSize(size);
+      model_.resize(size);
+      return;
+    }
+    const bool appends = Below(3) == 0;
+    const std::size_t at = appends ? model_.size() : Below(model_.size() + 1);
+    const std::string bytes = Bytes(Below(12) == 0 ? 8000 + Below(400) : 1 + Below(300));
+    store_->Stream().Seek(at);
+    store_->Stream().Write(bytes.data(), bytes.size());
+    if (at + bytes.size() > model_.size()) model_.resize(at + bytes.size());
+    model_.replace(at, bytes.size(), bytes);
+  }
+
+  const StoreKind& kind_;
+  std::mt19937 random_;
+  MemoryEnv env_;
+  std::unique_ptr<Store> store_;
+  std::string model_;
+  Trace trace_;
+  int first_ = 0;
+  int last_ = 0;
+};
+
+bool Holds(const CrashDisk& disk, const MemoryEnv::Operation& operation, Barrier barrier) {
+  switch (barrier) {
+    case Barrier::kLogBeforeOverwrite:
+      return operation.kind == Kind::kSync && operation.path == kLog &&
+             !disk.LiveBytes(kLog).empty();
+    case Barrier::kDataBeforeClearing:
+      return operation.kind == Kind::kSync && operation.path == kData;
+    case Barrier::kClearing:
+      return operation.kind == Kind::kSync && operation.path == kLog &&
+             disk.LiveBytes(kLog).empty();
+    case Barrier::kLogName:
+      return operation.kind == Kind::kSyncDir;
+    case Barrier::kMark:
+      return operation.kind == Kind::kWrite && operation.path == kLog &&
+             operation.bytes == std::string(8, '\xFF');
+  }
+  return false;
+}
+
+}  // namespace
+
+StoreKind PlainFiles() {
+  return {"plain files", [] { return std::make_unique<PlainStore>(); }, true};
+}
+
+Trace Record(const StoreKind& kind, unsigned seed) { return Recorder(kind, seed).Run(); }
+
+Trace Without(const Trace& trace, Barrier barrier) {
+  Trace result = trace;
+  result.moments.clear();
+  CrashDisk disk(trace.start, {kLog});
+  for (const Moment& moment : trace.moments) {
+    if (moment.kind == Moment::Kind::kOperation) {
+      if (Holds(disk, moment.operation, barrier)) continue;
+      disk.Apply(moment.operation);
+    }
+    result.moments.push_back(moment);
+  }
+  return result;
+}
+
+std::vector<Barrier> MissingBarriers(const Trace& trace) {
+  std::vector<Barrier> missing;
+  const auto require = [&missing](bool holds, Barrier barrier) {
+    if (!holds) missing.push_back(barrier);
+  };
+  CrashDisk disk(trace.start, {kLog});
+  bool is_open = false;  // a transaction
+  std::string before;
+  for (const Moment& moment : trace.moments) {
+    if (moment.kind == Moment::Kind::kOperation) {
+      const MemoryEnv::Operation& operation = moment.operation;
+      const bool changes = operation.kind == Kind::kWrite || operation.kind == Kind::kSetSize;
+      if (changes && operation.path == kLog && operation.kind == Kind::kSetSize &&
+          operation.offset == 0) {
+        require(!disk.HasUnsynced(kData), Barrier::kDataBeforeClearing);
+        is_open = false;
+      }
+      disk.Apply(operation);
+      if (changes && operation.path == kData && is_open) {
+        const std::string data = disk.LiveBytes(kData);
+        const std::string log = disk.DurableBytes(kLog);
+        require(reference::Recover(data, log) == before, Barrier::kLogBeforeOverwrite);
+        require(disk.IsNameDurable(kLog), Barrier::kLogName);
+      }
+    } else if (moment.kind == Moment::Kind::kBegun) {
+      is_open = true;
+      before = disk.LiveBytes(kData);
+    } else if (moment.kind == Moment::Kind::kClosed) {
+      require(!disk.IsNameDurable(kLog), Barrier::kLogName);
+    } else {
+      require(disk.LiveBytes(kLog).empty() && !disk.HasUnsynced(kLog), Barrier::kClearing);
+    }
+  }
+  return missing;
+}
+
+// ---- crashing ---------------------------------------------------------------------------------
+
+namespace {
+
+struct Recovered {
+  std::string content;
+  std::uint32_t error = 0;
+  std::vector<MemoryEnv::Operation> operations;
+  std::size_t until_open = 0;  // how many of them
+};
+
+Recovered Recover(const StoreKind& kind, const CrashDisk::Files& files) {
+  Recovered result;
+  MemoryEnv env;
+  for (const auto& [path, bytes] : files) env.Put(path, bytes);
+  env.SetListener(
+      [&result](const MemoryEnv::Operation& operation) { result.operations.push_back(operation); });
+  const ScopedEnv scope(env);
+  const auto store = kind.open();
+  result.until_open = result.operations.size();
+  result.content = ReadAll(store->Stream());
+  result.error = store->Stream().GetError();
+  store->Close();
+  if (result.error == 0) result.error = store->Stream().GetError();
+  return result;
+}
+
+}  // namespace
+
+CrashModel Simulator::AnyModel() {
+  const auto share = [this] {
+    constexpr CrashModel::Share shares[] = {CrashModel::Share::kNothing,
+                                            CrashModel::Share::kEverything,
+                                            CrashModel::Share::kSome, CrashModel::Share::kSome};
+    return shares[random_() % 4];
+  };
+  return {share(), share(), share()};
+}
+
+void Simulator::Run(const StoreKind& kind, const Trace& trace) {
+  constexpr int crashes_at_a_moment = 6;
+  CrashDisk disk(trace.start, {kLog});
+  for (const Moment& moment : trace.moments) {
+    if (moment.kind == Moment::Kind::kOperation) disk.Apply(moment.operation);
+    Allowed allowed;
+    allowed.anything = moment.first_state < 0;
+    if (!allowed.anything) {
+      allowed.first = trace.states[static_cast<std::size_t>(moment.first_state)];
+      allowed.last = trace.states[static_cast<std::size_t>(moment.last_state)];
+    }
+    // Only the process dies: nothing is lost, but a power cut may follow during the recovery.
+    Check(kind, disk, disk.Live(), allowed, 0);
+    for (int i = 0; i < crashes_at_a_moment; ++i) {
+      const CrashDisk::Files files = disk.Survivors(AnyModel(), random_);
+      Check(kind, CrashDisk(files, {kLog}), files, allowed, 0);
+    }
+  }
+}
+
+// Recovers from `files`, which lie on a disk in the state `before`, and crashes meanwhile.
+void Simulator::Check(const StoreKind& kind, const CrashDisk& before, const CrashDisk::Files& files,
+                      const Allowed& allowed, int depth) {
+  ++crashes_;
+  const Recovered recovered = Recover(kind, files);
+  const bool is_good = allowed.anything ||
+                       (recovered.error == 0 &&
+                        (recovered.content == allowed.first || recovered.content == allowed.last));
+  if (!is_good) {
+    ++losses_;
+    if (first_loss_.empty()) {
+      first_loss_ = std::string(kind.name) + ", " + std::to_string(crashes_) + "th crash, error " +
+                    std::to_string(recovered.error) + ", " +
+                    std::to_string(recovered.content.size()) + " bytes instead of " +
+                    std::to_string(allowed.first.size()) + " or " +
+                    std::to_string(allowed.last.size());
+    }
+    return;
+  }
+  constexpr int deepest = 2;
+  if (depth == deepest || !OneIn(depth == 0 ? 4 : 12)) return;
+  CrashDisk disk = before;
+  for (std::size_t i = 0; i < recovered.operations.size(); ++i) {
+    disk.Apply(recovered.operations[i]);
+    const CrashDisk::Files left = disk.Survivors(AnyModel(), random_);
+    // What the opening has shown stays.
+    const bool was_seen = i + 1 >= recovered.until_open && !allowed.anything;
+    const Allowed then = was_seen ? Allowed{recovered.content, recovered.content, false} : allowed;
+    Check(kind, CrashDisk(left, {kLog}), left, then, depth + 1);
+  }
+}
+
+}  // namespace tmx::crash

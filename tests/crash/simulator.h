@@ -1,0 +1,101 @@
+// Power cuts at every moment of transactions, on a simulated disk.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/crash_disk.h"
+#include "tmxtools/platform/stream.h"
+
+namespace tmx::crash {
+
+inline const std::string kData = "/home/data";
+inline const std::string kLog = "/home/log";
+
+// A stream with transactions over the files kData and kLog.
+class Store {
+ public:
+  virtual ~Store() = default;
+  virtual SvStream& Stream() = 0;
+  virtual void Begin() = 0;
+  virtual void Commit() = 0;
+  virtual void Rollback() = 0;
+  virtual void FlushLog() = 0;
+  virtual void Close() = 0;
+};
+
+struct StoreKind {
+  const char* name;
+  std::function<std::unique_ptr<Store>()> open;
+  bool can_be_cut;  // to any size
+};
+StoreKind PlainFiles();
+
+// One thing that happened in a workload, and the states (indexes of Trace::states) of which one
+// must be there after a crash at this moment. From -1 on nothing is asked, only that nothing
+// breaks.
+struct Moment {
+  enum class Kind { kOperation, kBegun, kCommitted, kRolledBack, kClosed };
+  Kind kind = Kind::kOperation;
+  MemoryEnv::Operation operation;
+  int first_state = -1;
+  int last_state = -1;
+};
+
+struct Trace {
+  CrashDisk::Files start;
+  std::vector<std::string> states;
+  std::vector<Moment> moments;
+};
+
+// Random transactions, nested and plain, committed and rolled back.
+Trace Record(const StoreKind& kind, unsigned seed);
+
+// What holds the order of writes.
+enum class Barrier { kLogBeforeOverwrite, kDataBeforeClearing, kClearing, kLogName, kMark };
+// The same without one of them.
+Trace Without(const Trace& trace, Barrier barrier);
+// The barriers that are missing where a write needs them, by the order of the operations alone:
+//   kLogBeforeOverwrite  after every change of the data, what is durable of the log makes the state
+//                        before of it
+//   kDataBeforeClearing  the log is cleared only when nothing of the data is unsynced
+//   kClearing            the log is empty on the disk when a transaction has ended
+//   kLogName             the log's name is on the disk when the data is changed, and is gone from
+//   it
+//                        after the closing
+std::vector<Barrier> MissingBarriers(const Trace& trace);
+
+// Crashes until there were `count` more of them.
+class Simulator {
+ public:
+  explicit Simulator(unsigned seed) : random_(seed) {}
+
+  // Crashes at each moment of a trace, and again during the recovery.
+  void Run(const StoreKind& kind, const Trace& trace);
+
+  std::size_t Crashes() const { return crashes_; }
+  std::size_t Losses() const { return losses_; }
+  const std::string& FirstLoss() const { return first_loss_; }
+
+ private:
+  struct Allowed {
+    std::string first;
+    std::string last;
+    bool anything = false;
+  };
+  bool OneIn(unsigned number) { return random_() % number == 0; }
+  CrashModel AnyModel();
+  void Check(const StoreKind& kind, const CrashDisk& before, const CrashDisk::Files& files,
+             const Allowed& allowed, int depth);
+
+  std::mt19937 random_;
+  std::size_t crashes_ = 0;
+  std::size_t losses_ = 0;
+  std::string first_loss_;
+};
+
+}  // namespace tmx::crash

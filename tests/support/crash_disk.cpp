@@ -1,0 +1,150 @@
+#include "tests/support/crash_disk.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tmx {
+namespace {
+
+using Kind = MemoryEnv::Operation::Kind;
+using Share = CrashModel::Share;
+
+std::size_t Below(std::mt19937& random, std::size_t limit) { return random() % limit; }
+
+}  // namespace
+
+CrashDisk::CrashDisk(const Files& files, std::set<std::string> logs) : logs_(std::move(logs)) {
+  for (const auto& [path, bytes] : files) {
+    durable_[path] = files_.size();
+    files_.push_back({bytes, bytes, {}});
+  }
+  live_ = durable_;
+}
+
+void CrashDisk::Make(std::string& bytes, const Change& change) {
+  const std::size_t end = change.offset + change.bytes.size();
+  if (!change.is_write || end > bytes.size()) bytes.resize(end);
+  bytes.replace(change.offset, change.bytes.size(), change.bytes);
+}
+
+void CrashDisk::Apply(const MemoryEnv::Operation& operation) {
+  if (operation.kind == Kind::kSyncDir) {
+    durable_ = live_;
+    unsynced_names_.clear();
+    return;
+  }
+  if (operation.kind == Kind::kCreate) {
+    live_[operation.path] = files_.size();
+    unsynced_names_.push_back({operation.path, files_.size(), true});
+    files_.emplace_back();
+    return;
+  }
+  const std::size_t index = live_.at(operation.path);
+  File& file = files_[index];
+  if (operation.kind == Kind::kRemove) {
+    live_.erase(operation.path);
+    unsynced_names_.push_back({operation.path, index, false});
+  } else if (operation.kind == Kind::kSync) {
+    file.durable = file.live;
+    file.unsynced.clear();
+  } else {
+    file.unsynced.push_back({operation.kind == Kind::kWrite, operation.offset, operation.bytes});
+    Make(file.live, file.unsynced.back());
+  }
+}
+
+CrashDisk::Files CrashDisk::Live() const {
+  Files files;
+  for (const auto& [path, index] : live_) files[path] = files_[index].live;
+  return files;
+}
+
+bool CrashDisk::HasUnsynced(const std::string& path) const {
+  const auto found = live_.find(path);
+  return found != live_.end() && !files_[found->second].unsynced.empty();
+}
+
+std::string CrashDisk::DurableBytes(const std::string& path) const {
+  const auto found = durable_.find(path);
+  return found == durable_.end() ? std::string() : files_[found->second].durable;
+}
+
+std::string CrashDisk::LiveBytes(const std::string& path) const {
+  const auto found = live_.find(path);
+  return found == live_.end() ? std::string() : files_[found->second].live;
+}
+
+CrashDisk::Files CrashDisk::Survivors(const CrashModel& model, std::mt19937& random) const {
+  Names names = durable_;
+  for (const NameChange& change : unsynced_names_) {
+    const bool kept =
+        model.names == Share::kEverything || (model.names == Share::kSome && Below(random, 2) == 0);
+    if (!kept) continue;
+    if (change.is_creation) {
+      names[change.path] = change.file;
+    } else {
+      names.erase(change.path);
+    }
+  }
+  Files files;
+  for (const auto& [path, index] : names) {
+    files[path] = logs_.count(path) > 0 ? SurvivorOfLog(files_[index], model.log, random)
+                                        : SurvivorOfData(files_[index], model.data, random);
+  }
+  return files;
+}
+
+std::string CrashDisk::SurvivorOfLog(const File& file, Share share, std::mt19937& random) {
+  if (share == Share::kNothing) return file.durable;
+  if (share == Share::kEverything || file.unsynced.empty()) return file.live;
+  std::size_t total = 0;  // each change of size counts as one
+  for (const Change& change : file.unsynced) total += std::max<std::size_t>(1, change.bytes.size());
+  // Near the ends, where the heads are, every place has its turn.
+  constexpr std::size_t near = 24;
+  std::size_t kept = Below(random, total + 1);
+  if (total > near) {
+    const std::size_t way = Below(random, 3);
+    if (way == 0) kept = Below(random, near);
+    if (way == 1) kept = total - Below(random, near);
+  }
+  std::string bytes = file.durable;
+  std::uint64_t end = 0;
+  for (const Change& change : file.unsynced) {
+    const std::size_t weight = std::max<std::size_t>(1, change.bytes.size());
+    const std::size_t done = std::min(kept, weight);
+    kept -= done;
+    if (done == 0) {
+      end =
+          change.is_write ? std::max<std::uint64_t>(end, change.offset + change.bytes.size()) : end;
+      continue;
+    }
+    Change part = change;
+    if (change.is_write) part.bytes.resize(done);
+    Make(bytes, part);
+    end = change.is_write ? change.offset + change.bytes.size() : bytes.size();
+  }
+  // The tail is missing, or zero up to where it once reached.
+  if (Below(random, 2) == 0 && end > bytes.size()) bytes.resize(end);
+  return bytes;
+}
+
+std::string CrashDisk::SurvivorOfData(const File& file, Share share, std::mt19937& random) {
+  if (share == Share::kNothing) return file.durable;
+  if (share == Share::kEverything || file.unsynced.empty()) return file.live;
+  std::vector<Change> changes = file.unsynced;
+  std::shuffle(changes.begin(), changes.end(), random);
+  std::string bytes = file.durable;
+  for (Change& change : changes) {
+    const std::size_t fate = Below(random, 4);
+    if (fate == 0) continue;
+    if (fate == 1 && !change.bytes.empty()) {
+      const std::size_t from = Below(random, change.bytes.size());
+      change.bytes = change.bytes.substr(from, 1 + Below(random, change.bytes.size() - from));
+      change.offset += from;
+    }
+    Make(bytes, change);
+  }
+  return bytes;
+}
+
+}  // namespace tmx

@@ -64,6 +64,7 @@ bool WriteImage(const std::string& out, const std::string& name, const MacroImag
   const std::string directory = MacroDirectory(out);
   std::error_code failure;
   std::filesystem::create_directories(directory, failure);
+  if (failure) return Complain(directory + ": cannot be made: " + failure.message()), false;
   for (const auto& [extension, bytes] :
        {std::pair(".hbz", &image.index), std::pair(".hbx", &image.code)}) {
     const std::string path = directory + "/" + name + extension;
@@ -240,7 +241,10 @@ void AddCheck(CLI::App& macro, int& exit_code) {
       ->add_option("--entry", options->entries,
                    "where runs start and with what parameters, by default every subroutine with\n"
                    "those that it declares")
-      ->type_name("NAME[(TYPE,...)]");
+      ->type_name("NAME[(TYPE,...)]")
+      ->expected(1)
+      ->take_all()
+      ->allow_extra_args(false);
   command->add_flag("--allow-dynamic-calls", options->allow_dynamic,
                     "accept calls whose target only a variable knows, which cannot be checked");
   command->add_flag("--no-warnings", options->no_warnings, "print only what is wrong");
@@ -263,7 +267,8 @@ std::shared_ptr<MacroSet> AddMacroSet(CLI::App& command) {
       ->required()
       ->type_name("NAME")
       ->expected(1)
-      ->take_all();
+      ->take_all()
+      ->allow_extra_args(false);
   return set;
 }
 

@@ -245,7 +245,8 @@ void AddRunner(CLI::App& macro, const char* name, const char* help, bool trace, 
                    "or amount (with decimal comma); may be repeated")
       ->type_name("TYPE:VALUE")
       ->expected(1)
-      ->take_all();
+      ->take_all()
+      ->allow_extra_args(false);
   if (!trace) command->add_flag("--json", options->json, "print everything as one JSON object");
   command->add_option("--max-steps", options->max_steps,
                       "end the run with 17500 after so many instructions");

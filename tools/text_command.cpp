@@ -188,6 +188,13 @@ std::size_t CountDropped(const std::string& bytes) {
   return dropped;
 }
 
+// Where a link leads, so that replacing the file leaves the link in place.
+std::string Resolved(const std::string& path) {
+  std::error_code failure;
+  const std::filesystem::path resolved = std::filesystem::canonical(path, failure);
+  return failure ? path : resolved.string();
+}
+
 int Format(const TextOptions& options) {
   const auto bytes = ReadFile(options.file);
   HbTextResFile texts;
@@ -199,12 +206,13 @@ int Format(const TextOptions& options) {
     Complain(options.file, lost);
   }
   const char* const temporary = std::getenv("TMPDIR");
-  ScratchFile scratch(options.in_place ? options.file
+  const std::string target = Resolved(options.file);
+  ScratchFile scratch(options.in_place ? target
                                        : std::string(temporary ? temporary : "/tmp") + "/tmx-text");
   if (scratch.Name().empty() || !SavedWell(texts, scratch.Name()))
     return Complain(options.file, "the normalised form cannot be written");
   if (options.in_place)
-    return scratch.RenameTo(options.file) ? kDone : Complain(options.file, "cannot be replaced");
+    return scratch.RenameTo(target) ? kDone : Complain(options.file, "cannot be replaced");
   const auto normalised = ReadFile(scratch.Name());
   if (!normalised) return Complain(scratch.Name(), "cannot be read");
   std::fwrite(normalised->data(), 1, normalised->size(), stdout);

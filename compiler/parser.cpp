@@ -5,15 +5,15 @@
 
 #include "compiler/code_reader.h"
 #include "compiler/commands.h"
+#include "compiler/condition_parser.h"
 #include "compiler/keywords.h"
-#include "compiler/operand_parser.h"
 
 namespace tmx::compiler {
 namespace {
 
-class Parser : private OperandParser {
+class Parser : private ConditionParser {
  public:
-  using OperandParser::OperandParser;
+  using ConditionParser::ConditionParser;
 
   File Run() {
     File file;
@@ -125,22 +125,6 @@ class Parser : private OperandParser {
            AtWordLine("elif") || (Cur().IsWord("sub") && Ahead().kind != TokenKind::kPunctuation);
   }
   bool AtWordLine(const char* word) const { return Cur().IsWord(word) && !Ahead().Is("="); }
-
-  // Counts the parser's own recursion, which a source must not drive without end.
-  class Deeper {
-   public:
-    explicit Deeper(Parser& parser) : depth_(parser.depth_) {
-      constexpr int kDeepest = 200;
-      if (depth_ >= kDeepest) parser.Fail(parser.Cur().at, "nested too deeply");
-      ++depth_;
-    }
-    ~Deeper() { --depth_; }
-    Deeper(const Deeper&) = delete;
-    Deeper& operator=(const Deeper&) = delete;
-
-   private:
-    int& depth_;
-  };
 
   Block ParseBlock(bool in_if = false) {
     const Deeper deeper(*this);
@@ -278,45 +262,6 @@ class Parser : private OperandParser {
     return statement;
   }
 
-  Statement ParseCommandHead(const Opcode& opcode, Position at) {
-    Statement statement;
-    statement.at = at;
-    statement.opcode = &opcode;
-    if (TakeIf("[")) {
-      statement.count = static_cast<int>(Number("a count", 255));
-      Expect("]");
-    }
-    if (opcode.counted == Counted::kCall) {
-      ParseCallOperands(statement);
-    } else if (StartsTerm()) {
-      // `if_goto label` and `if_goto not label` stand for a flag and a label.
-      const bool flag_first =
-          opcode.operand_count > 0 && opcode.operands[0].kind == OperandKind::kRawBool;
-      if (flag_first && TypeNamed(Cur().text) == TypeCode::kNone && !Ahead().Is(",")) {
-        Term negate;
-        negate.kind = Term::Kind::kBool;
-        negate.at = Cur().at;
-        negate.number = TakeWordIf("not") ? 1 : 0;
-        statement.operands.push_back(negate);
-      }
-      do statement.operands.push_back(ParseTerm());
-      while (TakeIf(","));
-    }
-    return statement;
-  }
-
-  void ParseCallOperands(Statement& statement) {
-    statement.operands.push_back(ParseTerm());
-    if (!TakeIf("(") || TakeIf(")")) return;
-    do {
-      const bool by_value = Cur().IsWord("value");
-      if (by_value) Skip();
-      statement.operands.push_back(ParseTerm());
-      statement.operands.back().by_value = by_value;
-    } while (TakeIf(","));
-    Expect(")");
-  }
-
   Statement ParseBlockStatement(Statement::Kind kind, Position at) {
     Statement statement;
     statement.kind = kind;
@@ -351,7 +296,7 @@ class Parser : private OperandParser {
   void ParseBranch(Statement& statement, bool has_condition) {
     Branch branch;
     try {
-      if (has_condition) branch.condition = ParseOr();
+      if (has_condition) branch.condition = ParseCondition();
       EndOfLine();
     } catch (const Mistake&) {
       SkipLine();
@@ -359,89 +304,6 @@ class Parser : private OperandParser {
     branch.body = ParseBlock(statement.kind == Statement::Kind::kIf);
     statement.branches.push_back(std::move(branch));
   }
-
-  // ---- conditions ----------------------------------------------------------------------------
-  using ConditionPtr = std::unique_ptr<Condition>;
-
-  ConditionPtr Make(Condition::Kind kind, Position at) {
-    auto condition = std::make_unique<Condition>();
-    condition->kind = kind;
-    condition->at = at;
-    return condition;
-  }
-
-  ConditionPtr Join(Condition::Kind kind, ConditionPtr first, ConditionPtr second) {
-    ConditionPtr both = Make(kind, first->at);
-    both->first = std::move(first);
-    both->second = std::move(second);
-    return both;
-  }
-
-  ConditionPtr ParseOr() {
-    ConditionPtr left = ParseAnd();
-    while (TakeWordIf("or")) left = Join(Condition::Kind::kOr, std::move(left), ParseAnd());
-    return left;
-  }
-
-  ConditionPtr ParseAnd() {
-    ConditionPtr left = ParseNot();
-    while (TakeWordIf("and")) left = Join(Condition::Kind::kAnd, std::move(left), ParseNot());
-    return left;
-  }
-
-  ConditionPtr ParseNot() {
-    const Deeper deeper(*this);
-    const Position at = Cur().at;
-    if (TakeWordIf("not")) {
-      ConditionPtr negated = Make(Condition::Kind::kNot, at);
-      negated->first = ParseNot();
-      return negated;
-    }
-    if (TakeIf("(")) {
-      ConditionPtr inner = ParseOr();
-      Expect(")");
-      return inner;
-    }
-    if (TakeWordIf("condition")) return Make(Condition::Kind::kFlag, at);
-    return ParseTest();
-  }
-
-  // A command in a condition: one that sets the flag. A variable may have the same name.
-  ConditionPtr ParseTest() {
-    const Token word = Cur();
-    const bool compares = Ahead().Is("=") || Ahead().Is("<") || Ahead().Is(">") ||
-                          Ahead().Is("!=") || Ahead().Is("<=") || Ahead().Is(">=");
-    if (word.kind == TokenKind::kWord && !compares) {
-      for (const char* test : {"is_null", "success", "search", "compare"})
-        if (TakeWordIf(test)) {
-          ConditionPtr condition = Make(Condition::Kind::kTest, word.at);
-          condition->test = ParseCommandHead(*FindOpcode(test), word.at);
-          return condition;
-        }
-    }
-    return ParseComparison();
-  }
-
-  ConditionPtr ParseComparison() {
-    ConditionPtr compare = Make(Condition::Kind::kCompare, Cur().at);
-    compare->left = ParseTerm();
-    // The engine knows <, = and >; the others are their negations.
-    constexpr std::pair<const char*, const char*> kRelations[] = {
-        {"=", "="}, {"<", "<"}, {">", ">"}, {"!=", "!="}, {"<=", "!>"}, {">=", "!<"}};
-    for (const auto& [written, meant] : kRelations)
-      if (TakeIf(written)) {
-        const bool negated = meant[0] == '!';
-        compare->relation = meant[negated ? 1 : 0];
-        compare->right = ParseTerm();
-        if (!negated) return compare;
-        ConditionPtr outer = Make(Condition::Kind::kNot, compare->at);
-        outer->first = std::move(compare);
-        return outer;
-      }
-    Expected("one of = < > != <= >=");
-  }
-
-  int depth_ = 0;
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "compiler/assembler.h"
+#include "compiler/call_writer.h"
 #include "compiler/commands.h"
 #include "compiler/keywords.h"
 #include "compiler/macro_image.h"
@@ -17,14 +18,6 @@ namespace {
 
 using Label = Assembler::Label;
 
-std::string Plural(std::size_t count, const char* what) {
-  return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
-}
-
-// Locals that the compiler makes to pass values to calls. They are declared behind the
-// parameters; how many there are is known after a first pass over the subroutine.
-using Temporaries = std::vector<TypeCode>;
-
 class SubroutineCompiler {
  public:
   SubroutineCompiler(const Subroutine& subroutine, const SubroutineContext& context,
@@ -33,7 +26,8 @@ class SubroutineCompiler {
         context_(context),
         diagnostics_(diagnostics),
         temporaries_(temporaries),
-        writer_(context.verbatim, scope_, assembler_, diagnostics) {}
+        writer_(context.verbatim, scope_, assembler_, diagnostics),
+        calls_(context, scope_, writer_, temporaries, diagnostics) {}
 
   std::string Run() {
     if (context_.marks)
@@ -95,7 +89,7 @@ class SubroutineCompiler {
 
   void Command(const Statement& statement) {
     MarkLine(statement.at);
-    if (statement.opcode->counted == Counted::kCall) return Call(statement);
+    if (statement.opcode->counted == Counted::kCall) return calls_.Write(statement);
     writer_.Write(*statement.opcode, statement.count, statement.operands, statement.at);
   }
 
@@ -171,11 +165,10 @@ class SubroutineCompiler {
   }
 
   void DeclareTemporaries() {
-    for (const TypeCode type : temporaries_) {
-      first_temporary_ = first_temporary_ == 0 ? scope_.NextId() : first_temporary_;
+    calls_.TemporariesBegin(scope_.NextId());
+    for (const TypeCode type : temporaries_)
       WriteDeclaration(Row(Command::CmdHolderLocal), type, scope_.Add(type), std::nullopt,
                        subroutine_.at);
-    }
   }
 
   // ---- assignments ---------------------------------------------------------------------------
@@ -210,80 +203,6 @@ class SubroutineCompiler {
                                         " have no operator '" + op + "'");
     writer_.Write(Row(Command::CmdOp), {},
                   {TypeTerm(type, at), CharacterTerm(op, at), target, left, right}, at);
-  }
-
-  // ---- calls ---------------------------------------------------------------------------------
-  void Call(const Statement& statement) {
-    std::vector<Term> operands = statement.operands;
-    constexpr std::size_t kMostArguments = 254;  // the count is a byte and counts the name too
-    if (operands.size() - 1 > kMostArguments)
-      return diagnostics_.Error(statement.at, "a call passes at most 254 arguments, not " +
-                                                  std::to_string(operands.size() - 1));
-    const std::vector<TypeCode>* parameters = FindParameters(statement);
-    if (parameters != nullptr && operands.size() - 1 > parameters->size())
-      diagnostics_.Warning(statement.at, "'" + operands[0].text + "' takes " +
-                                             Plural(parameters->size(), "parameter") +
-                                             ", the call passes " +
-                                             std::to_string(operands.size() - 1));
-    std::vector<bool> taken(temporaries_.size(), false);
-    for (std::size_t i = 1; i < operands.size(); ++i) {
-      const TypeCode wanted =
-          parameters != nullptr && i <= parameters->size() ? (*parameters)[i - 1] : TypeCode::kNone;
-      Argument(operands[i], wanted, taken);
-    }
-    writer_.Write(*statement.opcode, statement.count, operands, statement.at);
-  }
-
-  // The parameters of the subroutine that a literal call names, if it is known.
-  const std::vector<TypeCode>* FindParameters(const Statement& statement) {
-    const Term& name = statement.operands[0];
-    const bool literal = statement.opcode->operands[0].kind == OperandKind::kRawString
-                             ? name.kind == Term::Kind::kName || name.kind == Term::Kind::kText
-                             : name.kind == Term::Kind::kText;
-    if (!literal || context_.verbatim) return nullptr;
-    for (const Signatures* known : {&context_.own, context_.others}) {
-      if (known == nullptr) continue;
-      if (const auto found = known->find(name.text); found != known->end()) return &found->second;
-    }
-    if (context_.others != nullptr)
-      diagnostics_.Warning(name.at, "no source of this build has a subroutine '" + name.text + "'");
-    return nullptr;
-  }
-
-  // A literal amount that is passed as it is arrives as a text, so it takes the way through a
-  // variable, as copies of variables do.
-  void Argument(Term& argument, TypeCode wanted, std::vector<bool>& taken) {
-    TypeCode type = writer_.TypeOf(argument, wanted);
-    if (wanted != TypeCode::kNone && type != TypeCode::kNone && type != wanted)
-      return diagnostics_.Error(argument.at, "the parameter is of type " + NameOfType(wanted) +
-                                                 ", found " + Describe(argument) + " of type " +
-                                                 NameOfType(type));
-    if (argument.IsLiteral() && argument.type == TypeCode::kNone) argument.type = type;
-    const bool through_variable = argument.by_value
-                                      ? !argument.IsLiteral()
-                                      : type == TypeCode::kAmount && argument.IsLiteral();
-    if (!through_variable || type == TypeCode::kNone) return;
-    if (context_.verbatim) {
-      if (argument.by_value)
-        diagnostics_.Error(argument.at, "'value' needs a variable that verbatim sources lack");
-      return;
-    }
-    const Term copy = IdTerm(Temporary(type, taken), argument.at);
-    writer_.Write(Row(Command::CmdSet), {}, {TypeTerm(type, argument.at), copy, argument},
-                  argument.at);
-    argument = copy;
-  }
-
-  int Temporary(TypeCode type, std::vector<bool>& taken) {
-    for (std::size_t i = 0; i < taken.size(); ++i)
-      if (!taken[i] && temporaries_[i] == type) {
-        taken[i] = true;
-        return first_temporary_ + static_cast<int>(i);
-      }
-    // The next pass declares it with the others; for this one any holder will do.
-    temporaries_.push_back(type);
-    taken.push_back(true);
-    return scope_.Add(type);
   }
 
   // ---- blocks and conditions -----------------------------------------------------------------
@@ -450,10 +369,10 @@ class SubroutineCompiler {
   Scope scope_;
   Assembler assembler_;
   OperandWriter writer_;
+  CallWriter calls_;
   std::vector<Loop> loops_;
   std::vector<std::pair<std::string, Position>> labels_at_;
   std::size_t last_declaration_ = 0;
-  int first_temporary_ = 0;
   int marked_line_ = 0;
   int depth_ = 0;
   bool label_placed_ = false;

@@ -30,6 +30,7 @@
 #include "tmxtools/platform/secret.h"
 #include "tmxtools/platform/stream.h"
 #include "tmxtools/platform/string.h"
+#include "tmxtools/streams/cbc_crypter.h"
 #include "tmxtools/streams/crypt_file_stream.h"
 #include "tmxtools/streams/crypt_stream.h"
 #include "tmxtools/streams/file.h"

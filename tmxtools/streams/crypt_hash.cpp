@@ -1,6 +1,7 @@
 #include "tmxtools/streams/crypt_hash.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace tmx {
 namespace {
@@ -26,9 +27,8 @@ static_assert(LevelCount(8 * DirtyChunkMap::MaxLength * ChunkTree::ChunkLength) 
 
 }  // namespace
 
-bool LinearHash::NoteChange(CryptRegion&, std::uint32_t begin, std::uint32_t) {
+void LinearHash::NoteChange(std::uint32_t begin, std::uint32_t) {
   if (begin < resume_point_) Forget();
-  return true;
 }
 
 void LinearHash::Forget() {
@@ -72,12 +72,10 @@ bool DirtyChunkMap::Start(std::uint32_t region_length) {
   return true;
 }
 
-bool DirtyChunkMap::Reach(std::size_t chunk) {
+void DirtyChunkMap::Reach(std::size_t chunk) {
   const std::size_t length = chunk / 8 + 1;
-  if (length <= bytes_.size()) return true;
-  if (length > MaxLength) return false;
-  bytes_.resize(std::min(length + kMapSlack, MaxLength), 0xFF);
-  return true;
+  assert(length <= MaxLength);
+  if (length > bytes_.size()) bytes_.resize(std::min(length + kMapSlack, MaxLength), 0xFF);
 }
 
 void DirtyChunkMap::SetAll() { std::fill(bytes_.begin(), bytes_.end(), std::uint8_t{0xFF}); }
@@ -103,11 +101,10 @@ bool ChunkTree::Start(std::uint32_t region_length) {
   return dirty_.Start(region_length);
 }
 
-bool ChunkTree::NoteChange(CryptRegion& region, std::uint32_t begin, std::uint32_t end) {
+void ChunkTree::NoteChange(std::uint32_t begin, std::uint32_t end) {
   const std::size_t last = end / ChunkLength;
-  if (!dirty_.Reach(last)) return region.Fail(stream_error::OutOfMemory);
+  dirty_.Reach(last);
   dirty_.Set(begin / ChunkLength, last + 1);
-  return true;
 }
 
 bool ChunkTree::Compute(CryptRegion& region, Digest& digest) {

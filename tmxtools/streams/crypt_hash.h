@@ -19,12 +19,14 @@ using Digest = std::array<std::uint8_t, 20>;
 // and has not changed since is not read again.
 //
 // Empty state: nothing hashed. Threads: one at a time. Codes are set on the region's owner: those
-// of reading, and 2321.
+// of reading.
 class RegionHash {
  public:
   virtual ~RegionHash() = default;
-  // Must be called before stored bytes in [begin, end) change.
-  virtual bool NoteChange(CryptRegion& region, std::uint32_t begin, std::uint32_t end) = 0;
+  // How long a region may grow.
+  virtual std::uint32_t MaxLength() const = 0;
+  // Must be called before stored bytes in [begin, end) change; `end` is at most MaxLength().
+  virtual void NoteChange(std::uint32_t begin, std::uint32_t end) = 0;
   virtual bool Compute(CryptRegion& region, Digest& digest) = 0;
   // Forgets what it has kept for the next time.
   virtual void Forget() = 0;
@@ -33,7 +35,8 @@ class RegionHash {
 // One hash over the whole region; resumes at the start of the last block.
 class LinearHash : public RegionHash {
  public:
-  bool NoteChange(CryptRegion& region, std::uint32_t begin, std::uint32_t end) override;
+  std::uint32_t MaxLength() const override { return SvStream::MaxSize; }
+  void NoteChange(std::uint32_t begin, std::uint32_t end) override;
   bool Compute(CryptRegion& region, Digest& digest) override;
   void Forget() override;
 
@@ -53,8 +56,8 @@ class DirtyChunkMap {
 
   // A map for a region, all bits set; false when it would be longer than MaxLength.
   bool Start(std::uint32_t region_length);
-  // Makes the map reach a chunk; false when it would be longer than MaxLength.
-  bool Reach(std::size_t chunk);
+  // Makes the map reach a chunk, which lies below 8 * MaxLength.
+  void Reach(std::size_t chunk);
   void SetAll();
   void Set(std::size_t begin, std::size_t end);
   void Clear(std::size_t begin, std::size_t end);
@@ -80,7 +83,10 @@ class ChunkTree : public RegionHash {
 
   // False when the region is too long for the map.
   bool Start(std::uint32_t region_length);
-  bool NoteChange(CryptRegion& region, std::uint32_t begin, std::uint32_t end) override;
+  std::uint32_t MaxLength() const override {
+    return 8 * DirtyChunkMap::MaxLength * ChunkLength - 1;
+  }
+  void NoteChange(std::uint32_t begin, std::uint32_t end) override;
   bool Compute(CryptRegion& region, Digest& digest) override;
   void Forget() override { dirty_.SetAll(); }
 

@@ -97,10 +97,9 @@ bool CryptKeys::Wrap(const std::uint8_t* text, std::size_t length, std::uint8_t*
 
 bool CryptKeys::Unwrap(const std::uint8_t* wrapped, std::uint8_t* text, std::size_t length) const {
   if (asymmetric_ != nullptr) {
-    auto found = asymmetric_->Inverse(wrapped, asymmetric_->BlockLength());
+    const auto found = asymmetric_->Inverse(wrapped, asymmetric_->BlockLength());
     const bool fits = found && found->size() == length;
     if (fits) std::copy(found->begin(), found->end(), text);
-    if (found) Wipe(found->data(), found->size());
     return fits;
   }
   const std::size_t whole = WholeBlocks(length);

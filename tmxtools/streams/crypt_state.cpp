@@ -68,13 +68,18 @@ bool CryptStreamState::StartEmptyBlock() {
   return true;
 }
 
+std::uint32_t CryptStreamState::MaxLength() const {
+  return std::min(hash_->MaxLength(),
+                  static_cast<std::uint32_t>(SvStream::MaxSize) - region_.Start());
+}
+
 bool CryptStreamState::Store(std::uint32_t at, std::uint8_t* plain, std::uint32_t length) {
   signature_current_ = false;
-  if (std::uint64_t{region_.Start()} + at + length > SvStream::MaxSize) {
-    return Fail(codes::InvalidParameter);
+  if (length > MaxLength() - std::min(at, MaxLength())) {
+    return Fail(header_.tagged ? codes::OutOfMemory : codes::InvalidParameter);
   }
   // Invariant 6: what was hashed is out of date as soon as the write begins.
-  if (!hash_->NoteChange(region_, at, at + length)) return false;
+  hash_->NoteChange(at, at + length);
   if (!region_.Write(at, plain, length)) return false;
   region_.GrowTo(at + length);
   return true;
@@ -188,7 +193,10 @@ void CryptStreamState::WriteInBlock(const std::uint8_t* data, std::uint32_t coun
 // Fills the current block, stores it together with the whole blocks that follow, and makes the next
 // one current.
 std::size_t CryptStreamState::WriteRun(const std::uint8_t* data, std::size_t count) {
-  const std::size_t blocks = std::min((position_ + count) / kBlock, kRunBlocks);
+  // Blocks up to the limit are stored, as they would be one by one; a first one beyond it fails.
+  const std::size_t within_limit = (MaxLength() - std::min(block_start_, MaxLength())) / kBlock;
+  const std::size_t blocks =
+      std::min({(position_ + count) / kBlock, kRunBlocks, std::max<std::size_t>(within_limit, 1)});
   const std::size_t bytes = blocks * kBlock;
   const std::size_t taken = bytes - position_;
   std::uint8_t* const plain = RunBuffer(blocks);

@@ -66,6 +66,8 @@ class CryptStreamState {
   bool LoadBlock();
   bool LoadLastBlock();
   bool StartEmptyBlock();
+  // How long the data region may become.
+  std::uint32_t MaxLength() const;
   bool Store(std::uint32_t at, std::uint8_t* plain, std::uint32_t length);
   void SetPadCount(std::uint8_t count);
   // At least `blocks` blocks of memory for plain bytes.

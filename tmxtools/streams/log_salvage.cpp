@@ -35,8 +35,8 @@ class CutContents : public SvStream {
   CutContents(SvStream& file, const LogKey& key) : file_(file) {
     const unsigned long size = file.Size();
     if (size < kDataOffset) return;
-    size_ = static_cast<std::uint32_t>(size - kDataOffset) / TripleDes::BlockLength *
-            TripleDes::BlockLength;
+    const auto length = static_cast<std::uint32_t>(size - kDataOffset);
+    size_ = length - length % std::uint32_t{TripleDes::BlockLength};
     std::array<char, kKeyOffset> head{};
     LogKey session;
     file.Seek(0);

@@ -1,12 +1,17 @@
 #include "tests/variables/failing_memory.h"
 
+#include <malloc.h>
+#include <string.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
 thread_local std::size_t allowed_allocations = SIZE_MAX;
+thread_local WatchedMemory* watch = nullptr;
 
 void* Allocate(std::size_t size) noexcept {
   if (allowed_allocations == 0) return nullptr;
@@ -14,7 +19,27 @@ void* Allocate(std::size_t size) noexcept {
   return std::malloc(size == 0 ? 1 : size);
 }
 
+void Free(void* memory) noexcept {
+  if (watch != nullptr && memory != nullptr) watch->Look(memory);
+  std::free(memory);
+}
+
 }  // namespace
+
+WatchedMemory::WatchedMemory(std::vector<std::string> secrets) : secrets_(std::move(secrets)) {
+  watch = this;
+}
+WatchedMemory::~WatchedMemory() { watch = nullptr; }
+
+void WatchedMemory::Look(const void* memory) {
+  ++given_;
+  const std::size_t size = malloc_usable_size(const_cast<void*>(memory));
+  for (const std::string& secret : secrets_) {
+    if (memmem(memory, size, secret.data(), secret.size()) == nullptr) continue;
+    ++leaked_;
+    return;
+  }
+}
 
 FailingMemory::FailingMemory(std::size_t allowed) { allowed_allocations = allowed; }
 FailingMemory::~FailingMemory() { allowed_allocations = SIZE_MAX; }
@@ -26,9 +51,9 @@ void* operator new(std::size_t size) {
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
 void* operator new[](std::size_t size) { return operator new(size); }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept { Free(memory); }
+void operator delete[](void* memory) noexcept { Free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { Free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { Free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { Free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { Free(memory); }

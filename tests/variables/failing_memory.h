@@ -1,7 +1,9 @@
-// Lets allocations fail on purpose.
+// Lets allocations fail on purpose, and looks at memory that is given back.
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 // While it lives, every allocation of this thread from the given number on fails.
 class FailingMemory {
@@ -10,4 +12,23 @@ class FailingMemory {
   ~FailingMemory();
   FailingMemory(const FailingMemory&) = delete;
   FailingMemory& operator=(const FailingMemory&) = delete;
+};
+
+// While it lives, all memory that this thread gives back is searched for secrets.
+class WatchedMemory {
+ public:
+  explicit WatchedMemory(std::vector<std::string> secrets);
+  ~WatchedMemory();
+  WatchedMemory(const WatchedMemory&) = delete;
+  WatchedMemory& operator=(const WatchedMemory&) = delete;
+
+  // How many pieces of memory were given back, and how many of them held a secret.
+  std::size_t Given() const { return given_; }
+  std::size_t Leaked() const { return leaked_; }
+  void Look(const void* memory);
+
+ private:
+  std::vector<std::string> secrets_;
+  std::size_t given_ = 0;
+  std::size_t leaked_ = 0;
 };

@@ -18,8 +18,8 @@ namespace {
 
 using tmx::EngineHost;
 
-constexpr std::uint64_t kMaxFetches = 600;
-constexpr std::uint64_t kStopAt = 300;
+constexpr std::uint64_t kMaxFetches = 200;
+constexpr std::uint64_t kStopAt = 100;
 
 const std::vector<tmx::HostParam>& Params() {
   static const std::vector<tmx::HostParam> params = {

@@ -13,61 +13,61 @@ struct CountRule {
   int min_count, max_count, usual_count;
 };
 
-constexpr CountRule Counts(int min, int max) { return {Counted::kChecked, min, max, max}; }
-constexpr CountRule IgnoresCount(int usual) { return {Counted::kIgnored, 0, 255, usual}; }
-constexpr CountRule TakesArguments() { return {Counted::kCall, 0, 255, 1}; }
-constexpr CountRule InFetch() { return {Counted::kFetch, 0, 255, 1}; }
+consteval CountRule Counts(int min, int max) { return {Counted::kChecked, min, max, max}; }
+consteval CountRule IgnoresCount(int usual) { return {Counted::kIgnored, 0, 255, usual}; }
+consteval CountRule TakesArguments() { return {Counted::kCall, 0, 255, 1}; }
+consteval CountRule InFetch() { return {Counted::kFetch, 0, 255, 1}; }
 
-constexpr Operand Of(OperandKind kind, TypeCode type, int from, const char* name) {
+consteval Operand Of(OperandKind kind, TypeCode type, int from, const char* name) {
   return {kind, type, static_cast<std::uint8_t>(from), name};
 }
-constexpr Operand Tagged(TypeCode type, int from, const char* name) {
+consteval Operand Tagged(TypeCode type, int from, const char* name) {
   return Of(kAttribute, type, from, name);
 }
-constexpr Operand VariableOf(TypeCode type, int from, const char* name) {
+consteval Operand VariableOf(TypeCode type, int from, const char* name) {
   return Of(kVariable, type, from, name);
 }
 
-constexpr Operand RawType(int from = 0) { return Of(kRawType, kNone, from, "type"); }
-constexpr Operand RawOperator() { return Of(kRawOperator, kNone, 0, "operator"); }
-constexpr Operand RawBool(const char* name) { return Of(kRawBool, kNone, 0, name); }
-constexpr Operand RawTarget() { return Of(kRawTarget, kNone, 0, "target"); }
-constexpr Operand RawLine() { return Of(kRawLine, kNone, 0, "line"); }
-constexpr Operand RawId(int from, const char* name) { return Of(kRawId, kNone, from, name); }
-constexpr Operand NewId(int from) { return Of(kNewId, kTypeOfInstruction, from, "id"); }
-constexpr Operand RawKey(int from) { return Of(kRawKey, kNone, from, "key"); }
-constexpr Operand RawString(const char* name) { return Of(kRawString, kNone, 0, name); }
-constexpr Operand Default(int from) { return Of(kDefault, kTypeOfInstruction, from, "default"); }
-constexpr Operand Text(int from, const char* name) { return Tagged(kString, from, name); }
-constexpr Operand Int(int from, const char* name) { return Tagged(kInt, from, name); }
-constexpr Operand Long(int from, const char* name) { return Tagged(kLong, from, name); }
-constexpr Operand Char(int from, const char* name) { return Tagged(kChar, from, name); }
-constexpr Operand Bool(int from, const char* name) { return Tagged(kBool, from, name); }
-constexpr Operand DateOf(int from, const char* name) { return Tagged(kDate, from, name); }
-constexpr Operand Amount(int from, const char* name) { return Tagged(kAmount, from, name); }
-constexpr Operand OfType(const char* name) { return Tagged(kTypeOfInstruction, 0, name); }
-constexpr Operand AnyText(int from, const char* name) {
+consteval Operand RawType(int from = 0) { return Of(kRawType, kNone, from, "type"); }
+consteval Operand RawOperator() { return Of(kRawOperator, kNone, 0, "operator"); }
+consteval Operand RawBool(const char* name) { return Of(kRawBool, kNone, 0, name); }
+consteval Operand RawTarget() { return Of(kRawTarget, kNone, 0, "target"); }
+consteval Operand RawLine() { return Of(kRawLine, kNone, 0, "line"); }
+consteval Operand RawId(int from, const char* name) { return Of(kRawId, kNone, from, name); }
+consteval Operand NewId(int from) { return Of(kNewId, kTypeOfInstruction, from, "id"); }
+consteval Operand RawKey(int from) { return Of(kRawKey, kNone, from, "key"); }
+consteval Operand RawString(const char* name) { return Of(kRawString, kNone, 0, name); }
+consteval Operand Default(int from) { return Of(kDefault, kTypeOfInstruction, from, "default"); }
+consteval Operand Text(int from, const char* name) { return Tagged(kString, from, name); }
+consteval Operand Int(int from, const char* name) { return Tagged(kInt, from, name); }
+consteval Operand Long(int from, const char* name) { return Tagged(kLong, from, name); }
+consteval Operand Char(int from, const char* name) { return Tagged(kChar, from, name); }
+consteval Operand Bool(int from, const char* name) { return Tagged(kBool, from, name); }
+consteval Operand DateOf(int from, const char* name) { return Tagged(kDate, from, name); }
+consteval Operand Amount(int from, const char* name) { return Tagged(kAmount, from, name); }
+consteval Operand OfType(const char* name) { return Tagged(kTypeOfInstruction, 0, name); }
+consteval Operand AnyText(int from, const char* name) {
   return Of(kAnyAttribute, kNone, from, name);
 }
-constexpr Operand VariableOfType(const char* name) {
+consteval Operand VariableOfType(const char* name) {
   return VariableOf(kTypeOfInstruction, 0, name);
 }
-constexpr Operand StringVariable(int from, const char* name) {
+consteval Operand StringVariable(int from, const char* name) {
   return VariableOf(kString, from, name);
 }
-constexpr Operand DateVariable(int from, const char* name) { return VariableOf(kDate, from, name); }
-constexpr Operand IntVariable(int from, const char* name) { return VariableOf(kInt, from, name); }
-constexpr Operand LongVariable(int from, const char* name) { return VariableOf(kLong, from, name); }
+consteval Operand DateVariable(int from, const char* name) { return VariableOf(kDate, from, name); }
+consteval Operand IntVariable(int from, const char* name) { return VariableOf(kInt, from, name); }
+consteval Operand LongVariable(int from, const char* name) { return VariableOf(kLong, from, name); }
 // Amount variables of a macro are string variables that hold an amount's text.
-constexpr Operand AmountVariable(int from, const char* name) {
+consteval Operand AmountVariable(int from, const char* name) {
   return VariableOf(kAmount, from, name);
 }
-constexpr Operand OpLeft() { return Of(kOpLeft, kTypeOfInstruction, 0, "left"); }
-constexpr Operand OpRight() { return Of(kOpRight, kTypeOfInstruction, 0, "right"); }
-constexpr Operand Arguments() { return Of(kArguments, kNone, 2, "arguments"); }
+consteval Operand OpLeft() { return Of(kOpLeft, kTypeOfInstruction, 0, "left"); }
+consteval Operand OpRight() { return Of(kOpRight, kTypeOfInstruction, 0, "right"); }
+consteval Operand Arguments() { return Of(kArguments, kNone, 2, "arguments"); }
 
 template <typename... Operands>
-constexpr Opcode Row(int number, const char* command, const char* mnemonic, CountRule rule,
+consteval Opcode Row(int number, const char* command, const char* mnemonic, CountRule rule,
                      const char* doc, Operands... operands) {
   static_assert(sizeof...(operands) <= kMaxOperands);
   return {static_cast<std::uint8_t>(number),
@@ -86,11 +86,12 @@ constexpr Opcode Row(int number, const char* command, const char* mnemonic, Coun
 constexpr Opcode kOpcodes[] = {TMX_BASE_OPCODES(TMX_ROW)};
 #undef TMX_ROW
 
-constexpr auto kByNumber = [] {
+constexpr auto kByNumber = []() consteval {
   std::array<const Opcode*, 256> rows{};
   for (const Opcode& row : kOpcodes) rows[row.number] = &row;
   return rows;
-}();
+}
+();
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 #include <malloc.h>
 #include <string.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -12,19 +13,31 @@ namespace {
 
 thread_local std::size_t allowed_allocations = SIZE_MAX;
 thread_local WatchedMemory* watch = nullptr;
+thread_local MeasuredMemory* measure = nullptr;
 
 void* Allocate(std::size_t size) noexcept {
   if (allowed_allocations == 0) return nullptr;
   if (allowed_allocations != SIZE_MAX) --allowed_allocations;
-  return std::malloc(size == 0 ? 1 : size);
+  void* const memory = std::malloc(size == 0 ? 1 : size);
+  if (measure != nullptr) measure->Count(static_cast<long long>(malloc_usable_size(memory)));
+  return memory;
 }
 
 void Free(void* memory) noexcept {
   if (watch != nullptr && memory != nullptr) watch->Look(memory);
+  if (measure != nullptr) measure->Count(-static_cast<long long>(malloc_usable_size(memory)));
   std::free(memory);
 }
 
 }  // namespace
+
+MeasuredMemory::MeasuredMemory() { measure = this; }
+MeasuredMemory::~MeasuredMemory() { measure = nullptr; }
+
+void MeasuredMemory::Count(long long bytes) {
+  held_ += bytes;
+  peak_ = std::max(peak_, held_);
+}
 
 WatchedMemory::WatchedMemory(std::vector<std::string> secrets) : secrets_(std::move(secrets)) {
   watch = this;

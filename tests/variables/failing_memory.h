@@ -1,4 +1,4 @@
-// Lets allocations fail on purpose, and looks at memory that is given back.
+// Lets allocations fail on purpose, measures them, and looks at memory that is given back.
 #pragma once
 
 #include <cstddef>
@@ -12,6 +12,23 @@ class FailingMemory {
   ~FailingMemory();
   FailingMemory(const FailingMemory&) = delete;
   FailingMemory& operator=(const FailingMemory&) = delete;
+};
+
+// While it lives, what this thread takes and gives back is counted.
+class MeasuredMemory {
+ public:
+  MeasuredMemory();
+  ~MeasuredMemory();
+  MeasuredMemory(const MeasuredMemory&) = delete;
+  MeasuredMemory& operator=(const MeasuredMemory&) = delete;
+
+  // The most bytes that were held at one time, beyond those at the beginning.
+  std::size_t Peak() const { return static_cast<std::size_t>(peak_); }
+  void Count(long long bytes);
+
+ private:
+  long long held_ = 0;
+  long long peak_ = 0;
 };
 
 // While it lives, all memory that this thread gives back is searched for secrets.

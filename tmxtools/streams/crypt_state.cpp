@@ -50,7 +50,8 @@ bool CryptStreamState::LoadLastBlock() {
   if (length == 0) return StartEmptyBlock();
   if (!region_.Read(block_start_, block_.Data(), length)) return false;
   const std::uint8_t pad_count = block_[length - 1];
-  if (pad_count > kMaxPadCount || pad_count != pad_count_ || pad_count > length) {
+  // A last block of another length could not be stored again in its place.
+  if (length % TripleDes::BlockLength != 0 || pad_count > kMaxPadCount || pad_count != pad_count_) {
     return Fail(codes::WrongFormat);
   }
   fill_ = length - pad_count;

@@ -22,6 +22,12 @@ std::string Written(const stored::Form& form, const std::string& text) {
   return stream.Stored();
 }
 
+TEST(CryptStream, TheOptionsHaveTheirBits) {
+  EXPECT_EQ(CRYPT_TAGGED, 0x2000);
+  EXPECT_EQ(CRYPT_ENCRYPT, 0x4000);
+  EXPECT_EQ(CRYPT_SIGN, 0x8000);
+}
+
 TEST(CryptStream, AnUnattachedStreamRefusesEverything) {
   HbCryptStream stream;
   EXPECT_EQ(stream.GetError(), 0u);

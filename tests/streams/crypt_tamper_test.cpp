@@ -152,6 +152,18 @@ TEST(CryptTamper, ChangesInTheLastTwoOf9_25Or41ChunksAreNotNoticed) {
   }
 }
 
+// One level up the same holds for groups of 50 chunks: here 9 of them.
+TEST(CryptTamper, ChangesInTheLastTwoOf9GroupsOfChunksAreNotNoticed) {
+  const stored::Form form{true, false, true, false, kSessionKey, kWrappingKey, ""};
+  const std::string bytes = stored::Build(form, TextOf(429899));
+  const std::size_t data = stored::LayoutOf(form).data;
+  Reader reader(form);
+  for (std::size_t chunk = 0; chunk < 430; ++chunk) {
+    const std::string changed = Flipped(bytes, data + 1000 * chunk + 333, chunk % 8);
+    ASSERT_EQ(reader.Refuses(changed), chunk / 50 < 7) << chunk;
+  }
+}
+
 TEST(CryptTamper, EveryByteOfAStreamOf9ChunksIsCoveredButThoseListed) {
   for (const bool encrypted : {false, true}) {
     const stored::Form form{true, encrypted, true, false, kSessionKey, kWrappingKey, ""};

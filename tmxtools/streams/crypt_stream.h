@@ -19,6 +19,11 @@ inline constexpr unsigned short Sign = 0x8000;     // holds a signature over the
 
 }  // namespace tmx
 
+// The same under the names that hosts know.
+inline constexpr unsigned short CRYPT_TAGGED = tmx::crypt_mode::Tagged;
+inline constexpr unsigned short CRYPT_ENCRYPT = tmx::crypt_mode::Encrypt;
+inline constexpr unsigned short CRYPT_SIGN = tmx::crypt_mode::Sign;
+
 // A stream over an inner stream in which it stores a header, an encrypted session key, encrypted
 // data and a signature over the stored data, each of them if the mode asks for it. Callers see only
 // their own bytes. docs/formats.md describes what is stored.

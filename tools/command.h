@@ -10,10 +10,12 @@ enum ExitCode : int {
   kFindings = 1,     // something is wrong with the input, or a file cannot be read or written
   kWrongUse = 2,     // the command line itself
   kMacroFailed = 3,  // a macro ran and failed
+  kRefused = 4,      // an encrypted stream or a file of one was refused
 };
 
 // Each adds a subcommand with its options to the program. A command that was chosen runs in its
 // callback and leaves its result in `exit_code`, which outlives the parsing.
+void AddCryptCommand(CLI::App& program, int& exit_code);
 void AddMacroCommand(CLI::App& program, int& exit_code);
 void AddTextCommand(CLI::App& program, int& exit_code);
 

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr void (*kCommands[])(CLI::App&, int&) = {
+    tmx::tools::AddCryptCommand,
     tmx::tools::AddMacroCommand,
     tmx::tools::AddTextCommand,
 };
@@ -33,11 +34,13 @@ int AfterOutput(int exit_code) {
 }
 
 int Run(int argc, char** argv) {
-  CLI::App program("Tools for the texts and macros of a home-banking kernel.", "tmx");
+  CLI::App program("Tools for the texts, macros and encrypted streams of a home-banking kernel.",
+                   "tmx");
   program.require_subcommand(1);
   program.set_version_flag("--version", "tmx " TMX_VERSION, "Print the version and exit");
   program.footer(
-      "Exit codes: 0 done, 1 a finding or an unreadable file, 2 wrong use, 3 a macro failed.\n"
+      "Exit codes: 0 done, 1 a finding or an unreadable file, 2 wrong use, 3 a macro failed,\n"
+      "4 an encrypted stream refused.\n"
       "tmx COMMAND --help tells more about a command.");
   int exit_code = tmx::tools::kDone;
   for (const auto add : kCommands) add(program, exit_code);

@@ -1,10 +1,7 @@
 // tmx text: looks into text resource files, checks and normalises them.
-#include <unistd.h>
-
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +14,7 @@
 #include "tmxtools/textres/text_res.h"
 #include "tools/command.h"
 #include "tools/output.h"
+#include "tools/scratch_file.h"
 
 namespace tmx::tools {
 namespace {
@@ -131,40 +129,6 @@ int Check(const TextOptions& options) {
   return checker.FoundSomething() ? kFindings : kDone;
 }
 
-// A file that is removed again unless it got another name.
-class ScratchFile {
- public:
-  // Makes a new file whose name begins with `path`.
-  explicit ScratchFile(const std::string& path) : name_(path + ".XXXXXX") {
-    const int file = mkstemp(name_.data());
-    if (file >= 0) {
-      close(file);
-    } else {
-      name_.clear();
-    }
-  }
-  ~ScratchFile() {
-    if (!name_.empty()) CurrentEnv().Remove(name_);
-  }
-  ScratchFile(const ScratchFile&) = delete;
-  ScratchFile& operator=(const ScratchFile&) = delete;
-
-  const std::string& Name() const { return name_; }  // empty when it could not be made
-  bool RenameTo(const std::string& path) {
-    const auto file = CurrentEnv().Open(name_, {.read = true, .write = true});
-    if (!file.Ok() || file.value->Sync() != std::errc{}) return false;
-    std::error_code failure;  // the new file gets the rights of the old one
-    const auto rights = std::filesystem::status(path, failure).permissions();
-    if (!failure) std::filesystem::permissions(name_, rights, failure);
-    if (failure || CurrentEnv().Rename(name_, path) != std::errc{}) return false;
-    name_.clear();
-    return true;
-  }
-
- private:
-  std::string name_;
-};
-
 // Saving tells nothing about a full disk, so the file is read again and compared.
 bool SavedWell(HbTextResFile& texts, const std::string& path) {
   if (!texts.save(path)) return false;
@@ -188,13 +152,6 @@ std::size_t CountDropped(const std::string& bytes) {
   return dropped;
 }
 
-// Where a link leads, so that replacing the file leaves the link in place.
-std::string Resolved(const std::string& path) {
-  std::error_code failure;
-  const std::filesystem::path resolved = std::filesystem::canonical(path, failure);
-  return failure ? path : resolved.string();
-}
-
 int Format(const TextOptions& options) {
   const auto bytes = ReadFile(options.file);
   HbTextResFile texts;
@@ -206,7 +163,7 @@ int Format(const TextOptions& options) {
     Complain(options.file, lost);
   }
   const char* const temporary = std::getenv("TMPDIR");
-  const std::string target = Resolved(options.file);
+  const std::string target = BehindLinks(options.file);
   ScratchFile scratch(options.in_place ? target
                                        : std::string(temporary ? temporary : "/tmp") + "/tmx-text");
   if (scratch.Name().empty() || !SavedWell(texts, scratch.Name()))

@@ -1,0 +1,63 @@
+// tmx crypt cbc: encrypts and decrypts standard input.
+#include <cstdio>
+#include <memory>
+
+#include "tmxtools/platform/memory_stream.h"
+#include "tmxtools/streams/cbc_crypter.h"
+#include "tools/crypt_command.h"
+
+namespace tmx::tools {
+namespace {
+
+struct CbcOptions {
+  std::string key_file, iv_file;
+  bool pad = false;
+};
+
+using Operation = bool (HbtdCbcCrypter::*)(HbError&, SvStream&, SvStream&, bool);
+
+// Nothing is printed unless all of the input could be processed.
+int Process(const CbcOptions& options, Operation operation) {
+  const SecretBytes key = ReadKeyFile("--key-file", options.key_file, 16);
+  const SecretBytes vector = ReadKeyFile("--iv-file", options.iv_file, 8);
+  HbtdCbcCrypter crypter;
+  crypter.SetKey(key.data());
+  crypter.SetIV(vector.data());
+  SvCacheStream in;
+  SvCacheStream out;
+  if (!CopyInput("standard input", in)) return kRefused;
+  HbError error;
+  if (!(crypter.*operation)(error, in, out, options.pad)) return Refuse("standard input", error);
+  SecretBytes piece(kCryptPiece);
+  while (const unsigned long length = out.Read(piece.data(), piece.size())) {
+    if (std::fwrite(piece.data(), 1, length, stdout) != length) break;  // said when tmx ends
+  }
+  return out.HasError() ? Refuse("standard output", out) : int{kDone};
+}
+
+}  // namespace
+
+void AddCryptCbcCommand(CLI::App& crypt, int& exit_code) {
+  const auto options = std::make_shared<CbcOptions>();
+  CLI::App* const cbc = crypt.add_subcommand(
+      "cbc", "Encrypt or decrypt standard input with two-key triple DES in CBC mode.");
+  cbc->require_subcommand(1);
+  const auto add = [&](const char* name, const char* help, Operation operation) {
+    CLI::App* const command = cbc->add_subcommand(name, help);
+    command
+        ->add_option("--key-file", options->key_file, "the key: 32 hexadecimal digits or 16 bytes")
+        ->required();
+    command
+        ->add_option("--iv-file", options->iv_file,
+                     "the starting vector: 16 hexadecimal digits or 8 bytes")
+        ->required();
+    command->add_flag("--pad", options->pad,
+                      "fill up to a multiple of 8 bytes, at least by one, and take that off again");
+    command->callback(
+        [=, &exit_code] { exit_code = WithKeys([&] { return Process(*options, operation); }); });
+  };
+  add("encrypt", "Print standard input encrypted.", &HbtdCbcCrypter::Encrypt);
+  add("decrypt", "Print standard input decrypted.", &HbtdCbcCrypter::Decrypt);
+}
+
+}  // namespace tmx::tools

@@ -1,0 +1,57 @@
+// The subcommands of `tmx crypt`, which stand in several files.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "tmxtools/core/error.h"
+#include "tmxtools/platform/secret.h"
+#include "tmxtools/platform/stream.h"
+#include "tools/command.h"
+
+namespace tmx::tools {
+
+// cbc and recover.
+void AddCryptCbcCommand(CLI::App& crypt, int& exit_code);
+void AddCryptRecoverCommand(CLI::App& crypt, int& exit_code);
+
+// Bytes are handled in pieces of this length.
+constexpr std::size_t kCryptPiece = 1 << 18;
+
+// The file that an option names holds no such key: wrong use.
+class UnusableKey : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+// A whole file or pipe, for secrets; throws UnusableKey.
+SecretBytes ReadSecretFile(const std::string& option, const std::string& path);
+// `length` bytes from a file that holds them as they are or as hexadecimal digits, after which a
+// line end may follow; throws UnusableKey.
+SecretBytes ReadKeyFile(const std::string& option, const std::string& path, std::size_t length);
+
+// Runs a subcommand. What it throws for a key becomes a message and kWrongUse.
+template <class Command>
+int WithKeys(Command command) {
+  try {
+    return command();
+  } catch (const UnusableKey& error) {
+    std::fprintf(stderr, "tmx crypt: %s\n", error.what());
+    return kWrongUse;
+  }
+}
+
+// Says on standard error what is wrong with a file and gives kRefused.
+int Refuse(const std::string& file, const std::string& what);
+// The same for the error of a stream: its code, the number of the stream error, the code's text.
+int Refuse(const std::string& file, const SvStream& stream);
+// The same for an error with its causes, one a line.
+int Refuse(const std::string& file, const HbError& error);
+// Puts the rest of standard input into a stream; says what went wrong with either.
+bool CopyInput(const std::string& name, SvStream& stream);
+// How many bytes standard input has, as far as that is known before reading; else 0.
+std::uint64_t InputSize();
+
+}  // namespace tmx::tools

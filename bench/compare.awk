@@ -1,7 +1,7 @@
 # awk -f compare.awk targets.txt RESULT.csv: from Google Benchmark's CSV, prints for each case and
 # size how many times faster than each peer we are. Times are processor time, as others may use the
-# machine; repetitions of a benchmark count with their median. Fails when a wanted ratio is missed,
-# and when a benchmark reported an error.
+# machine, except for benchmarks that ask for the clock; repetitions of a benchmark count with their
+# median. Fails when a wanted ratio is missed, and when a benchmark reported an error.
 
 function median(key,   count, times, i, j, swap) {
   count = split(samples[key], times, " ")
@@ -32,14 +32,15 @@ FNR == NR {
   }
   size = ""
   if (match(name, /\/.*/)) { size = substr(name, RSTART); name = substr(name, 1, RSTART - 1) }
-  gsub(/\/(manual_time|(repeats|min_time|iterations):[^\/]*)/, "", size)
+  by_clock = size ~ /\/real_time/
+  gsub(/\/(real_time|manual_time|(repeats|min_time|iterations):[^\/]*)/, "", size)
   who = name
   sub(/.*_/, "", who)
   what = substr(name, 1, length(name) - length(who) - 1)
   key = what SUBSEP size SUBSEP who
   if (!(key in samples)) order[++rows] = key
   unit[key] = field[column["time_unit"]]
-  samples[key] = samples[key] " " field[column["cpu_time"]]
+  samples[key] = samples[key] " " field[column[by_clock ? "real_time" : "cpu_time"]]
 }
 
 END {

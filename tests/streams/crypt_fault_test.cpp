@@ -4,11 +4,13 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "tests/streams/crypt_fixture.h"
 #include "tests/support/fault_env.h"
 #include "tests/support/memory_env.h"
 #include "tests/variables/failing_memory.h"
+#include "tmxtools/platform/crypto.h"
 #include "tmxtools/streams/crypt_file_stream.h"
 
 namespace tmx {
@@ -99,6 +101,121 @@ TEST_F(CryptFault, EveryFailingCallOfTheSystemEndsInItsErrorAndLosesNothingUnnot
     }
   }
   EXPECT_GT(failures, 60u);
+}
+
+// A new file, and one with the older magic, which is brought up to date.
+TEST_F(CryptFault, AFailureWhileAHeaderIsWrittenLeavesAFileThatIsRefusedOrGood) {
+  const stored::Form form = FileForms()[0];
+  stored::Form older = form;
+  older.older_magic = true;
+  std::size_t failures = 0;
+  for (const std::string& before : {std::string(), stored::Build(older, kOld)}) {
+    for (const EnvCall call : {EnvCall::kOpen, EnvCall::kSize, EnvCall::kRead, EnvCall::kWrite}) {
+      for (std::size_t nth = 1;; ++nth) {
+        memory_.Put("f", before);
+        faults_.Reset();
+        faults_.Fail(call, nth, std::errc::io_error);
+        {
+          HbCryptFileStream stream("f", ModeOf(form, kReadWrite), nullptr, 0, KeyBytes(kSessionKey),
+                                   KeyBytes(kWrappingKey));
+          stream.Write("new", 3);
+          stream.Close();
+          const bool failed = faults_.Count(call) >= nth;
+          EXPECT_EQ(stream.HasError(), failed) << nth;
+          failures += failed ? 1 : 0;
+        }
+        const bool failed = faults_.Count(call) >= nth;
+        faults_.Reset();
+        const auto text = Reread(form);
+        const std::string changed = before.empty() ? "new" : "new" + kOld.substr(3);
+        if (text) EXPECT_TRUE(*text == changed || (*text == kOld && !before.empty()));
+        if (failed) continue;
+        EXPECT_EQ(text, changed);
+        break;
+      }
+    }
+  }
+  EXPECT_GT(failures, 20u);
+}
+
+// A crypto library that fails at one of its calls.
+class FailingCrypto : public CryptoProvider {
+ public:
+  explicit FailingCrypto(int allowed) : allowed_(allowed), before_(SetCrypto(this)) {}
+  ~FailingCrypto() override { SetCrypto(before_); }
+  bool HasFailed() const { return allowed_ < 0; }
+
+  void NormaliseKeyHalf(std::uint8_t* half) const override { inner_.NormaliseKeyHalf(half); }
+  std::unique_ptr<TripleDes> MakeTripleDes(const std::uint8_t* key) const override {
+    return Fails() ? nullptr : inner_.MakeTripleDes(key);
+  }
+  std::unique_ptr<AsymmetricKey> MakeAsymmetricKey(const std::uint8_t* bytes, std::size_t length,
+                                                   AsymmetricUse use) const override {
+    if (Fails()) return nullptr;
+    return std::make_unique<Key>(*this, inner_.MakeAsymmetricKey(bytes, length, use));
+  }
+  bool FillRandom(std::uint8_t* bytes, std::size_t count) const override {
+    return !Fails() && inner_.FillRandom(bytes, count);
+  }
+
+ private:
+  struct Key : AsymmetricKey {
+    Key(const FailingCrypto& crypto, std::unique_ptr<AsymmetricKey> key)
+        : owner(crypto), inner(std::move(key)) {}
+    std::size_t BlockLength() const override { return inner->BlockLength(); }
+    std::optional<SecretBytes> Forward(const std::uint8_t* text,
+                                       std::size_t length) const override {
+      if (owner.Fails()) return std::nullopt;
+      return inner->Forward(text, length);
+    }
+    std::optional<SecretBytes> Inverse(const std::uint8_t* block,
+                                       std::size_t length) const override {
+      auto text = inner->Inverse(block, length);
+      if (owner.Fails()) text->pop_back();  // another text than was sealed
+      return text;
+    }
+    const FailingCrypto& owner;
+    std::unique_ptr<AsymmetricKey> inner;
+  };
+
+  bool Fails() const { return allowed_ >= 0 && allowed_-- == 0; }
+
+  mutable int allowed_;
+  const CryptoProvider* before_;
+  const CryptoProvider& inner_ = [this]() -> const CryptoProvider& {
+    SetCrypto(before_);
+    const CryptoProvider& inner = CurrentCrypto();
+    SetCrypto(this);
+    return inner;
+  }();
+};
+
+TEST_F(CryptFault, WhereTheCryptoLibraryFailsTheErrorIs525) {
+  int failures = 0;
+  for (stored::Form form : AllForms()) {
+    stored::Form older = form;
+    older.older_magic = form.tagged;
+    form.session_key.clear();  // so that one is made up
+    for (const std::string& before : {std::string(), stored::Build(older, kOld)}) {
+      for (int allowed = 0;; ++allowed) {
+        SCOPED_TRACE(NameOf(form) + ", call " + std::to_string(allowed));
+        const FailingCrypto crypto(allowed);
+        OpenCryptStream stream(before);
+        const bool valid = stream.OpenAs(form, kReadWrite);
+        stream.Put("new");
+        stream.Flush();
+        if (!crypto.HasFailed()) {
+          EXPECT_EQ(stream.GetError(), 0u);
+          break;
+        }
+        ++failures;
+        EXPECT_TRUE(stream.GetError() == 525 || (!valid && stream.GetError() == 3088))
+            << stream.GetError();
+        if (!valid && before.empty()) EXPECT_EQ(stream.Get(1), "");
+      }
+    }
+  }
+  EXPECT_GT(failures, 50);
 }
 
 TEST_F(CryptFault, AFullDiskIsDiskFullAndWorkGoesOnWhenThereIsRoomAgain) {
@@ -198,7 +315,6 @@ TEST_F(CryptFault, KeysAndPlainTextAreWipedBeforeMemoryIsGivenBack) {
   for (const stored::Form& form : AllForms()) {
     if (!form.encrypted) continue;
     const std::string bytes = stored::Build(form, text);
-    auto stream = std::make_unique<OpenCryptStream>(bytes);
     std::string read(text.size(), '\0');
     std::vector<std::string> secrets = {kSessionKey.substr(0, 8), kWrappingKey.substr(0, 8),
                                         stored::AdjustedKey(kSessionKey).substr(0, 8),
@@ -209,6 +325,7 @@ TEST_F(CryptFault, KeysAndPlainTextAreWipedBeforeMemoryIsGivenBack) {
     std::size_t leaked = 0;
     {
       const WatchedMemory watched(secrets);
+      auto stream = std::make_unique<OpenCryptStream>(bytes);
       readable = stream->OpenAs(form, kReadWrite);
       stream->Read(read.data(), read.size());
       stream->Seek(100);

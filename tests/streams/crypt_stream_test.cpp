@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/streams/crypt_fixture.h"
 
 namespace tmx {
@@ -45,6 +47,7 @@ TEST(CryptStream, AnUnattachedStreamRefusesEverything) {
   EXPECT_EQ(stream.GetError(), 525u);
   stream.ResetError();
   stream.Flush();
+  stream.Sync();
   stream.Close();
   EXPECT_EQ(stream.GetError(), 0u);
 }
@@ -586,6 +589,39 @@ TEST(CryptStream, AnUnflushedStreamThatEndsInAZeroByteCanBeReadAndContinued) {
   EXPECT_EQ(stored::Parse(kPlain, writer.Stored()), text + "more");
 }
 
+TEST(CryptStream, ASignedStreamIsNotOpenedWithoutAKey) {
+  OpenCryptStream stream(Written(kPlain, "some text"));
+  EXPECT_FALSE(stream.OpenWith(kReadWrite | crypt_mode::Sign, kSessionKey, ""));
+  EXPECT_EQ(stream.GetError(), 525u);
+}
+
+TEST(CryptStream, AWriteAfterAReadThatEndsWithABlockGoesIntoTheNextOne) {
+  OpenCryptStream stream(Written(kAll, TextOf(100)));
+  ASSERT_TRUE(stream.OpenAs(kAll, kReadWrite));
+  EXPECT_EQ(stream.Get(24), TextOf(24));
+  EXPECT_EQ(stream.Put("##"), 2u);
+  stream.Flush();
+  EXPECT_EQ(stored::Parse(kAll, stream.Stored()), TextOf(100).replace(24, 2, "##"));
+}
+
+TEST(CryptStream, ALastBlockThatCouldNotBeReadIsReadAgain) {
+  std::string bytes = Written(kPlain, "some text");
+  OpenCryptStream stream(bytes);
+  ASSERT_TRUE(stream.OpenAs(kPlain, kReadWrite));
+  stream.inner.Seek(bytes.size() - 1);
+  stream.inner.Write("\x05", 1);
+  OpenCryptStream damaged(stream.Stored());
+  EXPECT_TRUE(damaged.OpenAs(kPlain, kReadWrite));
+  EXPECT_EQ(damaged.GetError(), 3861u);
+  damaged.ResetError();
+  EXPECT_EQ(damaged.Get(1), "");
+  EXPECT_EQ(damaged.GetError(), 3861u);
+  damaged.inner.Seek(bytes.size() - 1);
+  damaged.inner.Write("\x07", 1);
+  damaged.ResetError();
+  EXPECT_EQ(damaged.Get(100), "some text");
+}
+
 // Errors.
 
 TEST(CryptStream, TheFirstErrorWinsAndBlocksUntilItIsReset) {
@@ -634,6 +670,28 @@ TEST(CryptStream, StoredBytesThatVanishWhileAStreamIsOpenAre2831) {
   stream.inner.SetStreamSize(500);
   EXPECT_EQ(stream.Get(1000).size(), 0u);
   EXPECT_EQ(stream.GetError(), 2831u);
+}
+
+// A stream that stops to take bytes and does not say so.
+class FullStream : public SvMemoryStream {
+ public:
+  unsigned long room = 60;
+
+ protected:
+  unsigned long PutData(const char* data, unsigned long count) override {
+    const unsigned long taken = std::min(count, room);
+    room -= taken;
+    return SvMemoryStream::PutData(data, taken);
+  }
+};
+
+TEST(CryptStream, AnInnerStreamThatTakesLessIs3088) {
+  FullStream inner;
+  OpenCryptStream stream;
+  ASSERT_TRUE(stream.Init(nullptr, 0, nullptr, kReadWrite, &inner, nullptr) && stream.Open());
+  EXPECT_EQ(stream.Put(TextOf(100)), 0u);
+  EXPECT_EQ(stream.GetError(), 3088u);
+  stream.Close();
 }
 
 TEST(CryptStream, SyncFlushes) {

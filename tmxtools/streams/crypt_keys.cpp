@@ -1,6 +1,7 @@
 #include "tmxtools/streams/crypt_keys.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace tmx {
 namespace {
@@ -88,7 +89,6 @@ bool CryptKeys::Wrap(const std::uint8_t* text, std::size_t length, std::uint8_t*
     return true;
   }
   const std::size_t whole = WholeBlocks(length);
-  if (wrapping_cipher_ == nullptr || whole > kLongestText) return false;
   std::fill(std::copy_n(text, length, wrapped), wrapped + whole, std::uint8_t{0});
   DesBlock vector{};
   Cbc(*wrapping_cipher_, CipherDirection::Encrypt, vector, wrapped, wrapped, whole);
@@ -103,7 +103,7 @@ bool CryptKeys::Unwrap(const std::uint8_t* wrapped, std::uint8_t* text, std::siz
     return fits;
   }
   const std::size_t whole = WholeBlocks(length);
-  if (wrapping_cipher_ == nullptr || whole > kLongestText) return false;
+  assert(CanWrap() && whole <= kLongestText);
   Secret<kLongestText> plain;
   DesBlock vector{};
   Cbc(*wrapping_cipher_, CipherDirection::Decrypt, vector, wrapped, plain.Data(), whole);

@@ -36,7 +36,6 @@ class CryptKeys {
   bool HasAsymmetric() const { return asymmetric_ != nullptr; }
   bool HasSymmetric() const { return given_wrapping_.has_value(); }
   bool CanWrap() const { return HasAsymmetric() || HasSymmetric(); }
-  bool HasSession() const { return session_.has_value(); }
 
   // Chooses the symmetric wrapping key: as it was given but for parity, or adjusted, as streams
   // with the current magic use it.

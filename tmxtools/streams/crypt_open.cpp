@@ -140,10 +140,8 @@ bool CryptStreamState::OpenExisting() {
   if (!StartHash()) return false;
   signature_current_ = true;
   if (Has(crypt_mode::Sign) && !SignatureMatches()) return false;
-  if (magic == CryptMagic::Older && Has(stream_mode::Write) && keys_.HasSymmetric() &&
-      keys_.HasSession() && !Upgrade()) {
-    return false;
-  }
+  const bool outdated = magic == CryptMagic::Older && Has(stream_mode::Write);
+  if (outdated && keys_.HasSymmetric() && !Upgrade()) return false;
   valid_ = true;
   MoveTo(0);
   return true;
@@ -153,8 +151,9 @@ bool CryptStreamState::OpenExisting() {
 bool CryptStreamState::Upgrade() {
   if (!keys_.UseWrappingKey(true)) return Fail(codes::General);
   const bool has_key_block = region_.Start() > header_.KeyBlockAt();
+  // Only signed streams come here: tagged ones without a signature do not open.
   return region_.WriteInner(0, CurrentMagic, MagicLength) && (!has_key_block || WriteKeyBlock()) &&
-         (!Has(crypt_mode::Sign) || WriteSignature());
+         WriteSignature();
 }
 
 bool CryptStreamState::WriteKeyBlock() {

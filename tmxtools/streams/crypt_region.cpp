@@ -30,14 +30,16 @@ bool CryptRegion::ReadInner(unsigned long at, std::uint8_t* bytes, std::size_t l
   inner_->Seek(at);
   const std::size_t done = inner_->Read(bytes, length);
   if (!CheckInner()) return false;
-  return done == length || Fail(codes::ReadError);
+  if (done != length) return Fail(codes::ReadError);
+  return true;
 }
 
 bool CryptRegion::WriteInner(unsigned long at, const std::uint8_t* bytes, std::size_t length) {
   inner_->Seek(at);
   const std::size_t done = inner_->Write(bytes, length);
   if (!CheckInner()) return false;
-  return done == length || Fail(codes::WriteError);
+  if (done != length) return Fail(codes::WriteError);
+  return true;
 }
 
 bool CryptRegion::ReadStored(std::uint32_t at, std::uint8_t* stored, std::size_t length) {

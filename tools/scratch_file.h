@@ -8,7 +8,8 @@ namespace tmx::tools {
 // Where a link leads, so that replacing the file leaves the link in place.
 std::string BehindLinks(const std::string& path);
 
-// Removes the file again unless it got another name.
+// Removes the file again unless it got another name, also when the program is interrupted. One at a
+// time.
 class ScratchFile {
  public:
   // Makes a new file that only its owner can use and whose name begins with `path`.

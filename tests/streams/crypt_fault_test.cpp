@@ -37,7 +37,8 @@ std::uint32_t Work(const stored::Form& form) {
   stream.Write("new", 3);
   stream.Close();
   if (stream.GetError() != 0) return stream.GetError();
-  HbCryptFileStream reader("f", ModeOf(form, kRead), nullptr, 0, nullptr, KeyBytes(kWrappingKey));
+  HbCryptFileStream reader("f", ModeOf(form, kReadOnly), nullptr, 0, nullptr,
+                           KeyBytes(kWrappingKey));
   std::string text(kSecond.size(), '\0');
   const bool complete = reader.Read(text.data(), text.size()) == text.size();
   EXPECT_TRUE(reader.HasError() || (complete && text == kSecond));
@@ -46,7 +47,8 @@ std::uint32_t Work(const stored::Form& form) {
 
 // What a reader makes of the file: a text, or nothing if it refuses.
 std::optional<std::string> Reread(const stored::Form& form) {
-  HbCryptFileStream reader("f", ModeOf(form, kRead), nullptr, 0, nullptr, KeyBytes(kWrappingKey));
+  HbCryptFileStream reader("f", ModeOf(form, kReadOnly), nullptr, 0, nullptr,
+                           KeyBytes(kWrappingKey));
   std::string text(kSecond.size() + 100, '\0');
   text.resize(reader.Read(text.data(), text.size()));
   if (reader.HasError()) return std::nullopt;

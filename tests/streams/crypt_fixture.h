@@ -10,7 +10,7 @@
 
 namespace tmx {
 
-inline constexpr unsigned short kRead = stream_mode::Read;
+inline constexpr unsigned short kReadOnly = stream_mode::Read;
 inline constexpr unsigned short kReadWrite = stream_mode::Read | stream_mode::Write;
 
 inline const std::string kSessionKey = "a session's key.";

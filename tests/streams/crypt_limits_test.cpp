@@ -94,7 +94,7 @@ TEST(CryptLimits, ATaggedStreamTooLongForTheMapsBeginningIs2321) {
   WriteUpTo(stream, 1000);
   stream.Close();
   inner.SetStreamSize(kHeader + 8000ul * (65535 - 128 + 1));
-  EXPECT_FALSE(OpenOver(stream, inner, kRead | kTaggedSigned));
+  EXPECT_FALSE(OpenOver(stream, inner, kReadOnly | kTaggedSigned));
   EXPECT_EQ(stream.GetError(), 2321u);
   stream.Close();
 }
@@ -112,7 +112,7 @@ TEST(CryptLimits, TheLongestTaggedStreamTakesLessThan32MB) {
     ASSERT_EQ(stream.GetError(), 0u);
   }
   stream.Close();
-  ASSERT_TRUE(OpenOver(stream, inner, kRead | kTaggedSigned)) << "the signature matches";
+  ASSERT_TRUE(OpenOver(stream, inner, kReadOnly | kTaggedSigned)) << "the signature matches";
   EXPECT_EQ(stream.Size(), end);
   std::string read(1000000, '\0');
   EXPECT_EQ(stream.Read(read.data(), read.size()), read.size());

@@ -29,7 +29,7 @@ TEST(CryptStored, StreamsStoreWhatTheOtherWriterBuilds) {
 TEST(CryptStored, StreamsReadWhatTheOtherWriterBuilds) {
   for (const stored::Form& form : AllForms()) {
     for (const std::size_t length : kLengths) {
-      for (const unsigned short access : {kRead, kReadWrite}) {
+      for (const unsigned short access : {kReadOnly, kReadWrite}) {
         SCOPED_TRACE(Case(form, length));
         const std::string bytes = stored::Build(form, TextOf(length));
         OpenCryptStream stream(bytes);
@@ -91,14 +91,14 @@ TEST(CryptStored, AnRsaStreamIsWrittenWithThePublicKeyAndReadWithThePrivateOne) 
   writer.Put("sealed");
   writer.Flush();
   OpenCryptStream without(writer.Stored());
-  EXPECT_FALSE(without.OpenAs(form, kRead));
+  EXPECT_FALSE(without.OpenAs(form, kReadOnly));
   EXPECT_EQ(without.GetError(), 525u);
   OpenCryptStream writable(writer.Stored());
   EXPECT_FALSE(writable.OpenAs(form, kReadWrite));
   EXPECT_EQ(writable.GetError(), 525u);
   form.rsa_key = stored::TestRsaKey().private_pem;
   OpenCryptStream reader(writer.Stored());
-  EXPECT_TRUE(reader.OpenAs(form, kRead));
+  EXPECT_TRUE(reader.OpenAs(form, kReadOnly));
   EXPECT_EQ(reader.GetAll(), "sealed");
 }
 

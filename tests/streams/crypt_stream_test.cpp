@@ -153,7 +153,7 @@ TEST(CryptStream, ATaggedStreamWithTheOlderMagicIsRewrittenWhenOpenedWritable) {
       older.older_magic = true;
       const std::string bytes = stored::Build(older, TextOf(length));
       OpenCryptStream reader(bytes);
-      ASSERT_TRUE(reader.OpenAs(older, kRead));
+      ASSERT_TRUE(reader.OpenAs(older, kReadOnly));
       EXPECT_EQ(reader.GetAll(), TextOf(length));
       EXPECT_EQ(reader.Stored(), bytes) << "a reader rewrites nothing";
       OpenCryptStream stream(bytes);
@@ -228,7 +228,7 @@ TEST(CryptStream, SizeZeroRevivesAStreamWhoseSignatureDoesNotMatch) {
 TEST(CryptStream, AReadOnlyStreamKeepsItsBytes) {
   const std::string bytes = Written(kAll, "some text");
   OpenCryptStream stream(bytes);
-  ASSERT_TRUE(stream.OpenAs(kAll, kRead));
+  ASSERT_TRUE(stream.OpenAs(kAll, kReadOnly));
   EXPECT_FALSE(stream.SetStreamSize(0));
   EXPECT_EQ(stream.GetError(), 3088u);
   stream.ResetError();
@@ -245,7 +245,7 @@ TEST(CryptStream, BuffersAreSmallWhereReadsAndWritesMix) {
   both.OpenAs(kAll, kReadWrite);
   EXPECT_EQ(both.GetBufferSize(), 8);
   OpenCryptStream reader;
-  reader.OpenAs(kAll, kRead);
+  reader.OpenAs(kAll, kReadOnly);
   EXPECT_EQ(reader.GetBufferSize(), 256);
 }
 
@@ -312,7 +312,7 @@ TEST(CryptStream, ASessionKeyMadeUpDiffersEachTime) {
 
 TEST(CryptStream, AReadersSessionKeyIsTheKeyEncryptionKeyAndTheOtherOneIsIgnored) {
   OpenCryptStream stream(Written(kAll, "some text"));
-  ASSERT_TRUE(stream.OpenWith(kRead | kTES, kWrappingKey, "xxxxxxxxxxxxxxxx"));
+  ASSERT_TRUE(stream.OpenWith(kReadOnly | kTES, kWrappingKey, "xxxxxxxxxxxxxxxx"));
   EXPECT_EQ(stream.GetAll(), "some text");
 }
 
@@ -331,7 +331,7 @@ TEST(CryptStream, BothKeysMayBeTheSame) {
   stream.Put("a log");
   stream.Flush();
   OpenCryptStream reader(stream.Stored());
-  ASSERT_TRUE(reader.OpenWith(kRead | kTES, kWrappingKey, kWrappingKey));
+  ASSERT_TRUE(reader.OpenWith(kReadOnly | kTES, kWrappingKey, kWrappingKey));
   EXPECT_EQ(reader.GetAll(), "a log");
 }
 
@@ -339,7 +339,7 @@ TEST(CryptStream, TheParityBitsOfAKeyDoNotCountInAnUntaggedStream) {
   std::string other = kWrappingKey;
   for (char& c : other) c = static_cast<char>(c ^ 1);
   OpenCryptStream stream(Written(kEncrypted, "some text"));
-  ASSERT_TRUE(stream.OpenWith(kRead, "", other));
+  ASSERT_TRUE(stream.OpenWith(kReadOnly, "", other));
   EXPECT_EQ(stream.GetAll(), "some text");
 }
 
@@ -349,7 +349,7 @@ TEST(CryptStream, TheParityBitsOfTheFirst14BytesCountInATaggedStream) {
     other[i] = static_cast<char>(other[i] ^ 1);
     OpenCryptStream stream(Written(kAll, "some text"));
     // The last two bytes are replaced; of the others each lowest bit stands in the replacement.
-    EXPECT_EQ(stream.OpenWith(kRead | kTES, "", other), i >= 14) << i;
+    EXPECT_EQ(stream.OpenWith(kReadOnly | kTES, "", other), i >= 14) << i;
   }
 }
 
@@ -378,7 +378,7 @@ TEST(CryptStream, AKeyBlockThatNoKeyOpensIs525) {
     EXPECT_EQ(stream.Get(1), "");
     EXPECT_EQ(stream.Stored(), bytes);
   };
-  opens(kRead, "", "");
+  opens(kReadOnly, "", "");
   opens(kReadWrite, "", "");
   opens(kReadWrite | crypt_mode::Encrypt, "", "");
   opens(kReadWrite | crypt_mode::Encrypt, kSessionKey, "");
@@ -388,13 +388,13 @@ TEST(CryptStream, AKeyBlockThatNoKeyOpensIs525) {
 
 TEST(CryptStream, AReaderNeedsNoEncryptToReadAKeyBlock) {
   OpenCryptStream stream(Written(kEncrypted, "some text"));
-  EXPECT_TRUE(stream.OpenWith(kRead, "", kWrappingKey));
+  EXPECT_TRUE(stream.OpenWith(kReadOnly, "", kWrappingKey));
   EXPECT_EQ(stream.GetAll(), "some text");
 }
 
 TEST(CryptStream, EncryptStaysInForceForAStreamWithoutKeyBlock) {
   OpenCryptStream reader(Written(kPlain, "some text"));
-  EXPECT_TRUE(reader.OpenWith(kRead | crypt_mode::Encrypt, kWrappingKey, ""));
+  EXPECT_TRUE(reader.OpenWith(kReadOnly | crypt_mode::Encrypt, kWrappingKey, ""));
   EXPECT_EQ(reader.GetError(), 525u) << "there is no session key to decrypt with";
   OpenCryptStream writer(Written(kPlain, "some text"));
   EXPECT_TRUE(writer.OpenWith(kReadWrite | crypt_mode::Encrypt, kSessionKey, kWrappingKey));
@@ -412,14 +412,14 @@ TEST(CryptStream, SigningWithoutAKeyIs525AtTheFlush) {
 
 TEST(CryptStream, CheckSignatureNeedsSign) {
   OpenCryptStream stream(Written(kEncrypted, "some text"));
-  ASSERT_TRUE(stream.OpenAs(kEncrypted, kRead));
+  ASSERT_TRUE(stream.OpenAs(kEncrypted, kReadOnly));
   EXPECT_FALSE(stream.CheckSignature());
   EXPECT_EQ(stream.GetError(), 525u);
 }
 
 TEST(CryptStream, AValidStreamIsNotCheckedAgain) {
   OpenCryptStream stream(Written(kAll, "some text"));
-  ASSERT_TRUE(stream.OpenAs(kAll, kRead));
+  ASSERT_TRUE(stream.OpenAs(kAll, kReadOnly));
   stream.inner.Seek(50);
   stream.inner.Write("#", 1);
   EXPECT_TRUE(stream.CheckSignature());
@@ -467,7 +467,7 @@ TEST(CryptStream, ATaggedStreamWithoutSignCanBeMadeAndNotOpenedAgain) {
 
 TEST(CryptStream, ATaggedStreamWithoutAKnownMagicIs3861) {
   for (const char* bytes : {"QK27CRST", "QK26CRS", "x"}) {
-    for (const unsigned short access : {kRead, kReadWrite}) {
+    for (const unsigned short access : {kReadOnly, kReadWrite}) {
       OpenCryptStream stream(bytes);
       EXPECT_FALSE(stream.OpenAs(kAll, access));
       EXPECT_EQ(stream.GetError(), 3861u) << bytes;
@@ -475,7 +475,7 @@ TEST(CryptStream, ATaggedStreamWithoutAKnownMagicIs3861) {
     }
   }
   OpenCryptStream empty;
-  EXPECT_FALSE(empty.OpenAs(kAll, kRead));
+  EXPECT_FALSE(empty.OpenAs(kAll, kReadOnly));
   EXPECT_EQ(empty.GetError(), 3861u);
 }
 
@@ -484,7 +484,7 @@ TEST(CryptStream, AKeyBlockFlagOtherThan0Or1Is3861) {
     std::string bytes = Written(kEncrypted, "some text");
     bytes[0] = static_cast<char>(flag);
     OpenCryptStream stream(bytes);
-    EXPECT_FALSE(stream.OpenAs(kEncrypted, kRead));
+    EXPECT_FALSE(stream.OpenAs(kEncrypted, kReadOnly));
     EXPECT_EQ(stream.GetError(), 3861u) << flag;
   }
 }
@@ -494,7 +494,7 @@ TEST(CryptStream, AHeaderCutShortIsRefused) {
     SCOPED_TRACE(NameOf(form));
     const std::string bytes = Written(form, "some text");
     for (std::size_t length = 1; length < stored::LayoutOf(form).data; ++length) {
-      for (const unsigned short access : {kRead, kReadWrite}) {
+      for (const unsigned short access : {kReadOnly, kReadWrite}) {
         OpenCryptStream stream(bytes.substr(0, length));
         EXPECT_FALSE(stream.OpenAs(form, access)) << length;
         EXPECT_EQ(stream.Get(1), "");
@@ -509,7 +509,7 @@ TEST(CryptStream, AHeaderCutShortIsRefused) {
 
 TEST(CryptStream, AnEmptyStreamBecomesAFreshOneOnlyForWriters) {
   OpenCryptStream reader;
-  EXPECT_FALSE(reader.OpenAs(kSigned, kRead));
+  EXPECT_FALSE(reader.OpenAs(kSigned, kReadOnly));
   EXPECT_EQ(reader.Stored(), "");
   OpenCryptStream writer;
   EXPECT_TRUE(writer.OpenAs(kSigned, kReadWrite));
@@ -523,7 +523,7 @@ TEST(CryptStream, AnInnerStreamThatIsNotAtItsStartIsNotTakenForEmpty) {
   EXPECT_EQ(stream.GetError(), 3861u);
   OpenCryptStream filled(Written(kAll, "some text"));
   filled.inner.Seek(5);
-  EXPECT_TRUE(filled.OpenAs(kAll, kRead));
+  EXPECT_TRUE(filled.OpenAs(kAll, kReadOnly));
 }
 
 TEST(CryptStream, PaddingThatDoesNotMatchTheHeaderIs3861) {
@@ -531,13 +531,13 @@ TEST(CryptStream, PaddingThatDoesNotMatchTheHeaderIs3861) {
     std::string bytes = Written(kPlain, "some text");  // seven bytes of padding
     bytes[1] = static_cast<char>(pad_count);
     OpenCryptStream stream(bytes);
-    EXPECT_TRUE(stream.OpenAs(kPlain, kRead));
+    EXPECT_TRUE(stream.OpenAs(kPlain, kReadOnly));
     EXPECT_EQ(stream.GetError(), pad_count == 7 ? 0u : 3861u) << pad_count;
     stream.ResetError();
     bytes[1] = '\7';
     bytes.back() = static_cast<char>(pad_count);
     OpenCryptStream other(bytes);
-    EXPECT_TRUE(other.OpenAs(kPlain, kRead));
+    EXPECT_TRUE(other.OpenAs(kPlain, kReadOnly));
     EXPECT_EQ(other.GetError(), pad_count == 7 ? 0u : 3861u) << pad_count;
   }
 }
@@ -558,7 +558,7 @@ TEST(CryptStream, PaddingAbove8Is3861EvenWhereTheHeaderAgrees) {
 TEST(CryptStream, APlainLengthThatIsNoMultipleOf8Is3861) {
   for (const std::size_t length : {1u, 2u, 7u, 9u, 23u, 25u, 100u}) {
     OpenCryptStream stream(std::string("\0\1", 2) + std::string(length, '\1'));
-    stream.OpenAs(kPlain, kRead);
+    stream.OpenAs(kPlain, kReadOnly);
     stream.Get(length);
     EXPECT_EQ(stream.GetError(), 3861u) << length;
   }
@@ -567,7 +567,7 @@ TEST(CryptStream, APlainLengthThatIsNoMultipleOf8Is3861) {
 TEST(CryptStream, AnEncryptedLengthThatIsNoMultipleOf8Is525) {
   const std::string bytes = Written(kEncrypted, TextOf(20));
   OpenCryptStream stream(bytes.substr(0, bytes.size() - 3));
-  stream.OpenAs(kEncrypted, kRead);
+  stream.OpenAs(kEncrypted, kReadOnly);
   EXPECT_EQ(stream.GetError(), 525u);
 }
 
@@ -576,7 +576,7 @@ TEST(CryptStream, AnUnflushedStreamThatEndsInAZeroByteCanBeReadAndContinued) {
   const std::string text = TextOf(23) + '\0';
   const std::string bytes = std::string("\0\0", 2) + text;
   OpenCryptStream reader(bytes);
-  ASSERT_TRUE(reader.OpenAs(kPlain, kRead));
+  ASSERT_TRUE(reader.OpenAs(kPlain, kReadOnly));
   EXPECT_EQ(reader.Get(100), text);
   reader.Seek(0);
   EXPECT_EQ(reader.Get(100), text);
@@ -666,7 +666,7 @@ TEST(CryptStream, ErrorsOfTheInnerStreamAreHandedOnWithTheirLow30Bits) {
 
 TEST(CryptStream, StoredBytesThatVanishWhileAStreamIsOpenAre2831) {
   OpenCryptStream stream(Written(kAll, TextOf(1000)));
-  ASSERT_TRUE(stream.OpenAs(kAll, kRead));
+  ASSERT_TRUE(stream.OpenAs(kAll, kReadOnly));
   stream.inner.SetStreamSize(500);
   EXPECT_EQ(stream.Get(1000).size(), 0u);
   EXPECT_EQ(stream.GetError(), 2831u);

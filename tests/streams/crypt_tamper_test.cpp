@@ -20,13 +20,13 @@ bool IsRefused(OpenCryptStream& stream, bool valid) {
 // Whether a reader refuses stored bytes.
 bool IsRefused(const stored::Form& form, const std::string& bytes) {
   OpenCryptStream stream(bytes);
-  return IsRefused(stream, stream.OpenAs(form, kRead));
+  return IsRefused(stream, stream.OpenAs(form, kReadOnly));
 }
 
 // The same for many bytes under one key, which is taken apart once.
 class Reader {
  public:
-  explicit Reader(const stored::Form& form) { stream_.OpenAs(form, kRead); }
+  explicit Reader(const stored::Form& form) { stream_.OpenAs(form, kReadOnly); }
 
   bool Refuses(const std::string& bytes) {
     stream_.Close();
@@ -109,7 +109,7 @@ TEST(CryptTamper, AChangedKeyBlockIsNoticedByThePaddingAlone) {
       for (unsigned bit = 0; bit < 8; ++bit) {
         OpenCryptStream stream(Flipped(bytes, at, bit));
         // The signature matches.
-        ASSERT_TRUE(stream.OpenAs(form, kRead));
+        ASSERT_TRUE(stream.OpenAs(form, kReadOnly));
         const std::string text = stream.GetAll();
         refused += stream.HasError() ? 1 : 0;
         other_text += !stream.HasError() && text != TextOf(60 + static_cast<std::size_t>(i));

@@ -41,8 +41,8 @@ std::optional<SecretBytes> FromHex(const SecretBytes& digits, std::size_t length
 }
 
 void DropLineEnd(SecretBytes& bytes) {
-  for (const std::uint8_t end : {'\n', '\r'}) {
-    if (!bytes.empty() && bytes.back() == end) bytes.pop_back();
+  for (const char end : {'\n', '\r'}) {
+    if (!bytes.empty() && bytes.back() == static_cast<std::uint8_t>(end)) bytes.pop_back();
   }
 }
 

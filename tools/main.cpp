@@ -10,6 +10,7 @@ namespace {
 
 constexpr void (*kCommands[])(CLI::App&, int&) = {
     tmx::tools::AddCryptCommand,
+    tmx::tools::AddLogCommand,
     tmx::tools::AddMacroCommand,
     tmx::tools::AddTextCommand,
 };

@@ -1,0 +1,165 @@
+// tmx log: writes, shows, exports and saves communication logs.
+#include "tools/log_command.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "tmxtools/streams/log_key.h"
+#include "tmxtools/streams/log_text.h"
+#include "tools/command.h"
+#include "tools/output.h"
+
+namespace tmx::tools {
+namespace {
+
+constexpr const char* kVariable = "TMX_LOG_KEY";
+
+// A terminal whose echo is off while this lives.
+class SilentTerminal {
+ public:
+  SilentTerminal() : terminal_(open("/dev/tty", O_RDWR | O_CLOEXEC)) {
+    if (terminal_ < 0 || tcgetattr(terminal_, &before_) != 0) return;
+    termios silent = before_;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    is_silent_ = tcsetattr(terminal_, TCSAFLUSH, &silent) == 0;
+  }
+  ~SilentTerminal() {
+    if (is_silent_) tcsetattr(terminal_, TCSAFLUSH, &before_);
+    if (terminal_ >= 0) close(terminal_);
+  }
+  SilentTerminal(const SilentTerminal&) = delete;
+  SilentTerminal& operator=(const SilentTerminal&) = delete;
+
+  bool IsReady() const { return is_silent_; }
+  void Say(std::string_view text) {
+    if (write(terminal_, text.data(), text.size()) < 0) return;
+  }
+  // A line without its end; false at the end of input.
+  bool ReadLine(std::string& line) {
+    for (char c; read(terminal_, &c, 1) == 1; line += c)
+      if (c == '\n') return true;
+    return false;
+  }
+
+ private:
+  int terminal_;
+  termios before_{};
+  bool is_silent_ = false;
+};
+
+std::optional<std::string> AskForKey() {
+  SilentTerminal terminal;
+  if (!terminal.IsReady()) return std::nullopt;
+  terminal.Say("Key of the log: ");
+  std::string key;
+  const bool is_given = terminal.ReadLine(key);
+  terminal.Say("\n");
+  return is_given ? std::optional(key) : std::nullopt;
+}
+
+// The bytes of a key file without one line end at the end.
+std::optional<std::string> ReadKeyFile(const std::string& path) {
+  // A pipe will do too.
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+                                                             std::fclose);
+  if (file == nullptr) return std::nullopt;
+  std::string key(String::MaxLen + 1u, '\0');
+  key.resize(std::fread(key.data(), 1, key.size(), file.get()));
+  if (std::ferror(file.get()) != 0 || key.size() > String::MaxLen) return std::nullopt;
+  if (key.ends_with("\r\n")) key.pop_back();
+  if (key.ends_with('\n') || key.ends_with('\r')) key.pop_back();
+  return key;
+}
+
+}  // namespace
+
+int ComplainAbout(const std::string& path, const std::string& what) {
+  std::fprintf(stderr, "tmx: %s: %s\n", path.c_str(), what.c_str());
+  return kFindings;
+}
+
+int ComplainAbout(const std::string& path, const HbError& error) {
+  const std::string text = error.IsSet() ? ForOutput(error.GetText()->View()) : "cannot be read";
+  return ComplainAbout(path, text + " (" + std::to_string(error.GetCode()) + ")");
+}
+
+std::optional<String> LogSource::Key(int& exit_code) const {
+  std::optional<std::string> key;
+  if (!key_file.empty()) {
+    key = ReadKeyFile(key_file);
+    if (!key) exit_code = ComplainAbout(key_file, "is no key file that can be read");
+  } else if (const char* const variable = std::getenv(kVariable)) {
+    key = variable;
+  } else {
+    key = AskForKey();
+    if (!key) {
+      std::fprintf(stderr, "tmx: no key: give --key-file, set %s or use a terminal\n", kVariable);
+      exit_code = kWrongUse;
+    }
+  }
+  if (!key) return std::nullopt;
+  return String(std::string_view(*key).substr(0, String::MaxLen));
+}
+
+LogSubcommand AddLogSubcommand(CLI::App& log, int& exit_code, const char* name, const char* help,
+                               std::function<int(const LogSource&, const String& key)> run,
+                               const char* path_name, const char* path_help) {
+  const auto source = std::make_shared<LogSource>();
+  CLI::App* const command = log.add_subcommand(name, help);
+  command->add_option(path_name, source->path, path_help)->required();
+  command->add_option("--key-file", source->key_file,
+                      "a file with the key, whose last line end does not count; without it the\n"
+                      "key is TMX_LOG_KEY of the environment or is asked for");
+  command->callback([source, run = std::move(run), &exit_code] {
+    if (const std::optional<String> key = source->Key(exit_code)) exit_code = run(*source, *key);
+  });
+  return {command, source};
+}
+
+bool LogContents::Open(const LogSource& source, const String& key) {
+  constexpr unsigned short mode = stream_mode::Read | 0x4000;
+  path_ = source.path;
+  const LogKey bytes = MakeLogKey(key);
+  HbError err;
+  if (!file_.Open(err, String(std::string_view(path_)), mode, nullptr, 0, bytes.Data(),
+                  bytes.Data())) {
+    ComplainAbout(path_, err);
+    return false;
+  }
+  LineReader lines(Stream());
+  const bool is_log = lines.Next() && lines.Contains(log_text::kDate);
+  if (!IsGood()) return false;
+  if (!is_log) ComplainAbout(path_, "is no log, or the key is another one");
+  return is_log;
+}
+
+std::string LogContents::Read(std::uint32_t position, std::uint32_t length) {
+  std::string bytes(length, '\0');
+  Stream().Seek(position);
+  bytes.resize(Stream().Read(bytes.data(), length));
+  return bytes;
+}
+
+bool LogContents::IsGood() {
+  HbError err;
+  if (!file_.GetStreamError(err)) return true;
+  ComplainAbout(path_, err);
+  return false;
+}
+
+void AddLogCommand(CLI::App& program, int& exit_code) {
+  CLI::App* const log = program.add_subcommand(
+      "log", "Write, show, export and save the encrypted logs of what went to and from a bank.");
+  log->require_subcommand(1);
+  AddLogWriteCommands(*log, exit_code);
+  AddLogReadCommands(*log, exit_code);
+  AddLogViewCommand(*log, exit_code);
+  AddLogExportCommand(*log, exit_code);
+}
+
+}  // namespace tmx::tools

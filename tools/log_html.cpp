@@ -1,0 +1,201 @@
+// A log as one HTML page.
+#include <cstdio>
+
+#include "tools/hbci_text.h"
+#include "tools/log_export.h"
+#include "tools/log_lines.h"
+#include "tools/output.h"
+#include "tools/utf8.h"
+
+namespace tmx::tools {
+namespace {
+
+using Kind = LogBlock::Kind;
+
+constexpr const char* kStyle = R"css(
+:root { color-scheme: light dark; --paper: #fff; --ink: #1b1f24; --soft: #5a6470; --line: #d8dee4;
+  --head: #0b5cad; --sent: #0a6c3d; --received: #8a3ffc; --hit: #ffe08a; --bar: #f3f5f7; }
+@media (prefers-color-scheme: dark) { :root { --paper: #14181d; --ink: #e4e8ec; --soft: #9aa5b1;
+  --line: #333b44; --head: #6cb4ff; --sent: #5fd39a; --received: #c9a4ff; --hit: #6b5300;
+  --bar: #1d232a; } }
+* { box-sizing: border-box; }
+body { margin: 0; background: var(--paper); color: var(--ink);
+  font: 15px/1.5 system-ui, sans-serif; overflow-wrap: anywhere; }
+header { position: sticky; top: 0; z-index: 1; background: var(--bar);
+  border-bottom: 1px solid var(--line); padding: .5rem .75rem; }
+h1 { font-size: 1rem; margin: 0 0 .4rem; }
+.tools { display: flex; flex-wrap: wrap; gap: .4rem; align-items: center; }
+input, button { font: inherit; padding: .3rem .6rem; border: 1px solid var(--line);
+  border-radius: .4rem; background: var(--paper); color: inherit; min-height: 2.3rem; }
+input { flex: 1 1 10rem; min-width: 0; }
+output { color: var(--soft); min-width: 5rem; }
+main { max-width: 70rem; margin: 0 auto; padding: .5rem .75rem 4rem; }
+details { border: 1px solid var(--line); border-radius: .5rem; margin: .5rem 0; }
+summary { cursor: pointer; padding: .45rem .6rem; font-weight: 600; scroll-margin-top: 8rem; }
+.sent > summary { color: var(--sent); }
+.received > summary { color: var(--received); }
+.body { border-top: 1px solid var(--line); padding: .4rem .6rem; }
+.segment, pre, .info { font: 13px/1.6 ui-monospace, monospace; scroll-margin-top: 8rem; }
+.segment { padding: .1rem 0 .1rem 1.2rem; text-indent: -1.2rem; }
+.inside { margin-left: 1.2rem; }
+.info { margin: .5rem .1rem; white-space: pre-wrap; }
+.segment b { color: var(--head); margin-right: .5rem; }
+.segment i { font-style: normal; color: var(--soft); background: var(--bar); font-size: .8em;
+  margin: 0 .25rem 0 .6rem; padding: 0 .3em; border-radius: .3em; user-select: none; }
+pre { margin: .2rem 0 .4rem 1.2rem; white-space: pre-wrap; }
+.hit { background: var(--hit); }
+.current { outline: 2px solid var(--head); outline-offset: 1px; }
+@media print { header { position: static; } .tools { display: none; } }
+)css";
+
+constexpr const char* kScript = R"js(
+"use strict";
+const $ = (id) => document.getElementById(id);
+const blocks = [...document.querySelectorAll("details")];
+const lines = [...document.querySelectorAll(".segment, pre, .info")];
+let hits = [], at = -1;
+function show(line) {
+  for (const old of document.querySelectorAll(".current")) old.classList.remove("current");
+  if (!line) return;
+  const block = line.closest("details");
+  if (block) block.open = true;
+  line.classList.add("current");
+  line.scrollIntoView({block: "center"});
+}
+function count() { $("count").value = $("search").value
+  ? (hits.length ? at + 1 + " / " + hits.length : "nothing found") : ""; }
+function search() {
+  const text = $("search").value.toLowerCase();
+  hits = text ? lines.filter((line) => line.textContent.toLowerCase().includes(text)) : [];
+  for (const line of lines) line.classList.toggle("hit", hits.includes(line));
+  at = hits.length ? 0 : -1;
+  show(hits[at]);
+  count();
+}
+function step(by) {
+  if (!hits.length) return;
+  at = (at + by + hits.length) % hits.length;
+  show(hits[at]);
+  count();
+}
+function jump(kind) {
+  const all = blocks.filter((block) => block.classList.contains(kind));
+  if (!all.length) return;
+  const now = document.querySelector(".current");
+  const next = now && all.find((block) =>
+    now.compareDocumentPosition(block) & Node.DOCUMENT_POSITION_FOLLOWING && !block.contains(now));
+  const block = next || all[0];
+  block.open = true;
+  show(block.querySelector("summary"));
+}
+function fold(open) { for (const block of blocks) block.open = open; }
+$("search").addEventListener("input", search);
+$("search").addEventListener("keydown", (event) => {
+  if (event.key === "Enter") { event.preventDefault(); step(event.shiftKey ? -1 : 1); } });
+$("next").addEventListener("click", () => step(1));
+$("sent").addEventListener("click", () => jump("sent"));
+$("received").addEventListener("click", () => jump("received"));
+$("fold").addEventListener("click", () => fold(false));
+$("unfold").addEventListener("click", () => fold(true));
+)js";
+
+std::string Escaped(std::string_view utf8) {
+  std::string text;
+  for (const char c : utf8) {
+    switch (c) {
+      case '&':
+        text += "&amp;";
+        break;
+      case '<':
+        text += "&lt;";
+        break;
+      case '>':
+        text += "&gt;";
+        break;
+      case '"':
+        text += "&quot;";
+        break;
+      default:
+        text += c;
+    }
+  }
+  return text;
+}
+
+void Put(const std::string& html) { std::fwrite(html.data(), 1, html.size(), stdout); }
+
+// Control characters other than line ends and tabs as dots; they must not stand in a page.
+std::string Clean(std::string_view bytes) {
+  std::string text;
+  for (const char c : AsUtf8(bytes)) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '\r') continue;
+    text += (byte < ' ' && c != '\n' && c != '\t') || byte == 0x7F ? '.' : c;
+  }
+  return Escaped(text);
+}
+
+void PutSegment(const Segment& segment) {
+  Put(segment.is_inside ? "<div class=\"segment inside\">" : "<div class=segment>");
+  Put("<b>" + Escaped(Utf8(segment.Head())) + "</b>");
+  std::string binary;
+  for (std::size_t i = 1; i < segment.elements.size(); ++i) {
+    std::string element;
+    for (const GroupElement& group : segment.elements[i]) {
+      if (&group != &segment.elements[i].front()) element += ":";
+      if (!group.is_binary) {
+        element += Clean(group.Text());
+        continue;
+      }
+      element += "&lt;" + std::to_string(group.raw.size()) + " bytes&gt;";
+      if (IsText(group.raw) && segment.Code() != "HNVSD")
+        binary += "<pre>" + Clean(group.raw) + "</pre>\n";
+    }
+    if (!element.empty()) Put("<i>" + std::to_string(i + 1) + "</i>" + element);
+  }
+  Put("</div>\n" + binary);
+}
+
+}  // namespace
+
+void HtmlPrinter::Begin() {
+  Put("<!DOCTYPE html>\n<html lang=en>\n<head>\n<meta charset=utf-8>\n"
+      "<meta name=viewport content=\"width=device-width, initial-scale=1\">\n"
+      "<meta http-equiv=Content-Security-Policy content=\"default-src 'none'; style-src "
+      "'unsafe-inline'; script-src 'unsafe-inline'\">\n<title>" +
+      Escaped(AsUtf8(title_)) + "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n" +
+      "<header>\n<h1>" + Escaped(AsUtf8(title_)) +
+      "</h1>\n<div class=tools>"
+      "<input id=search type=search placeholder=\"Search\" aria-label=Search>"
+      "<output id=count></output><button id=next>Next hit</button>"
+      "<button id=sent>Next sent</button><button id=received>Next received</button>"
+      "<button id=fold>Fold all</button><button id=unfold>Unfold all</button></div>\n"
+      "</header>\n<main>\n");
+}
+
+void HtmlPrinter::Block(const LogBlock& block, std::string_view body) {
+  const std::string title = TitleOf(block);
+  if (title.empty()) {
+    const char* const label = block.kind == Kind::Date   ? "Datum: "
+                              : block.kind == Kind::Time ? "Uhrzeit: "
+                                                         : "";
+    Put("<div class=info>" + (label + Clean(body)) + "</div>\n");
+    return;
+  }
+  const bool has_direction = block.kind != Kind::Screen && block.kind != Kind::Broken;
+  const char* const direction = !has_direction ? "" : block.sent ? "sent" : "received";
+  Put("<details open class=\"" + std::string(direction) + "\"><summary>" + title +
+      "</summary><div class=body>\n");
+  if (block.kind == Kind::Message) {
+    for (const Segment& segment : ParseSegments(body)) PutSegment(segment);
+  } else {
+    Put("<pre>" + Clean(body) + "</pre>\n");
+  }
+  Put("</div></details>\n");
+}
+
+void HtmlPrinter::End() {
+  Put("</main>\n<script>" + std::string(kScript) + "</script>\n</body>\n</html>\n");
+}
+
+}  // namespace tmx::tools

@@ -7,8 +7,6 @@
 namespace tmx::tools {
 namespace {
 
-constexpr std::string_view kContainer = "HNVSD";
-
 class Parser {
  public:
   Parser(std::string_view text, bool is_inside) : text_(text), is_inside_(is_inside) {}
@@ -18,7 +16,7 @@ class Parser {
     while (at_ < text_.size()) {
       Segment segment = ReadSegment();
       std::vector<Segment> inside;
-      if (!is_inside_ && segment.Code() == kContainer) {
+      if (!is_inside_ && segment.IsContainer()) {
         for (const DataElement& element : segment.elements)
           for (const GroupElement& group : element)
             if (group.is_binary) inside = Parser(group.raw, true).Run();
@@ -97,6 +95,8 @@ std::string Segment::Head() const { return Join(elements.front()); }
 std::string Segment::Code() const { return elements.front().front().Text(); }
 
 std::vector<Segment> ParseSegments(std::string_view message) {
+  // Line ends behind the last segment, as editors leave them, are no segment.
+  while (message.ends_with('\n') || message.ends_with('\r')) message.remove_suffix(1);
   return Parser(message, false).Run();
 }
 

@@ -23,6 +23,7 @@ struct Segment {
 
   std::string Head() const;  // "HNHBK:1:3"
   std::string Code() const;
+  bool IsContainer() const { return Code() == "HNVSD"; }
 };
 
 // Reads whatever it is given: what is no proper length of binary data is text, and the last segment

@@ -51,9 +51,10 @@ std::string Base64(std::string_view bytes) {
   return text;
 }
 
-Json JsonOf(const GroupElement& group) {
+Json JsonOf(const GroupElement& group, bool is_container) {
   if (!group.is_binary) return AsUtf8(group.Text());
   Json binary = {{"bytes", group.raw.size()}};
+  if (is_container) return binary;  // its content follows as segments
   if (IsText(group.raw)) {
     binary["text"] = AsUtf8(group.raw);
   } else {
@@ -68,7 +69,8 @@ Json JsonOf(const Segment& segment) {
     const DataElement& element = segment.elements[i];
     if (element.size() == 1 && element[0].raw.empty()) continue;
     Json groups = Json::array();
-    for (const GroupElement& group : element) groups.push_back(JsonOf(group));
+    for (const GroupElement& group : element)
+      groups.push_back(JsonOf(group, segment.IsContainer()));
     elements.push_back({{"number", i + 1}, {"groups", std::move(groups)}});
   }
   Json json = {{"head", AsUtf8(segment.Head())}};

@@ -148,7 +148,7 @@ void PutSegment(const Segment& segment) {
         continue;
       }
       element += "&lt;" + std::to_string(group.raw.size()) + " bytes&gt;";
-      if (IsText(group.raw) && segment.Code() != "HNVSD")
+      if (IsText(group.raw) && !segment.IsContainer())
         binary += "<pre>" + Clean(group.raw) + "</pre>\n";
     }
     if (!element.empty()) Put("<i>" + std::to_string(i + 1) + "</i>" + element);

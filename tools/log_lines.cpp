@@ -27,7 +27,7 @@ void AddSegment(std::vector<LogLine>& lines, const Segment& segment) {
   line.text = SegmentLine(segment);
   line.head = segment.is_inside ? 2 : 0;
   line.head_length = segment.Head().size();
-  if (segment.Code() == "HNVSD") return;  // its content follows as segments
+  if (segment.IsContainer()) return;  // its content follows as segments
   for (const DataElement& element : segment.elements)
     for (const GroupElement& group : element)
       if (group.is_binary && IsText(group.raw)) AddText(lines, AsLatin1(group.raw), "      | ");

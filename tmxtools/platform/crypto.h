@@ -30,6 +30,9 @@ class TMX_EXPORT TripleDes {
   // One block of 8 bytes; `in` and `out` may be the same.
   virtual void Block(CipherDirection direction, const std::uint8_t* in,
                      std::uint8_t* out) const = 0;
+  // `count` blocks of 8 bytes, each on its own; `in` and `out` may be the same.
+  virtual void Blocks(CipherDirection direction, const std::uint8_t* in, std::uint8_t* out,
+                      std::size_t count) const = 0;
   // `count` chained blocks of 24 bytes each, independent of one another; `in` and `out` may be the
   // same. The result does not depend on how a caller cuts its data into calls.
   virtual void ChainedBlocks(CipherDirection direction, const std::uint8_t* in, std::uint8_t* out,

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "tmxtools/platform/crypto.h"
+#include "tmxtools/platform/des_kernels.h"
 #include "tmxtools/platform/secret.h"
 
 namespace tmx {
@@ -41,18 +42,29 @@ CipherContext MakeContext(const std::uint8_t* key, CipherDirection direction) {
   return context;
 }
 
+// OpenSSL's cipher for a block or a few, the library's kernels for many.
 class OpenSslTripleDes : public TripleDes {
  public:
-  OpenSslTripleDes(CipherContext encrypt, CipherContext decrypt)
-      : encrypt_(std::move(encrypt)), decrypt_(std::move(decrypt)) {}
+  OpenSslTripleDes(CipherContext encrypt, CipherContext decrypt, const std::uint8_t* key)
+      : encrypt_(std::move(encrypt)), decrypt_(std::move(decrypt)), schedules_(key) {}
 
   void Block(CipherDirection direction, const std::uint8_t* in, std::uint8_t* out) const override {
     int length = 0;
     EVP_CipherUpdate(ContextFor(direction), out, &length, in, BlockLength);
   }
 
+  void Blocks(CipherDirection direction, const std::uint8_t* in, std::uint8_t* out,
+              std::size_t count) const override {
+    const des::Kernels& kernels = des::KernelsFor(CurrentCpuLevel());
+    if (count >= kernels.fewest) return des::Blocks(kernels, schedules_, direction, in, out, count);
+    for (; count != 0; --count, in += BlockLength, out += BlockLength) Block(direction, in, out);
+  }
+
   void ChainedBlocks(CipherDirection direction, const std::uint8_t* in, std::uint8_t* out,
                      std::size_t count) const override {
+    const des::Kernels& kernels = des::KernelsFor(CurrentCpuLevel());
+    if (des::AtATime(direction, count) >= kernels.fewest)
+      return des::ChainedBlocks(kernels, schedules_, direction, in, out, count);
     for (; count != 0; --count, in += ChainedLength, out += ChainedLength) {
       DesBlock zero{};
       Cbc(*this, direction, zero, in, out, ChainedLength);
@@ -66,6 +78,7 @@ class OpenSslTripleDes : public TripleDes {
 
   CipherContext encrypt_;
   CipherContext decrypt_;
+  des::Schedules schedules_;
 };
 
 // RSA with the padding of PKCS #1 v1.5 (RFC 8017, block type 2): the public half makes blocks, the
@@ -118,7 +131,7 @@ class OpenSslCrypto : public CryptoProvider {
     CipherContext encrypt = MakeContext(key, CipherDirection::Encrypt);
     CipherContext decrypt = MakeContext(key, CipherDirection::Decrypt);
     if (encrypt == nullptr || decrypt == nullptr) return nullptr;
-    return std::make_unique<OpenSslTripleDes>(std::move(encrypt), std::move(decrypt));
+    return std::make_unique<OpenSslTripleDes>(std::move(encrypt), std::move(decrypt), key);
   }
 
   std::unique_ptr<AsymmetricKey> MakeAsymmetricKey(const std::uint8_t* bytes, std::size_t length,
@@ -160,26 +173,45 @@ const CryptoProvider* SetCrypto(const CryptoProvider* provider) {
   return current_provider.exchange(provider);
 }
 
+namespace {
+
+// Each block needs the one before it encrypted.
+void EncryptCbc(const TripleDes& cipher, DesBlock& vector, const std::uint8_t* in,
+                std::uint8_t* out, std::size_t count) {
+  for (; count != 0; --count, in += vector.size(), out += vector.size()) {
+    for (std::size_t i = 0; i < vector.size(); ++i) vector[i] ^= in[i];
+    cipher.Block(CipherDirection::Encrypt, vector.data(), vector.data());
+    std::copy_n(vector.data(), vector.size(), out);
+  }
+}
+
+void DecryptCbc(const TripleDes& cipher, DesBlock& vector, const std::uint8_t* in,
+                std::uint8_t* out, std::size_t count) {
+  constexpr std::size_t kAtATime = 256;
+  std::array<std::uint8_t, kAtATime * sizeof(DesBlock)> plain;
+  while (count != 0) {
+    const std::size_t now = std::min(count, kAtATime);
+    cipher.Blocks(CipherDirection::Decrypt, in, plain.data(), now);
+    for (std::size_t at = 0; at < now * vector.size(); at += vector.size()) {
+      // Taken before `out`, which may be `in`, is written.
+      DesBlock block;
+      std::copy_n(in + at, block.size(), block.data());
+      for (std::size_t i = 0; i < block.size(); ++i) out[at + i] = plain[at + i] ^ vector[i];
+      vector = block;
+    }
+    Wipe(plain.data(), now * vector.size());
+    in += now * vector.size();
+    out += now * vector.size();
+    count -= now;
+  }
+}
+
+}  // namespace
+
 void Cbc(const TripleDes& cipher, CipherDirection direction, DesBlock& vector,
          const std::uint8_t* in, std::uint8_t* out, std::size_t length) {
-  for (; length >= sizeof(DesBlock); length -= sizeof(DesBlock)) {
-    DesBlock block;
-    std::copy_n(in, block.size(), block.data());
-    if (direction == CipherDirection::Encrypt) {
-      for (std::size_t i = 0; i < block.size(); ++i) block[i] ^= vector[i];
-      cipher.Block(direction, block.data(), block.data());
-      vector = block;
-    } else {
-      DesBlock plain;
-      cipher.Block(direction, block.data(), plain.data());
-      for (std::size_t i = 0; i < plain.size(); ++i) plain[i] ^= vector[i];
-      vector = std::exchange(block, plain);
-      Wipe(plain.data(), plain.size());
-    }
-    std::copy_n(block.data(), block.size(), out);
-    in += sizeof(DesBlock);
-    out += sizeof(DesBlock);
-  }
+  const auto run = direction == CipherDirection::Encrypt ? EncryptCbc : DecryptCbc;
+  run(cipher, vector, in, out, length / sizeof(DesBlock));
 }
 
 }  // namespace tmx

@@ -3,11 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
-#include <memory>
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/variables/failing_memory.h"
@@ -150,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"PortableWidest", CpuLevel::Portable, tmx::des::PortableWidest()},
                     Case{"Avx2", CpuLevel::Avx2, tmx::des::KernelsFor(CpuLevel::Avx2)},
                     Case{"Avx512", CpuLevel::Avx512, tmx::des::KernelsFor(CpuLevel::Avx512)}),
-    [](const testing::TestParamInfo<Case>& info) { return std::string(info.param.name); });
+    [](const testing::TestParamInfo<Case>& of) { return std::string(of.param.name); });
 
 TEST(DesBoxes, EveryCircuitGivesItsTable) {
   using Ops = tmx::des::PlainOps<16>;
@@ -158,8 +159,8 @@ TEST(DesBoxes, EveryCircuitGivesItsTable) {
   for (std::uint64_t at = 0; at < 64; ++at)
     for (std::size_t i = 0; i < 6; ++i) in[i][0] |= (at >> (5 - i) & 1) << at;
   const auto run = [&]<int Number>(tmx::des::Box<Number> box) {
-    Substitute<Ops>(box, in[0], in[1], in[2], in[3], in[4], in[5], out[Number][0], out[Number][1],
-                    out[Number][2], out[Number][3]);
+    tmx::des::Substitute<Ops>(box, in[0], in[1], in[2], in[3], in[4], in[5], out[Number][0],
+                              out[Number][1], out[Number][2], out[Number][3]);
   };
   [&]<int... Number>(std::integer_sequence<int, Number...>) { (run(tmx::des::Box<Number>()), ...); }
   (std::make_integer_sequence<int, 8>());
@@ -231,11 +232,12 @@ TEST(TripleDes, LeavesNoKeyNoSchedulesAndNoPlainTextInFreedMemory) {
     EXPECT_GE(watched.Given(), 4u);
     EXPECT_EQ(watched.Leaked(), 0u);
   }
-  // It would have noticed.
-  const WatchedMemory watched(secrets);
-  std::make_unique<std::array<std::uint32_t, 48>>(known.encrypt.masks[5]).reset();
-  std::make_unique<std::vector<std::uint8_t>>(plain.begin(), plain.end()).reset();
-  EXPECT_EQ(watched.Leaked(), 2u);
+  // It would have noticed each of them.
+  for (const std::string& secret : secrets) {
+    const WatchedMemory watched(secrets);
+    std::string(secret).append("more");
+    EXPECT_GE(watched.Leaked(), 1u);
+  }
 }
 
 }  // namespace

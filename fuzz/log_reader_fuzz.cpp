@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr unsigned short kMostPages = 50;
+constexpr unsigned short kMostPages = 6;
 
 void Check(bool holds, const char* what) {
   if (holds) return;
@@ -71,7 +71,7 @@ void CheckBlocks(const std::string& contents) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string bytes(reinterpret_cast<const char*>(data), size);
   CheckBlocks(bytes);
-  CheckPages(bytes);
-  if (!bytes.starts_with("Datum: ")) CheckPages("Datum: 20261121\n" + bytes);
+  // Without the line of the date nothing more is looked at.
+  CheckPages(bytes.starts_with("Datum: ") ? bytes : "Datum: 20261121\n" + bytes);
   return 0;
 }

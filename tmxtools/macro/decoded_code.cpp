@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "tmxtools/core/date_time.h"
+#include "tmxtools/macro/operands.h"
 
 namespace tmx {
 namespace {
@@ -25,10 +26,15 @@ constexpr int kOpEat = 55;
 constexpr int kOpLine = 161;
 constexpr int kOpVariableName = 163;
 
-// Commands that are always read byte by byte: they are rare, or they change what frames there are.
-constexpr bool IsReadFromBytes(int opcode) {
-  constexpr int kFromBytes[] = {33, 40, 130, 147, 160};
-  for (const int one : kFromBytes)
+// What the engine executes from decoded operands. Everything else is read byte by byte: it is rare,
+// or it changes what frames there are.
+constexpr bool IsDecoded(int opcode) {
+#define TMX_NUMBER(number, command) number,
+  constexpr int kDecoded[] = {kOpParam, kOpLocal,        kOpExit,
+                              kOpGoto,  kOpIfGoto,       kOpCall,
+                              kOpLine,  kOpVariableName, TMX_DECODED_COMMANDS(TMX_NUMBER)};
+#undef TMX_NUMBER
+  for (const int one : kDecoded)
     if (one == opcode) return true;
   return false;
 }
@@ -164,7 +170,7 @@ void DecodedCode::Decode(std::uint16_t offset) {
   }
   const int count = static_cast<int>(in.Big(1));
   const Opcode* const row = FindOpcode(opcode);
-  if (!in.Ok() || row == nullptr || !row->Accepts(count) || IsReadFromBytes(opcode)) return;
+  if (!in.Ok() || row == nullptr || !row->Accepts(count) || !IsDecoded(opcode)) return;
 
   Plan plan;
   std::unique_ptr<DecodedOperand[]> arguments;

@@ -22,6 +22,8 @@ function(tmx_layer name)
   if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
     tmx_instruction_set("_avx2.cpp" -mavx2 ${sources})
     tmx_instruction_set("_avx512.cpp" "-mavx512f;-mavx512bw;-mavx512dq;-mavx512vl" ${sources})
+    tmx_instruction_set("_avx512_vbmi.cpp"
+      "-mavx512f;-mavx512bw;-mavx512dq;-mavx512vl;-mavx512vbmi" ${sources})
   endif()
   target_include_directories(tmx_${name} PUBLIC ${CMAKE_SOURCE_DIR})
   if(TMX_LAYERS)

@@ -114,8 +114,8 @@ TEST_P(DesKernel, CiphersAnyNumberOfChainedBlocksLikeTheCryptoLibraryOneByOne) {
   const Bytes in = RandomBytes(random, kMost * 24);
   for (const CipherDirection direction : kDirections) {
     const Bytes expected = OneByOne(*cipher, direction, in, true);
-    // Every count up to two turns of the widest kernel's chains, then some.
-    for (std::size_t count = 0; count <= kMost; count += count < 360 ? 1 : 41) {
+    // Every count up to a turn of the widest kernel's chains, then some.
+    for (std::size_t count = 0; count <= kMost; count += count < 180 ? 1 : 37) {
       const auto length = static_cast<long>(count * 24);
       Bytes out(count * 24 + kGuard, 0xA5);
       ChainedBlocks(kernels(), schedules, direction, in.data(), out.data(), count);
@@ -149,6 +149,8 @@ INSTANTIATE_TEST_SUITE_P(
     Levels, DesKernel,
     testing::Values(Case{"Portable", CpuLevel::Portable, tmx::des::KernelsFor(CpuLevel::Portable)},
                     Case{"PortableWidest", CpuLevel::Portable, tmx::des::PortableWidest()},
+                    Case{"PortableWidestLookup", CpuLevel::Portable,
+                         tmx::des::PortableWidestLookup()},
                     Case{"Avx2", CpuLevel::Avx2, tmx::des::KernelsFor(CpuLevel::Avx2)},
                     Case{"Avx512", CpuLevel::Avx512, tmx::des::KernelsFor(CpuLevel::Avx512)}),
     [](const testing::TestParamInfo<Case>& of) { return std::string(of.param.name); });

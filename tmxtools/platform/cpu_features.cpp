@@ -29,6 +29,16 @@ CpuLevel DetectedCpuLevel() {
   return level;
 }
 
+bool HasByteLookup() {
+#if defined(__x86_64__)
+  static const bool has =
+      DetectedCpuLevel() == CpuLevel::Avx512 && __builtin_cpu_supports("avx512vbmi") != 0;
+  return has;
+#else
+  return false;
+#endif
+}
+
 CpuLevel CurrentCpuLevel() {
   return std::min(DetectedCpuLevel(), highest.load(std::memory_order_relaxed));
 }

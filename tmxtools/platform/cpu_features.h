@@ -13,6 +13,8 @@ enum class CpuLevel {
 
 // What processor and operating system offer.
 CpuLevel DetectedCpuLevel();
+// Whether beside AVX-512 there is a lookup of bytes in 64 entries (VBMI).
+bool HasByteLookup();
 // What kernels use: the detected level, unless a ScopedCpuLevel lowers it.
 CpuLevel CurrentCpuLevel();
 

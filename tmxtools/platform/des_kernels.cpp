@@ -19,8 +19,18 @@ constexpr std::size_t kChained = TripleDes::ChainedLength;
 
 // Without a lookup in registers there is no narrow kernel: the wide one does all.
 constexpr Kernels kPortable = {kWideKernel<PlainOps<16>>, kWideKernel<PlainOps<16>>, 0, 16};
+struct PortableLookupOps : PlainOps<64> {
+  [[gnu::always_inline]] static V Lookup64(const std::uint8_t* table, const V& v) {
+    Bytes found = reinterpret_cast<Bytes>(v);
+    for (std::size_t i = 0; i < sizeof(V); ++i) found[i] = table[found[i] & 0x3F];
+    return reinterpret_cast<V>(found);
+  }
+};
 constexpr Kernels kPortableWidest = {kWideKernel<PlainOps<64>>, kNarrowKernel<PlainOps<64>>, 256,
                                      1};
+
+constexpr Kernels kPortableWidestLookup = {kPortableWidest.wide, kNarrowKernel<PortableLookupOps>,
+                                           256, 1};
 
 // Blocks on their way through a kernel; wiped as far as they were used.
 class Batch {
@@ -88,7 +98,7 @@ void DecryptChains(const Kernels& kernels, const Schedule& schedule, const std::
 
 const Kernels& KernelsFor(CpuLevel level) {
 #if defined(__x86_64__)
-  if (level == CpuLevel::Avx512) return kAvx512;
+  if (level == CpuLevel::Avx512) return HasByteLookup() ? kAvx512Vbmi : kAvx512;
   if (level == CpuLevel::Avx2) return kAvx2;
 #endif
   static_cast<void>(level);
@@ -96,6 +106,7 @@ const Kernels& KernelsFor(CpuLevel level) {
 }
 
 const Kernels& PortableWidest() { return kPortableWidest; }
+const Kernels& PortableWidestLookup() { return kPortableWidestLookup; }
 
 void Blocks(const Kernels& kernels, const Schedules& schedules, CipherDirection direction,
             const std::uint8_t* in, std::uint8_t* out, std::size_t count) {

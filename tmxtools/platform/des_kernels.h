@@ -28,8 +28,10 @@ struct Kernels {
 inline constexpr std::size_t kMostLanes = 512;
 
 const Kernels& KernelsFor(CpuLevel level);
-// The kernels of AVX-512 as they run on any processor, for tests where there is no AVX-512.
+// The kernels of AVX-512, without and with its lookup of 64 entries, as they run on any processor,
+// for tests where there is no AVX-512.
 const Kernels& PortableWidest();
+const Kernels& PortableWidestLookup();
 
 // How many blocks of `count` chained ones can be ciphered at the same time.
 constexpr std::size_t AtATime(CipherDirection direction, std::size_t count) {

@@ -8,6 +8,7 @@ namespace tmx::des {
 
 extern const Kernels kAvx2;
 extern const Kernels kAvx512;
+extern const Kernels kAvx512Vbmi;
 
 }  // namespace tmx::des
 #endif

@@ -19,6 +19,8 @@ namespace {
 using Table16 = std::array<std::uint8_t, 16>;
 
 struct NarrowTables {
+  // What an S-box gives for an input.
+  std::uint8_t whole[8][64];
   // Four tables a box, for inputs below 64, 48, 32 and 16: the entries for an input are joined by
   // exclusive or of all tables whose bound it is below.
   Table16 box[8][4];
@@ -38,7 +40,6 @@ constexpr int BitOf(unsigned value, int bit) { return static_cast<int>(value >> 
 
 constexpr NarrowTables MakeNarrowTables() {
   NarrowTables tables{};
-  std::uint8_t outputs[8][64] = {};
   for (int box = 0; box < 8; ++box) {
     for (int input = 0; input < 6; ++input) {
       const int column = kColumn[box][input];
@@ -50,7 +51,7 @@ constexpr NarrowTables MakeNarrowTables() {
         unsigned entry = 0;  // of the S-box: row, then column
         for (int i : {0, 5, 1, 2, 3, 4}) entry = entry * 2 + (at >> from[i] & 1);
         const int bit = BitOf(kSubstitution[output / 4][entry], 3 - output % 4);
-        outputs[output / 4][at] |= static_cast<std::uint8_t>(bit << column);
+        tables.whole[output / 4][at] |= static_cast<std::uint8_t>(bit << column);
       }
     }
     for (unsigned at = 0; at < 16; ++at) {
@@ -68,7 +69,7 @@ constexpr NarrowTables MakeNarrowTables() {
   }
   for (int box = 0; box < 8; ++box) {
     for (unsigned at = 0; at < 16; ++at) {
-      const std::uint8_t* const rows = outputs[box] + at;
+      const std::uint8_t* const rows = tables.whole[box] + at;
       tables.box[box][0][at] = rows[48];
       tables.box[box][1][at] = rows[48] ^ rows[32];
       tables.box[box][2][at] = rows[32] ^ rows[16];
@@ -147,10 +148,18 @@ class Narrow {
     (Join<Number>(target[Number], outputs), ...);
   }
 
+  template <int Number>
+  [[gnu::always_inline]] static V Substituted(const V& input) {
+    if constexpr (requires { Ops::Lookup64(kNarrow.whole[Number], input); })
+      return Ops::Lookup64(kNarrow.whole[Number], input);
+    else
+      return SubstitutedBySixteens<Number>(input);
+  }
+
   // An input has its place in a table in its low four bits; what is added sets the highest bit, and
   // so makes the table give nothing, from the table's bound on.
   template <int Number>
-  [[gnu::always_inline]] static V Substituted(const V& input) {
+  [[gnu::always_inline]] static V SubstitutedBySixteens(const V& input) {
     const Table16* const tables = kNarrow.box[Number];
     const V below_32 =
         Ops::template Mix<0x96>(Ops::Lookup(tables[0].data(), input),

@@ -116,6 +116,7 @@ struct PlainOps {
     return reinterpret_cast<V>(reinterpret_cast<Bytes>(v) + byte);
   }
   // For each byte the entry that its low four bits name; 0 where its highest bit is set.
+  // Operations may have Lookup64() too, which looks bytes below 64 up in a table of that length.
   [[gnu::always_inline]] static V Lookup(const std::uint8_t* table, const V& v) {
     const Bytes indexes = reinterpret_cast<Bytes>(v);
     Bytes found{};

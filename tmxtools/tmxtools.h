@@ -42,6 +42,7 @@
 #include "tmxtools/streams/protocol_file.h"
 #include "tmxtools/streams/ripemd160.h"
 #include "tmxtools/streams/script.h"
+#include "tmxtools/streams/transaction_crypt_file_stream.h"
 #include "tmxtools/streams/transaction_file_stream.h"
 #include "tmxtools/streams/transaction_stream.h"
 #include "tmxtools/streams/undo_log.h"

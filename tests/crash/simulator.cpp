@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tests/support/reference_undo_log.h"
+#include "tmxtools/streams/transaction_crypt_file_stream.h"
 #include "tmxtools/streams/transaction_file_stream.h"
 
 namespace tmx::crash {
@@ -22,6 +23,27 @@ class PlainStore : public Store {
 
  private:
   HbTransactionFileStream stream_{"data", "log", stream_mode::Read | stream_mode::Write};
+};
+
+class CryptStore : public Store {
+ public:
+  CryptStore() {
+    unsigned char session_key[] = "session key ....";
+    unsigned char wrapping_key[] = "wrapping key ...";
+    stream_.Open("data", "log",
+                 stream_mode::Read | stream_mode::Write | crypt_mode::Tagged | crypt_mode::Encrypt |
+                     crypt_mode::Sign,
+                 nullptr, 0, session_key, wrapping_key);
+  }
+  SvStream& Stream() override { return stream_; }
+  void Begin() override { stream_.BeginTrans(); }
+  void Commit() override { stream_.CommitTrans(); }
+  void Rollback() override { stream_.RollbackTrans(); }
+  void FlushLog() override { stream_.FlushLog(); }
+  void Close() override { stream_.Close(); }
+
+ private:
+  HbTransactionCryptFileStream stream_;
 };
 
 std::string ReadAll(SvStream& stream) {
@@ -168,6 +190,10 @@ bool Holds(const CrashDisk& disk, const MemoryEnv::Operation& operation, Barrier
 
 StoreKind PlainFiles() {
   return {"plain files", [] { return std::make_unique<PlainStore>(); }, true};
+}
+
+StoreKind CryptFiles() {
+  return {"encrypted files", [] { return std::make_unique<CryptStore>(); }, false};
 }
 
 Trace Record(const StoreKind& kind, unsigned seed) { return Recorder(kind, seed).Run(); }

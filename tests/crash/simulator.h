@@ -34,6 +34,7 @@ struct StoreKind {
   bool can_be_cut;  // to any size
 };
 StoreKind PlainFiles();
+StoreKind CryptFiles();  // tagged, encrypted and signed
 
 // One thing that happened in a workload, and the states (indexes of Trace::states) of which one
 // must be there after a crash at this moment. From -1 on nothing is asked, only that nothing

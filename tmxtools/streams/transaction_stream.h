@@ -55,6 +55,7 @@ class TMX_EXPORT HbTransactionStream : public SvStream {
   // Within another transaction, only ends the inner one. The position stays. Errors that stood
   // before are forgotten.
   void RollbackTrans();
+  bool IsInTransaction() const { return depth_ > 0; }
   // Flushes the log and hands the writes that waited for it to the data.
   void FlushLog();
 

@@ -58,6 +58,10 @@ class ToyCrypto : public CryptoProvider {
                                                                                  : in[i] - change);
       }
     }
+    void Blocks(CipherDirection direction, const std::uint8_t* in, std::uint8_t* out,
+                std::size_t count) const override {
+      for (; count > 0; --count, in += BlockLength, out += BlockLength) Block(direction, in, out);
+    }
     void ChainedBlocks(CipherDirection direction, const std::uint8_t* in, std::uint8_t* out,
                        std::size_t count) const override {
       for (; count > 0; --count, in += ChainedLength, out += ChainedLength) {

@@ -1,5 +1,7 @@
 #include "compiler/macro_image.h"
 
+#include <set>
+
 namespace tmx::compiler {
 
 void AppendBigEndian(std::string& out, std::uint32_t value, int bytes) {
@@ -52,6 +54,30 @@ bool FindCode(const MacroImage& image, const IndexEntry& entry, std::string_view
   if (offset + entry.length > size) return false;
   code = std::string_view(image.code).substr(entry.offset, entry.length);
   return true;
+}
+
+std::string Join(MacroImage& image, const MacroImage& part) {
+  std::set<std::string> names;
+  std::string index = image.index;
+  for (const MacroImage* each : {static_cast<const MacroImage*>(&image), &part}) {
+    const Index parsed = ReadIndex(each->index);
+    if (!each->code.starts_with(kCodeMagic) || !parsed.tail.empty())
+      return "a source with a magic or an index of its own cannot be a part";
+    for (IndexEntry entry : parsed.entries) {
+      if (entry.length == 0) return "'" + entry.name + "' takes the rest of the code file";
+      if (!names.insert(entry.name).second)
+        return "'" + entry.name + "' stands in another part already, or twice in this one";
+      if (each != &part) continue;
+      entry.offset += static_cast<std::uint32_t>(image.code.size() - kCodeMagic.size());
+      AppendEntry(index, entry);
+    }
+  }
+  if (index.size() > kLongestIndex)
+    return "the index of the parts has " + std::to_string(index.size()) + " bytes, at most " +
+           std::to_string(kLongestIndex) + " are possible";
+  image.index = std::move(index);
+  image.code.append(part.code, kCodeMagic.size());
+  return "";
 }
 
 }  // namespace tmx::compiler

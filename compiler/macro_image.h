@@ -40,6 +40,10 @@ void AppendEntry(std::string& index, const IndexEntry& entry);
 // The bytes of an entry's subroutine; false if they do not lie in the code file.
 bool FindCode(const MacroImage& image, const IndexEntry& entry, std::string_view& code);
 
+// Appends the subroutines of a part that was compiled for itself. Gives an empty text, or the
+// reason why the two cannot be one file and nothing was changed.
+std::string Join(MacroImage& image, const MacroImage& part);
+
 // Appends the low bytes of a value, most significant first.
 void AppendBigEndian(std::string& out, std::uint32_t value, int bytes);
 std::uint32_t ReadBigEndian(std::string_view bytes, std::size_t at, int count);

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <set>
 
@@ -32,8 +33,10 @@ struct BuildOptions {
   bool strip = false;
 };
 
+// The macro file that a source belongs to: NAME.hbm and NAME.PART.hbm are compiled to one.
 std::string NameOf(const std::string& source) {
-  return std::filesystem::path(source).stem().string();
+  const std::string file = std::filesystem::path(source).filename().string();
+  return file.substr(0, file.find('.'));
 }
 
 // The sources, or none if one cannot be read.
@@ -43,7 +46,7 @@ std::optional<std::vector<Source>> ReadSources(const BuildOptions& options) {
   for (const std::string& path : options.sources) {
     auto text = ReadBytes(path);
     if (!text) return ComplainOf(path, "read"), std::nullopt;
-    if (!names.insert(NameOf(path)).second)
+    if (!names.insert(std::filesystem::path(path).filename().string()).second)
       return Complain(path + ": another source makes the macro file '" + NameOf(path) + "'"),
              std::nullopt;
     sources.emplace_back(path, std::move(*text));
@@ -73,23 +76,32 @@ bool WriteImage(const std::string& out, const std::string& name, const MacroImag
   return true;
 }
 
+bool AddToImage(std::map<std::string, MacroImage>& images, const std::string& source,
+                MacroImage compiled) {
+  const std::string name = NameOf(source);
+  const auto [whole, fresh] = images.try_emplace(name, std::move(compiled));
+  if (fresh) return true;
+  const std::string problem = compiler::Join(whole->second, compiled);
+  if (!problem.empty()) Complain(source + ": cannot be a part of '" + name + "': " + problem);
+  return problem.empty();
+}
+
 // Writes nothing unless every source compiles.
 int Build(const BuildOptions& options) {
   const auto sources = ReadSources(options);
   if (!sources) return kFindings;
   const Signatures all = AllSignatures(*sources);
   const compiler::CompileOptions how{!options.strip, sources->size() > 1 ? &all : nullptr};
-  std::vector<MacroImage> images;
+  std::map<std::string, MacroImage> images;
   bool good = true;
   for (const Source& source : *sources) {
     Compiled compiled = Compile(source, how);
     const std::string messages = ForOutput(compiled.diagnostics.Render(source));
     std::fwrite(messages.data(), 1, messages.size(), stderr);
-    good = good && !compiled.diagnostics.HasErrors();
-    images.push_back(std::move(compiled.image));
+    good = good && !compiled.diagnostics.HasErrors() &&
+           AddToImage(images, source.Name(), std::move(compiled.image));
   }
-  for (std::size_t i = 0; good && i < images.size(); ++i)
-    good = WriteImage(options.out, NameOf((*sources)[i].Name()), images[i]);
+  for (const auto& [name, image] : images) good = good && WriteImage(options.out, name, image);
   return good ? kDone : kFindings;
 }
 
@@ -222,9 +234,10 @@ void AddBuild(CLI::App& macro, int& exit_code) {
   const auto options = std::make_shared<BuildOptions>();
   CLI::App* const command = macro.add_subcommand(
       "build",
-      "Compile sources to DIR/macro/NAME.hbz and NAME.hbx. Nothing is written when a source has\n"
-      "an error; the exit code is 1 then.");
-  command->add_option("SOURCE", options->sources, "macro sources, NAME.hbm")->required();
+      "Compile sources to DIR/macro/NAME.hbz and NAME.hbx. NAME.hbm and NAME.PART.hbm become one\n"
+      "file. Nothing is written when a source has an error; the exit code is 1 then.");
+  command->add_option("SOURCE", options->sources, "macro sources, NAME.hbm or NAME.PART.hbm")
+      ->required();
   AddPath(*command, "--out", options->out, "the macro path to write below");
   command->add_flag("--strip", options->strip, "leave out the marks for diagnostics");
   command->callback([=, &exit_code] { exit_code = Build(*options); });

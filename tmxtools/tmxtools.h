@@ -2,6 +2,12 @@
 
 // Everything that the library offers, for hosts that do not pick their headers one by one.
 
+#include "tmxtools/banking/field_ids.h"
+#include "tmxtools/banking/internal_user.h"
+#include "tmxtools/banking/segment.h"
+#include "tmxtools/banking/segment_set.h"
+#include "tmxtools/banking/user.h"
+#include "tmxtools/banking/user_types.h"
 #include "tmxtools/core/amount.h"
 #include "tmxtools/core/date_time.h"
 #include "tmxtools/core/error.h"
@@ -27,6 +33,7 @@
 #include "tmxtools/platform/mutex.h"
 #include "tmxtools/platform/point.h"
 #include "tmxtools/platform/program.h"
+#include "tmxtools/platform/ref.h"
 #include "tmxtools/platform/secret.h"
 #include "tmxtools/platform/stream.h"
 #include "tmxtools/platform/string.h"

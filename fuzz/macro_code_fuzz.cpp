@@ -10,13 +10,14 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "fuzz/macro_disk.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/reference_engine.h"
 #include "tmxtools/platform/clock.h"
 
 namespace {
 
-using tmx::EngineHost;
+using tmx::MacroDisk;
 
 constexpr std::uint64_t kMaxFetches = 200;
 constexpr std::uint64_t kStopAt = 100;
@@ -46,9 +47,8 @@ tmx::MacroImage ImageOf(std::string_view bytes) {
 
 tmx::RunOutcome Reference(const tmx::MacroImage& image, const tmx::ObserverPlan& plan,
                           bool& endless) {
-  static const tmx::MacroImage general = tmx::ImageBuilder("general").Build();
-  tmx::ReferenceEngine engine(EngineHost::kMacroDir);
-  engine.PushFile(general);
+  tmx::ReferenceEngine engine(MacroDisk::kMacroDir);
+  engine.PushFile(MacroDisk::General());
   engine.PushFile(image);
   const tmx::RunOutcome outcome = engine.Run("A", Params(), plan, kMaxFetches);
   endless = engine.HitLimit();
@@ -56,10 +56,12 @@ tmx::RunOutcome Reference(const tmx::MacroImage& image, const tmx::ObserverPlan&
 }
 
 tmx::RunOutcome Production(const tmx::MacroImage& image, const tmx::ObserverPlan& plan) {
-  EngineHost host;
-  host.Write(tmx::ImageBuilder("general").Build());
-  host.PushFile(image);
-  return host.Run("A", Params(), plan);
+  MacroDisk disk(image);
+  const tmx::ScopedEnv scope(disk);
+  MeMacroEngine engine(MacroDisk::kMacroPath);
+  HbError error;
+  engine.PushFile(String(image.name), error);
+  return tmx::RunOn(engine, "A", Params(), plan);
 }
 
 }  // namespace

@@ -7,12 +7,13 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz/macro_disk.h"
 #include "tests/support/engine_run.h"
 #include "tests/support/reference_engine.h"
 
 namespace {
 
-using tmx::EngineHost;
+using tmx::MacroDisk;
 
 constexpr std::uint64_t kMaxFetches = 50;
 
@@ -26,8 +27,8 @@ tmx::MacroImage ImageOf(const std::string& bytes) {
 
 tmx::RunOutcome Reference(const tmx::MacroImage& image, const std::string& sub,
                           const tmx::ObserverPlan& plan, bool& endless) {
-  tmx::ReferenceEngine engine(EngineHost::kMacroDir);
-  engine.PushFile(tmx::ImageBuilder("general").Build());
+  tmx::ReferenceEngine engine(MacroDisk::kMacroDir);
+  engine.PushFile(MacroDisk::General());
   engine.PushFile(image);
   const tmx::RunOutcome outcome = engine.Run(sub, {}, plan, kMaxFetches);
   endless = engine.HitLimit();
@@ -43,10 +44,12 @@ void Compare(const tmx::MacroImage& image, const std::string& sub) {
     plan.stop_at = kMaxFetches / 2;
     expected = Reference(image, sub, plan, endless);
   }
-  EngineHost host;
-  host.Write(tmx::ImageBuilder("general").Build());
-  host.PushFile(image);
-  const tmx::RunOutcome outcome = host.Run(sub, {}, plan);
+  MacroDisk disk(image);
+  const tmx::ScopedEnv scope(disk);
+  MeMacroEngine engine(MacroDisk::kMacroPath);
+  HbError error;
+  engine.PushFile(String(image.name), error);
+  const tmx::RunOutcome outcome = tmx::RunOn(engine, sub, {}, plan);
   if (outcome == expected) return;
   std::fprintf(stderr, "%s\n%s", sub.c_str(), tmx::Differences(outcome, expected).c_str());
   std::abort();

@@ -1,21 +1,23 @@
 // Text resource files: the loaded file must hold what the plainest reading of the format says, must
 // say it before and after it was put in order, and must survive being saved and loaded again.
+#include <algorithm>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <system_error>
 
-#include "tmxtools/platform/env.h"
+#include "tests/support/refusing_env.h"
 #include "tmxtools/textres/text_res.h"
 
 namespace {
 
-using Sections = std::map<std::string, std::map<std::string, std::string>>;
+using Entries = std::map<std::string_view, std::string_view>;
+using Sections = std::map<std::string_view, Entries>;
 
 void Check(bool holds, const char* what) {
   if (holds) return;
@@ -23,29 +25,16 @@ void Check(bool holds, const char* what) {
   std::abort();
 }
 
-// One file in memory; everything else is refused.
-class OneFile : public tmx::Env {
+// One file in memory, under every name.
+class OneFile : public tmx::RefusingEnv {
  public:
   std::string bytes;
 
   tmx::EnvResult<std::unique_ptr<tmx::EnvFile>> Open(const std::string&, tmx::FileAccess) override {
     return {std::make_unique<File>(bytes), {}};
   }
-  tmx::EnvResult<std::unique_ptr<tmx::EnvFile>> OpenTemporary() override { return {{}, kNo}; }
-  tmx::EnvResult<tmx::FileInfo> Info(const std::string&) override { return {{}, kNo}; }
-  std::errc Rename(const std::string&, const std::string&) override { return kNo; }
-  std::errc Remove(const std::string&) override { return kNo; }
-  std::errc MakeDir(const std::string&) override { return kNo; }
-  tmx::EnvResult<std::vector<std::string>> List(const std::string&) override { return {{}, kNo}; }
-  std::errc SyncDir(const std::string&) override { return kNo; }
-  tmx::EnvResult<std::string> WorkingDir() override { return {{}, kNo}; }
-  tmx::EnvResult<std::string> ProgramDir() override { return {{}, kNo}; }
-  std::optional<std::string> Variable(const std::string&) override { return std::nullopt; }
-  std::errc FillRandom(unsigned char*, std::size_t) override { return kNo; }
 
  private:
-  static constexpr std::errc kNo = std::errc::not_supported;
-
   class File : public tmx::EnvFile {
    public:
     explicit File(std::string& bytes) : bytes_(bytes) {}
@@ -72,28 +61,29 @@ class OneFile : public tmx::Env {
   };
 };
 
-std::string Trim(const std::string& text) {
-  std::size_t begin = 0, end = text.size();
-  while (begin < end && std::isspace(static_cast<unsigned char>(text[begin]))) ++begin;
-  while (end > begin && std::isspace(static_cast<unsigned char>(text[end - 1]))) --end;
-  return text.substr(begin, end - begin);
+std::string_view Trim(std::string_view text) {
+  const auto is_space = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+  while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
+  while (!text.empty() && is_space(text.back())) text.remove_suffix(1);
+  return text;
 }
 
-// The plainest reading: one line after the other into ordered maps.
-Sections Reference(const std::string& bytes) {
+// The plainest reading: one line after the other into ordered maps. The views are of the bytes.
+Sections Reference(std::string_view bytes) {
   Sections sections;
-  std::map<std::string, std::string>* current = nullptr;
-  std::istringstream in(bytes);
-  for (std::string raw; std::getline(in, raw);) {
-    const std::string line = Trim(raw);
-    if (line.empty() || line[0] == '#') continue;
-    if (line[0] == '[') {
-      if (line[line.size() - 1] == ']') current = &sections[line.substr(1, line.size() - 2)];
+  Entries* current = nullptr;
+  while (!bytes.empty()) {
+    const std::size_t end = std::min(bytes.find('\n'), bytes.size());
+    const std::string_view line = Trim(bytes.substr(0, end));
+    bytes.remove_prefix(std::min(end + 1, bytes.size()));
+    if (line.empty() || line.front() == '#') continue;
+    if (line.front() == '[') {
+      if (line.back() == ']') current = &sections[line.substr(1, line.size() - 2)];
       continue;
     }
     if (current == nullptr) current = &sections["default"];
     const std::size_t colon = line.find(':');
-    if (colon != std::string::npos)
+    if (colon != std::string_view::npos)
       (*current)[Trim(line.substr(0, colon))] = Trim(line.substr(colon + 1));
   }
   return sections;
@@ -106,42 +96,49 @@ void CheckLookups(const HbTextResFile& file, const Sections& expected) {
     for (const auto& [key, value] : entries)
       Check(section->find_value(key) == value, "a look-up gives another text");
     for (const auto& [key, value] : entries)
-      Check(section->exist_value(value) == entries.contains(value), "a text is taken for a key");
+      Check(section->exist_value(std::string(value)) == entries.contains(value),
+            "a text is taken for a key");
   }
 }
 
-Sections Contents(const HbTextResFile& file) {
-  Sections contents;
-  for (const HbTextResSection& section : file) {
-    auto& entries = contents[section.name()];
-    for (const HbTextRes& entry : section) entries[entry.name()] = entry.value();
-  }
-  return contents;
+bool IsEntry(const HbTextRes& entry, const Entries::value_type& expected) {
+  return entry.name() == expected.first && entry.value_view() == expected.second;
+}
+
+// Whether a walk over the file gives these sections in this order, and these entries.
+bool Holds(const HbTextResFile& file, const Sections& expected) {
+  return std::equal(file.begin(), file.end(), expected.begin(), expected.end(),
+                    [](const HbTextResSection& section, const Sections::value_type& wanted) {
+                      return section.name() == wanted.first &&
+                             std::equal(section.begin(), section.end(), wanted.second.begin(),
+                                        wanted.second.end(), IsEntry);
+                    });
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static FILE* const no_warnings = std::freopen("/dev/null", "w", stdout);
-  static OneFile env;
   Check(no_warnings != nullptr, "standard output cannot be turned away");
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  OneFile env;
+  env.bytes = bytes;
   const tmx::ScopedEnv scope(env);
-  env.bytes.assign(reinterpret_cast<const char*>(data), size);
-  const Sections expected = Reference(env.bytes);
+  const Sections expected = Reference(bytes);
 
   HbTextResFile file;
   Check(file.load("first"), "loading fails");
   CheckLookups(file, expected);
   const HbTextResFile copy = file;
-  Check(Contents(file) == expected, "the sections differ");
+  Check(Holds(file, expected), "the sections differ");
   CheckLookups(file, expected);
   CheckLookups(copy, expected);
 
   Check(file.load(""), "loading again fails");
-  Check(Contents(file) == expected, "merging a file into itself changes it");
+  Check(Holds(file, expected), "merging a file into itself changes it");
 
   Check(file.save("second"), "saving fails");
   HbTextResFile saved;
-  Check(saved.load("second") && Contents(saved) == Reference(env.bytes), "a saved file differs");
+  Check(saved.load("second") && Holds(saved, Reference(env.bytes)), "a saved file differs");
   return 0;
 }

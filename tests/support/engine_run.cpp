@@ -92,6 +92,44 @@ bool RecordingObserver::ShouldBreak(unsigned short opcode) {
   return plan_.pause_at.contains(at);
 }
 
+RunOutcome RunOn(MeMacroEngine& engine, const std::string& sub,
+                 const std::vector<HostParam>& params, const ObserverPlan& plan) {
+  RecordingObserver observer(engine, plan);
+  if (plan.attached) engine.SetObserver(&observer);
+
+  RunOutcome outcome;
+  HbError error;
+  std::vector<HostVariable> variables;
+  HbStackFrame* frame = engine.LoadSub(String(std::string_view(sub)), error);
+  if (frame != nullptr) {
+    outcome.loaded = true;
+    for (const HostParam& param : params) {
+      variables.push_back(MakeVariable(param));
+      PassVariable(*frame, param, *variables.back());
+    }
+    outcome.ok = engine.Call(frame, error);
+    while (engine.GetCallStack() != nullptr) outcome.ok = engine.Continue(&error);
+    outcome.steps = engine.GetStepCount();
+  }
+  engine.SetObserver(nullptr);
+
+  outcome.error = ChainOf(error);
+  outcome.status = ChainOf(engine.GetStatus());
+  outcome.condition = engine.GetCondition();
+  outcome.output = std::string(engine.GetOutput().View());
+  outcome.input = std::string(engine.GetInput().View());
+  outcome.input_pos = engine.GetInputPos();
+  for (const HostVariable& variable : variables) outcome.params.push_back(StateOf(*variable));
+  if (const HbVariables* statics = engine.GetStatics(); statics != nullptr) {
+    HbVariablesIter walk(statics);
+    for (const HbVariable* variable = walk.GetFirst(); variable != nullptr;
+         variable = walk.GetNext())
+      outcome.statics[static_cast<std::uint32_t>(walk.GetId())] = StateOf(*variable);
+  }
+  outcome.events = observer.Events();
+  return outcome;
+}
+
 EngineHost::EngineHost(Variant variant) {
   env_.MakeDir(kMacroDir);
   if (variant == kPlain) {
@@ -111,44 +149,6 @@ void EngineHost::PushFile(const MacroImage& image) {
   Write(image);
   HbError error;
   engine_->PushFile(String(std::string_view(image.name)), error);
-}
-
-RunOutcome EngineHost::Run(const std::string& sub, const std::vector<HostParam>& params,
-                           const ObserverPlan& plan) {
-  RecordingObserver observer(*engine_, plan);
-  if (plan.attached) engine_->SetObserver(&observer);
-
-  RunOutcome outcome;
-  HbError error;
-  std::vector<HostVariable> variables;
-  HbStackFrame* frame = engine_->LoadSub(String(std::string_view(sub)), error);
-  if (frame != nullptr) {
-    outcome.loaded = true;
-    for (const HostParam& param : params) {
-      variables.push_back(MakeVariable(param));
-      PassVariable(*frame, param, *variables.back());
-    }
-    outcome.ok = engine_->Call(frame, error);
-    while (engine_->GetCallStack() != nullptr) outcome.ok = engine_->Continue(&error);
-    outcome.steps = engine_->GetStepCount();
-  }
-  engine_->SetObserver(nullptr);
-
-  outcome.error = ChainOf(error);
-  outcome.status = ChainOf(engine_->GetStatus());
-  outcome.condition = engine_->GetCondition();
-  outcome.output = std::string(engine_->GetOutput().View());
-  outcome.input = std::string(engine_->GetInput().View());
-  outcome.input_pos = engine_->GetInputPos();
-  for (const HostVariable& variable : variables) outcome.params.push_back(StateOf(*variable));
-  if (const HbVariables* statics = engine_->GetStatics(); statics != nullptr) {
-    HbVariablesIter walk(statics);
-    for (const HbVariable* variable = walk.GetFirst(); variable != nullptr;
-         variable = walk.GetNext())
-      outcome.statics[static_cast<std::uint32_t>(walk.GetId())] = StateOf(*variable);
-  }
-  outcome.events = observer.Events();
-  return outcome;
 }
 
 }  // namespace tmx

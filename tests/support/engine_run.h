@@ -47,6 +47,10 @@ class DispatchingEngine : public MeMacroEngine {
   using MeMacroEngine::MeMacroEngine;
 };
 
+// Loads a subroutine and runs it to its end, through all planned pauses.
+RunOutcome RunOn(MeMacroEngine& engine, const std::string& sub,
+                 const std::vector<HostParam>& params = {}, const ObserverPlan& plan = {});
+
 // An engine with macro files in memory below "/home".
 class EngineHost {
  public:
@@ -63,9 +67,10 @@ class EngineHost {
   void PushFile(const MacroImage& image);
 
   MeMacroEngine& Engine() { return *engine_; }
-  // Loads a subroutine and runs it to its end, through all planned pauses.
   RunOutcome Run(const std::string& sub, const std::vector<HostParam>& params = {},
-                 const ObserverPlan& plan = {});
+                 const ObserverPlan& plan = {}) {
+    return RunOn(*engine_, sub, params, plan);
+  }
 
  private:
   MemoryEnv env_;

@@ -408,6 +408,19 @@ TEST_F(Recovery, TheStartingLengthIsNeverTakenForALink) {
   EXPECT_EQ(Recovered("1234", WriteUndoLog({4, {{0, "a"}}})), "a234");
 }
 
+TEST_F(Recovery, ARecordBeyondWhatAStreamHoldsIsRefused) {
+  // The first of these offsets means the end where it is sought.
+  for (const std::uint32_t offset : {0xFFFFFFFFu, 0xFFFFFFFEu, 0xFFFFFFFDu}) {
+    const std::string log = WriteUndoLog({5, {{offset, "xy"}}});
+    data_.Put("bytes");
+    log_.Put(log);
+    stream_.SetStreams(&data_, &log_);
+    EXPECT_EQ(stream_.GetError(), 0x81Au) << offset;
+    EXPECT_EQ(data_.Bytes(), "bytes");
+    EXPECT_EQ(log_.Bytes(), log);
+  }
+}
+
 // A log of which a crash left a prefix, before the data was changed.
 TEST_F(Recovery, ALengthThatWasCutChangesNothing) {
   for (const std::size_t size : {1u, 255u, 256u, 300u, 65536u, 70000u}) {

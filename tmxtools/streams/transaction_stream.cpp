@@ -182,6 +182,10 @@ void HbTransactionStream::Undo() {
   if (is_own || !log.MayBeCut(length_now)) data_->SetStreamSize(log.DataLength());
   std::array<char, kUndoPiece> piece;
   for (tmx::UndoRecord record; TakeError(*data_) && log.Previous(record);) {
+    // Only a forged record ends beyond what a stream can hold; its offset may even mean the end.
+    if (record.length > 0 && record.offset > MaxSize - record.length) {
+      data_->SetError(codes::InvalidParameter);
+    }
     data_->Seek(record.offset);
     for (unsigned long left = record.length; left > 0 && TakeError(*data_);) {
       const unsigned long count = log_stream_->Read(piece.data(), std::min(left, kUndoPiece));

@@ -11,7 +11,6 @@
 
 #include "tmxtools/platform/crypto.h"
 #include "tmxtools/platform/memory_stream.h"
-#include "tmxtools/platform/secret.h"
 #include "tmxtools/streams/crypt_stream.h"
 
 namespace {
@@ -49,14 +48,15 @@ class ToyCrypto : public CryptoProvider {
 
  private:
   struct Cipher : TripleDes {
-    explicit Cipher(const std::uint8_t* key) : key_(key) {}
+    explicit Cipher(const std::uint8_t* key) {
+      for (std::size_t i = 0; i < BlockLength; ++i)
+        changes_[i] = static_cast<std::uint8_t>(key[i] + 3 * key[i + BlockLength]);
+    }
     void Block(CipherDirection direction, const std::uint8_t* in,
                std::uint8_t* out) const override {
-      for (std::size_t i = 0; i < BlockLength; ++i) {
-        const int change = key_[i] + 3 * key_[i + BlockLength];
-        out[i] = static_cast<std::uint8_t>(direction == CipherDirection::Encrypt ? in[i] + change
-                                                                                 : in[i] - change);
-      }
+      const int sign = direction == CipherDirection::Encrypt ? 1 : -1;
+      for (std::size_t i = 0; i < BlockLength; ++i)
+        out[i] = static_cast<std::uint8_t>(in[i] + sign * changes_[i]);
     }
     void Blocks(CipherDirection direction, const std::uint8_t* in, std::uint8_t* out,
                 std::size_t count) const override {
@@ -69,7 +69,7 @@ class ToyCrypto : public CryptoProvider {
         Cbc(*this, direction, vector, in, out, ChainedLength);
       }
     }
-    Secret<KeyLength> key_;
+    DesBlock changes_{};
   };
 };
 
@@ -102,7 +102,7 @@ class Stream : public HbCryptStream {
 // Carries out operations that the input's rest spells, on the stream and on a plain text.
 void Change(Stream& stream, std::string& model, std::string_view program) {
   std::size_t at = stream.Seek(0);
-  const std::string filler(300, '#');
+  static const std::string filler(300, '#');
   while (program.size() >= 3) {
     const auto operand = static_cast<std::size_t>(static_cast<unsigned char>(program[1]) +
                                                   static_cast<unsigned char>(program[2]));

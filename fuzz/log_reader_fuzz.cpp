@@ -7,8 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
-#include "tests/support/memory_env.h"
+#include "fuzz/small_disk.h"
 #include "tmxtools/platform/memory_stream.h"
 #include "tmxtools/streams/log_blocks.h"
 #include "tmxtools/streams/protocol_file.h"
@@ -36,12 +37,13 @@ void CheckPage(HbProtocolFile& log, unsigned short index, std::size_t size) {
 }
 
 void CheckPages(const std::string& contents) {
-  tmx::MemoryEnv files;
-  const tmx::ScopedEnv scope(files);
-  files.Put("log", contents);
+  static tmx::SmallDisk disk(1 << 20);
+  static const String name("/log");
+  const tmx::ScopedEnv scope(disk);
+  disk.Put(name.View(), contents);
   HbProtocolFile log;
   HbError err;
-  const bool opened = log.ReadUncryptedProtocol(err, "log");
+  const bool opened = log.ReadUncryptedProtocol(err, name);
   Check(opened == log.IsOpen() && opened != err.IsSet(), "a log is open with an error");
   if (!opened) return;
   const unsigned short count = std::min(log.Count(), kMostPages);

@@ -5,21 +5,18 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tmx {
 
+// Copies share the list, so that one for each message costs nothing.
 class ReferenceMasker {
  public:
-  explicit ReferenceMasker(std::string_view list) {
-    while (!list.empty()) {
-      const std::size_t end = std::min(list.find(';'), list.size());
-      entries_.push_back(Parse(std::string(list.substr(0, end))));
-      list.remove_prefix(std::min(end + 1, list.size()));
-    }
-  }
+  explicit ReferenceMasker(std::string_view list)
+      : entries_(std::make_shared<const std::vector<Entry>>(ParseAll(list))) {}
 
   void Mask(char* data, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i) Byte(data[i]);
@@ -30,6 +27,16 @@ class ReferenceMasker {
     std::string text;
     std::vector<unsigned long> positions;
   };
+
+  static std::vector<Entry> ParseAll(std::string_view list) {
+    std::vector<Entry> entries;
+    while (!list.empty()) {
+      const std::size_t end = std::min(list.find(';'), list.size());
+      entries.push_back(Parse(std::string(list.substr(0, end))));
+      list.remove_prefix(std::min(end + 1, list.size()));
+    }
+    return entries;
+  }
 
   static Entry Parse(const std::string& text) {
     Entry entry{text, {}};
@@ -94,7 +101,7 @@ class ReferenceMasker {
 
   void LookUp() {
     entry_ = nullptr;
-    for (const Entry& entry : entries_) {
+    for (const Entry& entry : *entries_) {
       if (entry.text.compare(0, identifier_.size(), identifier_) != 0) continue;
       entry_ = &entry;
       return;
@@ -121,7 +128,7 @@ class ReferenceMasker {
     return value >= std::int64_t{1} << 31 ? 0 : value;
   }
 
-  std::vector<Entry> entries_;
+  std::shared_ptr<const std::vector<Entry>> entries_;
   const Entry* entry_ = nullptr;
   std::uint32_t element_ = 1;
   std::uint32_t group_element_ = 1;

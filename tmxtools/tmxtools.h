@@ -4,10 +4,12 @@
 
 #include "tmxtools/banking/field_ids.h"
 #include "tmxtools/banking/internal_user.h"
+#include "tmxtools/banking/online_data.h"
 #include "tmxtools/banking/segment.h"
 #include "tmxtools/banking/segment_set.h"
 #include "tmxtools/banking/user.h"
 #include "tmxtools/banking/user_types.h"
+#include "tmxtools/banking/user_utilities.h"
 #include "tmxtools/core/amount.h"
 #include "tmxtools/core/date_time.h"
 #include "tmxtools/core/error.h"

@@ -3,33 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <stdexcept>
-#include <string>
 #include <type_traits>
 #include <vector>
 
+#include "tests/banking/watch.h"
 #include "tests/support/print.h"
 #include "tests/variables/failing_memory.h"
 #include "tmxtools/banking/field_ids.h"
 
 namespace {
-
-using SegmentRef = tmx::Ref<HbSegment>;
-
-SegmentRef MakeSegment(const char* kennung = "HISAL") {
-  return tmx::MakeRef<HbSegment>(kennung, static_cast<unsigned short>(5));
-}
-
-// Tells when a segment dies, without keeping it alive.
-class Watch {
- public:
-  explicit Watch(HbSegment* segment) { binding_.Bind(segment); }
-  bool IsAlive() const { return binding_.registry() != nullptr; }
-
- private:
-  tmx::RegistryBinding binding_;
-};
 
 // An array that is emptied before it is destroyed, as its owner must.
 class Array : public HbSegmentArray {
@@ -41,17 +23,6 @@ class Array : public HbSegmentArray {
     return segments;
   }
 };
-
-std::string TextOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const std::out_of_range& error) {
-    return error.what();
-  }
-  return "nothing thrown";
-}
-
-constexpr char kBadSubscript[] = "invalid vector<T> subscript";
 
 TEST(HbSegment, HasNoKennungAndNoVersionAtFirst) {
   const SegmentRef segment = tmx::MakeRef<HbSegment>();
@@ -223,22 +194,22 @@ TEST(HbSegmentArray, HoldsAReferenceForEachPlaceOfASegment) {
 TEST(HbSegmentArray, ThrowsAtIndexesBehindTheLast) {
   const SegmentRef segment = MakeSegment();
   Array array;
-  EXPECT_EQ(TextOf([&] { array.GetObject(0); }), kBadSubscript);
+  EXPECT_EQ(ThrownText([&] { array.GetObject(0); }), kBadSubscript);
   array.Insert(segment.Get());
   EXPECT_EQ(array.GetObject(0), segment.Get());
-  EXPECT_EQ(TextOf([&] { array.GetObject(1); }), kBadSubscript);
-  EXPECT_EQ(TextOf([&] { array.GetObject(65535); }), kBadSubscript);
+  EXPECT_EQ(ThrownText([&] { array.GetObject(1); }), kBadSubscript);
+  EXPECT_EQ(ThrownText([&] { array.GetObject(65535); }), kBadSubscript);
 }
 
 TEST(HbSegmentArray, FindsTheFirstPlaceOfASegment) {
   const SegmentRef a = MakeSegment(), b = MakeSegment(), stranger = MakeSegment();
   Array array;
-  EXPECT_EQ(TextOf([&] { array.GetPos(a.Get()); }), "element not found.");
+  EXPECT_EQ(ThrownText([&] { array.GetPos(a.Get()); }), "element not found.");
   for (HbSegment* const segment : {a.Get(), b.Get(), b.Get()}) array.Insert(segment);
   EXPECT_EQ(array.GetPos(a.Get()), 0);
   EXPECT_EQ(array.GetPos(b.Get()), 1);
-  EXPECT_EQ(TextOf([&] { array.GetPos(stranger.Get()); }), "element not found.");
-  EXPECT_EQ(TextOf([&] { array.GetPos(nullptr); }), "element not found.");
+  EXPECT_EQ(ThrownText([&] { array.GetPos(stranger.Get()); }), "element not found.");
+  EXPECT_EQ(ThrownText([&] { array.GetPos(nullptr); }), "element not found.");
 }
 
 TEST(HbSegmentArray, ClosesTheGapOfARemovedRange) {

@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "tmxtools/banking/field_ids.h"
 
@@ -147,8 +148,10 @@ bool HbInternalUser::SetUpdsForHbciVersion(unsigned short version) {
       other_upds_->RemoveSegmentSet(other_upds_->GetSegmentSet4Version(version)));
   if (next == nullptr) next = std::make_unique<HbSegmentSet4HbciVersion>(version);
   const bool changed = UPDSegmentCount() > 0 || next->SegmentCount() > 0;
-  upds_.swap(next);
-  if (other_upds_->InsertSegmentSet(next.get())) static_cast<void>(next.release());
+  // With memory at its end the version stays, rather than that its segments are lost.
+  if (upds_ != nullptr && !other_upds_->InsertSegmentSet(upds_.get())) return false;
+  static_cast<void>(upds_.release());
+  upds_ = std::move(next);
   return changed;
 }
 
@@ -157,11 +160,7 @@ unsigned short HbInternalUser::WebBankingAddOnFieldCount() const noexcept {
 }
 
 bool HbInternalUser::InsertWebBankingAddOnField(String* field) noexcept {
-  const auto is_field = [field](const auto& held) { return held.get() == field; };
-  if (field == nullptr || add_on_fields_.size() == UINT16_MAX ||
-      std::ranges::any_of(add_on_fields_, is_field)) {
-    return false;
-  }
+  if (field == nullptr || add_on_fields_.size() == UINT16_MAX) return false;
   try {
     add_on_fields_.emplace_back();
   } catch (const std::bad_alloc&) {

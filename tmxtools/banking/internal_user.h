@@ -110,7 +110,8 @@ class TMX_EXPORT HbInternalUser {
   // The number of signatures that a job needs on an account, -1 if the UPD do not say.
   short GetNumSigNeeded(const String& account, const String& job_name) const;
   // Makes the UPD of a version the current ones, empty ones if there are none, and keeps the former
-  // ones. Whether the old or the new ones have segments; false if the version stays.
+  // ones. Whether the old or the new ones have segments; false if the version stays, also because
+  // memory ends.
   bool SetUpdsForHbciVersion(unsigned short version);
 
   void ClearKIMs() noexcept { kims_.Remove(0, kims_.Count()); }
@@ -121,7 +122,7 @@ class TMX_EXPORT HbInternalUser {
 
   unsigned short WebBankingAddOnFieldCount() const noexcept;
   // Takes a field over and appends it. False, and the field stays the caller's, for null, for one
-  // that is here already, for one more than 65535, and when memory ends.
+  // more than 65535, and when memory ends.
   bool InsertWebBankingAddOnField(String* field) noexcept;
   void ClearWebBankingAddOnFields() noexcept { add_on_fields_.clear(); }
   // Counted from 1; a number outside means the first or last field. Without any field an empty one

@@ -6,10 +6,7 @@
 #include <stdexcept>
 
 bool HbSegmentSet4HbciVersionArray::InsertSegmentSet(HbSegmentSet4HbciVersion* set) noexcept {
-  const auto is_set = [set](const auto& held) { return held.get() == set; };
-  if (set == nullptr || sets_.size() == UINT16_MAX || std::ranges::any_of(sets_, is_set)) {
-    return false;
-  }
+  if (set == nullptr || sets_.size() == UINT16_MAX) return false;
   try {
     sets_.emplace_back();
   } catch (const std::bad_alloc&) {

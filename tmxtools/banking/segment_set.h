@@ -52,8 +52,8 @@ class TMX_EXPORT HbSegmentSet4HbciVersionArray {
   unsigned short SegmentSetCount() const noexcept {
     return static_cast<unsigned short>(sets_.size());
   }
-  // Takes a set over and appends it. False, and the set stays the caller's, for null, for one that
-  // is here already, for one more than 65535, and when memory ends.
+  // Takes a set over and appends it. False, and the set stays the caller's, for null, for one
+  // more than 65535, and when memory ends.
   bool InsertSegmentSet(HbSegmentSet4HbciVersion* set) noexcept;
   // Throw std::out_of_range "invalid vector<T> subscript".
   HbSegmentSet4HbciVersion* GetSegmentSet(unsigned short index);

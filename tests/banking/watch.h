@@ -1,0 +1,36 @@
+// What the tests of segments and their containers share.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "tmxtools/banking/segment.h"
+
+using SegmentRef = tmx::Ref<HbSegment>;
+
+inline SegmentRef MakeSegment(const char* kennung = "HISAL", unsigned short version = 5) {
+  return tmx::MakeRef<HbSegment>(kennung, version);
+}
+
+// Tells when a segment dies, without keeping it alive.
+class Watch {
+ public:
+  explicit Watch(HbSegment* segment) { binding_.Bind(segment); }
+  bool IsAlive() const { return binding_.registry() != nullptr; }
+
+ private:
+  tmx::RegistryBinding binding_;
+};
+
+inline constexpr char kBadSubscript[] = "invalid vector<T> subscript";
+
+// The text of the std::out_of_range that a call throws.
+template <class Call>
+std::string ThrownText(Call call) {
+  try {
+    call();
+  } catch (const std::out_of_range& error) {
+    return error.what();
+  }
+  return "nothing thrown";
+}

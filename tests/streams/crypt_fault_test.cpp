@@ -214,6 +214,19 @@ TEST_F(CryptFault, WhereTheCryptoLibraryFailsTheErrorIs525) {
         EXPECT_TRUE(stream.GetError() == 525 || (!valid && stream.GetError() == 3088))
             << stream.GetError();
         if (!valid && before.empty()) EXPECT_EQ(stream.Get(1), "");
+        // Whoever goes on all the same gets errors, or a stream.
+        for (int attempt = 0; attempt < 2; ++attempt) {
+          stream.ResetError();
+          stream.CheckSignature();
+          stream.ResetError();
+          stream.SetStreamSize(0);
+          stream.Put("new");
+          stream.Flush();
+          stream.ResetError();
+          stream.inner.Seek(0);
+          stream.Open();
+          EXPECT_TRUE(!stream.HasError() || stream.GetError() == 525) << stream.GetError();
+        }
       }
     }
   }

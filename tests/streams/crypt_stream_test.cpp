@@ -449,6 +449,23 @@ TEST(CryptStream, KeysThatCannotBeUsedAre525) {
       << "no length, no key";
 }
 
+// Whoever resets the error and opens all the same has no key for anything.
+TEST(CryptStream, AnInitThatFailedLeavesNoKeys) {
+  for (const unsigned short options : {kTES, crypt_mode::Sign}) {
+    OpenCryptStream stream;
+    EXPECT_FALSE(stream.Init(nullptr, 0, KeyBytes(kSessionKey),
+                             static_cast<unsigned short>(kReadWrite | options), nullptr,
+                             KeyBytes(kWrappingKey)));
+    stream.ResetError();
+    EXPECT_TRUE(stream.Open(&stream.inner));
+    EXPECT_EQ(stream.Put("some text"), 9u);
+    EXPECT_EQ(stream.GetError(), 0u);
+    stream.Flush();
+    EXPECT_EQ(stream.GetError(), 525u);
+    EXPECT_EQ(stream.Stored().find("text"), options == kTES ? std::string::npos : 7u);
+  }
+}
+
 // Headers.
 
 TEST(CryptStream, ATaggedStreamWithoutSignCanBeMadeAndNotOpenedAgain) {

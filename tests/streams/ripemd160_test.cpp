@@ -366,6 +366,14 @@ TEST(Ripemd160Pieces, NoMoreThan8BytesOfAPieceAreRead) {
   EXPECT_EQ(Result(hasher), StandardHash(bytes.data(), 8));
 }
 
+TEST(Ripemd160Pieces, APieceThatIsNotTheLastHas8BytesWhateverIsSaid) {
+  const Bytes bytes = RandomBytes(16);
+  CiIterativeRipemd160Hasher hasher;
+  hasher.HashBlock(bytes.data(), true, false, 3);
+  hasher.HashBlock(bytes.data() + 8, false, true, 8);
+  EXPECT_EQ(Result(hasher), StandardHash(bytes.data(), 16));
+}
+
 TEST(Ripemd160Pieces, ANewFirstPieceForgetsWhatWasFed) {
   const Bytes bytes = RandomBytes(100);
   CiIterativeRipemd160Hasher hasher;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <utility>
 
 namespace tmx {
 namespace {
@@ -36,7 +37,13 @@ void Normalise(CryptKey& key) {
 }  // namespace
 
 bool CryptKeys::Prepare(const CryptKeysGiven& given, bool read_only) {
-  *this = CryptKeys();
+  CryptKeys keys;
+  if (!keys.Take(given, read_only)) return false;
+  *this = std::move(keys);
+  return true;
+}
+
+bool CryptKeys::Take(const CryptKeysGiven& given, bool read_only) {
   if (given.key != nullptr && given.key_length != 0) {
     if (given.key_length < 0) return false;
     asymmetric_ =
@@ -88,6 +95,7 @@ bool CryptKeys::Wrap(const std::uint8_t* text, std::size_t length, std::uint8_t*
     std::copy(block->begin(), block->end(), wrapped);
     return true;
   }
+  if (!HasSymmetric()) return false;
   const std::size_t whole = WholeBlocks(length);
   std::fill(std::copy_n(text, length, wrapped), wrapped + whole, std::uint8_t{0});
   DesBlock vector{};
@@ -102,8 +110,9 @@ bool CryptKeys::Unwrap(const std::uint8_t* wrapped, std::uint8_t* text, std::siz
     if (fits) std::copy(found->begin(), found->end(), text);
     return fits;
   }
+  if (!HasSymmetric()) return false;
   const std::size_t whole = WholeBlocks(length);
-  assert(CanWrap() && whole <= kLongestText);
+  assert(whole <= kLongestText);
   Secret<kLongestText> plain;
   DesBlock vector{};
   Cbc(*wrapping_cipher_, CipherDirection::Decrypt, vector, wrapped, plain.Data(), whole);

@@ -28,22 +28,23 @@ struct CryptKeysGiven {
 // codes: a false result is the caller's to report.
 class CryptKeys {
  public:
-  // Forgets all keys and takes those of a caller. A stream that is only read takes `session_key`
-  // for the symmetric wrapping key and finds its session key in the file; others make up a session
-  // key when none is given. False when a key cannot be used or random bytes cannot be had.
+  // Takes the keys of a caller in place of those before. A stream that is only read takes
+  // `session_key` for the symmetric wrapping key and finds its session key in the file; others make
+  // up a session key when none is given. False, and then nothing is changed, when a key cannot be
+  // used or random bytes cannot be had.
   bool Prepare(const CryptKeysGiven& given, bool read_only);
 
   bool HasAsymmetric() const { return asymmetric_ != nullptr; }
-  bool HasSymmetric() const { return given_wrapping_.has_value(); }
+  bool HasSymmetric() const { return wrapping_cipher_ != nullptr; }
   bool CanWrap() const { return HasAsymmetric() || HasSymmetric(); }
 
   // Chooses the symmetric wrapping key: as it was given but for parity, or adjusted, as streams
-  // with the current magic use it.
+  // with the current magic use it. After a failure there is none.
   bool UseWrappingKey(bool adjusted);
 
   // The length of a wrapped text; needs CanWrap().
   std::size_t WrappedLength(std::size_t text_length) const;
-  // Wraps a text into WrappedLength() bytes.
+  // Wraps a text into WrappedLength() bytes. False without a key and when the key cannot do it.
   bool Wrap(const std::uint8_t* text, std::size_t length, std::uint8_t* wrapped) const;
   // Unwraps what Wrap() made of a text of `length` bytes.
   bool Unwrap(const std::uint8_t* wrapped, std::uint8_t* text, std::size_t length) const;
@@ -54,6 +55,8 @@ class CryptKeys {
   const TripleDes* DataCipher() const { return data_cipher_.get(); }
 
  private:
+  bool Take(const CryptKeysGiven& given, bool read_only);
+
   std::unique_ptr<AsymmetricKey> asymmetric_;
   std::optional<CryptKey> given_wrapping_;
   std::unique_ptr<TripleDes> wrapping_cipher_;

@@ -27,9 +27,9 @@ bool CryptStreamState::Init(const CryptKeysGiven& given, unsigned short mode, Sv
   header_ = CryptHeader();
   region_.Attach(inner);
   region_.Place(0, 0, false, nullptr);
-  if (!keys_.Prepare(given, ReadOnly())) return Fail(codes::General);
-  if (inner == nullptr) return Fail(codes::General);
   header_.tagged = Has(crypt_mode::Tagged);
+  keys_ = CryptKeys();
+  if (inner == nullptr || !keys_.Prepare(given, ReadOnly())) return Fail(codes::General);
   if (!keys_.CanWrap()) return true;
   if (Has(crypt_mode::Sign)) {
     header_.signature_length = static_cast<std::uint32_t>(keys_.WrappedLength(Digest().size()));

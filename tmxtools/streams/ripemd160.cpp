@@ -151,7 +151,7 @@ void CiIterativeRipemd160Hasher::Reset(bool clearBlockCount, bool reloadInitValu
 
 void CiIterativeRipemd160Hasher::HashBlock(unsigned char const* const piece, bool first, bool last,
                                            unsigned short length) {
-  HashBytes(piece, std::min(length, kPieceLength), first, last);
+  HashBytes(piece, last ? std::min(length, kPieceLength) : kPieceLength, first, last);
 }
 
 void CiIterativeRipemd160Hasher::HashBytes(const unsigned char* bytes, unsigned long length,

@@ -32,6 +32,15 @@ void Check(bool holds, const char* what) {
   std::abort();
 }
 
+std::string_view Alphabets(std::size_t length) {
+  static const std::string all = [] {
+    std::string made(2048, '\0');
+    for (std::size_t i = 0; i < made.size(); ++i) made[i] = static_cast<char>('a' + i % 26);
+    return made;
+  }();
+  return std::string_view(all).substr(0, length);
+}
+
 void Open(HbTransactionFileStream& stream) {
   static const String data_name(kData);
   static const String log_name(kLog);
@@ -189,8 +198,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) return 0;
   const std::size_t program_length = std::min<std::size_t>(data[1] >> 3, size - 2);
   const std::string log(reinterpret_cast<const char*>(data) + 2, size - 2 - program_length);
-  std::string text(data[0] + 256u * (data[1] & 7u), '\0');
-  for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>('a' + i % 26);
+  const std::string_view text = Alphabets(data[0] + 256u * (data[1] & 7u));
   CheckRecords(log);
 
   disk.Clear();
@@ -199,7 +207,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const ScopedEnv scope(disk);
   HbTransactionFileStream stream;
   Open(stream);
-  std::optional<std::string> expected = RecoveredByDescription(std::move(text), log);
+  std::optional<std::string> expected = RecoveredByDescription(std::string(text), log);
   Check(stream.HasError() == !expected, "recovery succeeds where it must not, or fails");
   if (!expected) {
     CheckRefusal(disk, stream, log);

@@ -87,6 +87,9 @@ void RunMedia(OrderContext& context, const Segment& order, AnswerMessage& answer
 constexpr std::array kOrderKinds{
     OrderKind{"HKSAL", 5, 8, 5, false, nullptr, RunBalance},
     OrderKind{"HKSPA", 1, 1, 0, false, nullptr, RunAccounts},
+    OrderKind{"HKKAZ", 5, 7, 0, false, nullptr, RunStatement},
+    OrderKind{"HKCAZ", 1, 1, 0, false, nullptr, RunCamtStatement},
+    OrderKind{"HKCCS", 1, 1, 0, true, CheckTransfer, RunTransfer},
     OrderKind{"HKTAB", 4, 5, 0, false, nullptr, RunMedia},
 };
 

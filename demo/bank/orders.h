@@ -21,6 +21,8 @@ struct OrderContext {
 
 /// An order writes its answer, or codes that refuse it.
 using OrderFunction = void (*)(OrderContext&, const Segment&, AnswerMessage&);
+/// Whether an order can be done; if not it is refused.
+using OrderCheck = bool (*)(OrderContext&, const Segment&, AnswerMessage&);
 
 struct OrderKind {
   std::string_view code;
@@ -28,7 +30,7 @@ struct OrderKind {
   int last_version;
   int version_in_220;  // the one version of the older standard; 0 where it has none
   bool needs_tan;
-  OrderFunction check;  // whether it can be done, before a TAN is asked for; null if not needed
+  OrderCheck check;  // before a TAN is asked for; null for an order without
   OrderFunction run;
 
   bool Knows(int version, int standard) const {
@@ -44,7 +46,7 @@ const OrderKind* FindOrderKind(std::string_view code);
 /// Orders that need files of their own; their rows stand in the table.
 void RunStatement(OrderContext& context, const Segment& order, AnswerMessage& answer);
 void RunCamtStatement(OrderContext& context, const Segment& order, AnswerMessage& answer);
-void CheckTransfer(OrderContext& context, const Segment& order, AnswerMessage& answer);
+bool CheckTransfer(OrderContext& context, const Segment& order, AnswerMessage& answer);
 void RunTransfer(OrderContext& context, const Segment& order, AnswerMessage& answer);
 
 /// The user's account that the group names, by IBAN or by number and bank code. Refuses the order

@@ -338,10 +338,7 @@ void SandboxBank::RunOrder(Exchange& exchange, Dialog& dialog, const Segment& or
   if (dialog.function == kOneStep)
     return Refuse(exchange.answer, order, "Der Auftrag braucht ein Zwei-Schritt-Verfahren.");
   if (!has_tan) return Refuse(exchange.answer, order, "HKTAN fehlt neben dem Auftrag.");
-  AnswerMessage checked;
-  kind->check(context, order, checked);
-  if (checked.HasErrors()) return kind->check(context, order, exchange.answer);
-  AskForTan(exchange, dialog, order, *tan);
+  if (kind->check(context, order, exchange.answer)) AskForTan(exchange, dialog, order, *tan);
 }
 
 }  // namespace tmx::demo

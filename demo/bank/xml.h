@@ -1,0 +1,33 @@
+// As much XML as payment files need: elements, text and entities, in UTF-8. The bank's own texts
+// are ISO 8859-1.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tmx::demo {
+
+/// An element that has text and no elements inside, in the order of the document.
+struct XmlLeaf {
+  std::string path;        // names from the root on with '/' between them, without prefixes
+  std::string attributes;  // as they stand in the tag
+  std::string text;        // ISO 8859-1, blanks at both ends left out; other characters as '.'
+};
+
+struct XmlDocument {
+  std::string root_attributes;
+  std::vector<XmlLeaf> leaves;
+
+  /// The leaves whose path ends with these names.
+  std::vector<const XmlLeaf*> Find(std::string_view path_end) const;
+};
+
+/// Nothing if the tags do not match. Comments, declarations and instructions are passed over.
+std::optional<XmlDocument> ParseXml(std::string_view bytes);
+
+/// ISO 8859-1 as text of an element in UTF-8.
+std::string XmlText(std::string_view latin1);
+
+}  // namespace tmx::demo

@@ -1,0 +1,15 @@
+// Base64, in which messages travel over HTTP.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tmx::demo {
+
+std::string ToBase64(std::string_view bytes);
+
+/// Line breaks are passed over; nothing for anything else that is no Base64.
+std::optional<std::string> FromBase64(std::string_view text);
+
+}  // namespace tmx::demo

@@ -18,7 +18,8 @@ bool Compares(TypeCode type, char op) {
 
 class Executor {
  public:
-  Executor(std::string_view code, std::size_t pc, const FrameTypes& frame) : reader_(code, pc) {
+  Executor(std::string_view code, std::size_t pc, const FrameTypes& frame, EngineKind engine)
+      : engine_(engine), reader_(code, pc) {
     step_.frame = frame;
   }
 
@@ -73,7 +74,9 @@ class Executor {
     std::uint32_t count = 0;
     Raw(1, count);
     step_.opcode = FindOpcode(static_cast<int>(number));
-    if (step_.opcode == nullptr) return Fault("unknown opcode " + std::to_string(number));
+    if (step_.opcode == nullptr ||
+        (step_.opcode->engine == EngineKind::kBanking && engine_ == EngineKind::kGeneric))
+      return Fault("unknown opcode " + std::to_string(number));
     if (!step_.opcode->Accepts(static_cast<int>(count)))
       return Fault(std::string(step_.opcode->mnemonic) + " does not accept the count " +
                    std::to_string(count));
@@ -110,6 +113,7 @@ class Executor {
         if (Raw(2, number)) target_ = number;
         return;
       case OperandKind::kRawLine:
+      case OperandKind::kRawNumber:
         Raw(2, number);
         return;
       case OperandKind::kRawKey:
@@ -118,8 +122,7 @@ class Executor {
       case OperandKind::kRawId:
       case OperandKind::kNewId:
         Raw(2, id_);
-        if (shape.kind == OperandKind::kNewId && !Is(*step_.opcode, Command::CmdHolderStatic))
-          Declare();
+        if (shape.kind == OperandKind::kNewId && !step_.opcode->HasKey()) Declare();
         return;
       case OperandKind::kRawString:
         Text();
@@ -140,16 +143,14 @@ class Executor {
   }
 
   // ---- declarations --------------------------------------------------------------------------
-  // Once all raw operands are read; the key of a static stands behind its id.
+  // Once all raw operands are read; the key of a static or field stands behind its id.
   void Declare() {
     if (!step_.faults.empty()) {
       stop_ = true;
       return;
     }
     HolderType* holder = step_.frame.Find(id_);
-    const bool keeps =
-        Is(*step_.opcode, Command::CmdHolderParam) || Is(*step_.opcode, Command::CmdHolderStatic);
-    if (holder == nullptr || !keeps) {
+    if (holder == nullptr || !KeepsHolder(*step_.opcode)) {
       step_.frame.Append({type_, false, false, 0});
       if (id_ != step_.frame.LastId())
         Fault("declares $" + std::to_string(id_) + " where $" +
@@ -219,7 +220,7 @@ class Executor {
     if (!is_variable)
       return ReadTaggedLiteral(shape, wanted, static_cast<TypeCode>(tag & 0xFF), tag);
     if (wanted == TypeCode::kChar) return Fault("a character must be a literal");
-    if (shape.kind == OperandKind::kAnyAttribute) {
+    if (TakesAnyText(shape)) {
       if (UseVariable(tag, TypeCode::kNone) && !HasTextForm(step_.frame.Find(tag)->type))
         Fault("$" + std::to_string(tag) + " has no text form");
       return;
@@ -234,8 +235,7 @@ class Executor {
     if (shape.kind == OperandKind::kVariable)
       return Fault("a variable is expected, not the tag " + std::to_string(tag));
     const bool known = tag < kFirstVariableTag;
-    const bool good =
-        known && (shape.kind == OperandKind::kAnyAttribute ? HasTextForm(type) : type == wanted);
+    const bool good = known && (TakesAnyText(shape) ? HasTextForm(type) : type == wanted);
     if (!good)
       return Fault("the tag " + std::to_string(tag) + " is no " +
                    (wanted == TypeCode::kNone ? "value with a text form" : NameOfType(wanted)));
@@ -296,20 +296,31 @@ class Executor {
   // ---- effects -------------------------------------------------------------------------------
   void Finish() {
     const Opcode& opcode = *step_.opcode;
-    if (Is(opcode, Command::CmdHolderStatic) && step_.faults.empty()) Declare();
+    if (opcode.HasKey() && step_.faults.empty()) Declare();
     if (Is(opcode, Command::CmdCompare) && !stop_ && !Compares(type_, op_))
       Fault(std::string("no comparison '") + op_ + "' of type " + NameOfType(type_));
     if (Is(opcode, Command::CmdOp) && !stop_ && !op_types_.supported)
       Fault(std::string("no operation '") + op_ + "' of type " + NameOfType(type_));
-    if (Is(opcode, Command::CmdVariableName) && step_.faults.empty() &&
-        step_.frame.Find(id_) == nullptr)
-      Fault("no holder $" + std::to_string(id_));
+    CheckHolder();
     if (Is(opcode, Command::CmdIsNull)) MayFindStatic();
     if (Is(opcode, Command::CmdReadAmount))
       step_.warnings.push_back("reads -12,50 as -11,50: the fraction is added");
     if (!step_.faults.empty()) return;
     if (opcode.counted == Counted::kCall) MakeCall();
     GoOn();
+  }
+
+  // What the commands that name a holder by its raw id ask of it.
+  void CheckHolder() {
+    const bool names = Is(*step_.opcode, Command::CmdVariableName);
+    const bool needs = Is(*step_.opcode, Command::CmdNeeds);
+    const bool moves = Is(*step_.opcode, Command::CmdFirstDEG) ||
+                       Is(*step_.opcode, Command::CmdNextDEG) ||
+                       Is(*step_.opcode, Command::CmdGotoDEG);
+    if ((!names && !needs && !moves) || !step_.faults.empty()) return;
+    if (step_.frame.Find(id_) == nullptr) return Fault("no holder $" + std::to_string(id_));
+    if (moves && id_ >= step_.frame.LastId())
+      Fault("$" + std::to_string(id_) + " is the last holder, which cannot be moved");
   }
 
   // A test for null looks for a static's variable and does not make one.
@@ -329,6 +340,7 @@ class Executor {
     if (target_) step_.next.push_back(*target_);
   }
 
+  EngineKind engine_;
   CodeReader reader_;
   Step step_;
   int count_ = 0;
@@ -347,8 +359,9 @@ class Executor {
 
 }  // namespace
 
-Step ExecuteOnTypes(std::string_view code, std::size_t pc, const FrameTypes& frame) {
-  return Executor(code, pc, frame).Run();
+Step ExecuteOnTypes(std::string_view code, std::size_t pc, const FrameTypes& frame,
+                    EngineKind engine) {
+  return Executor(code, pc, frame, engine).Run();
 }
 
 }  // namespace tmx::compiler

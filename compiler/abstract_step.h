@@ -45,6 +45,7 @@ struct Step {
   std::optional<FrameTypes> also;  // a second possible frame
 };
 
-Step ExecuteOnTypes(std::string_view code, std::size_t pc, const FrameTypes& frame);
+Step ExecuteOnTypes(std::string_view code, std::size_t pc, const FrameTypes& frame,
+                    EngineKind engine);
 
 }  // namespace tmx::compiler

@@ -31,6 +31,8 @@ std::string OperandText(const Operand& shape) {
       return "T " + name;
     case OperandKind::kArguments:
       return "(" + name + ")";
+    case OperandKind::kTextList:
+      return "any text, ...";
     default:
       return name;
   }
@@ -46,7 +48,9 @@ std::string StatementText(const Opcode& opcode) {
   for (int i = 0; i < opcode.operand_count; ++i) {
     const Operand& shape = opcode.operands[static_cast<std::size_t>(i)];
     const bool starts_optional =
-        opcode.counted == Counted::kChecked && i >= always &&
+        (opcode.counted == Counted::kChecked || opcode.counted == Counted::kEither ||
+         opcode.counted == Counted::kIfUsual) &&
+        i >= always &&
         (i == 0 || opcode.operands[static_cast<std::size_t>(i - 1)].from_count < shape.from_count);
     if (starts_optional) {
       text += " [";
@@ -66,6 +70,8 @@ std::string CountsText(const Opcode& opcode) {
       return opcode.min_count == opcode.max_count
                  ? std::to_string(opcode.min_count)
                  : std::to_string(opcode.min_count) + "–" + std::to_string(opcode.max_count);
+    case Counted::kEither:
+      return std::to_string(opcode.min_count) + " or " + std::to_string(opcode.max_count);
     case Counted::kCall:
       return "1 + arguments";
     default:

@@ -109,6 +109,7 @@ class OperandPrinter {
         return Target(value.number);
       case OperandKind::kRawLine:
       case OperandKind::kRawKey:
+      case OperandKind::kRawNumber:
         return std::to_string(value.number);
       case OperandKind::kRawId:
       case OperandKind::kNewId:

@@ -50,6 +50,7 @@ class Decoder {
       case OperandKind::kRawLine:
       case OperandKind::kRawId:
       case OperandKind::kNewId:
+      case OperandKind::kRawNumber:
         return reader_.Read(2, value.number);
       case OperandKind::kRawKey:
         return reader_.Read(4, value.number);
@@ -81,6 +82,7 @@ class Decoder {
       case OperandKind::kVariable:
         return false;
       case OperandKind::kAnyAttribute:
+      case OperandKind::kTextList:
         return HasTextForm(type);
       case OperandKind::kArguments:
         return CanBePushed(type);

@@ -122,7 +122,7 @@ LiteralBytes EncodeLiteral(const Term& term, TypeCode type, bool verbatim) {
 
 int OperandsAt(const Opcode& opcode, int count) {
   const int present = opcode.OperandsPresent(count);
-  if (opcode.counted != Counted::kCall || present < opcode.operand_count) return present;
+  if (!opcode.IsVariadic() || present < opcode.operand_count) return present;
   return present - 1 + std::max(count - 1, 0);
 }
 
@@ -131,10 +131,12 @@ std::optional<int> CountFor(const Opcode& opcode, int operands) {
     if (operands == opcode.operand_count) return opcode.usual_count;
     return std::nullopt;
   }
+  if (opcode.counted == Counted::kIfUsual && operands == opcode.operand_count)
+    return opcode.usual_count;
   // Starting from 1 spares calls without arguments the count 0, under which they read none either.
   for (int count = opcode.counted == Counted::kCall ? 1 : opcode.min_count;
        count <= opcode.max_count; ++count)
-    if (OperandsAt(opcode, count) == operands) return count;
+    if (opcode.Accepts(count) && OperandsAt(opcode, count) == operands) return count;
   return std::nullopt;
 }
 

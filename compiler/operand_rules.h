@@ -15,8 +15,11 @@ namespace tmx::compiler {
 // text of an amount.
 bool ReaderAccepts(const Operand& shape, TypeCode wanted, TypeCode variable);
 
-// Whether a value of the type has a text form (operands of kind kAnyAttribute).
+// Whether a value of the type has a text form, and whether an operand takes all of those.
 bool HasTextForm(TypeCode type);
+inline bool TakesAnyText(const Operand& shape) {
+  return shape.kind == OperandKind::kAnyAttribute || shape.kind == OperandKind::kTextList;
+}
 
 // Whether a call can push a literal of the type.
 bool CanBePushed(TypeCode type);
@@ -39,7 +42,7 @@ LiteralBytes EncodeLiteral(const Term& term, TypeCode type, bool verbatim);
 
 // The count of a command written with that many operands, none if no count fits.
 std::optional<int> CountFor(const Opcode& opcode, int operands);
-// How many operands an instruction has at most; kArguments has no limit but the count byte's.
+// How many operands an instruction has; a variadic one has no limit but the count byte's.
 int OperandsAt(const Opcode& opcode, int count);
 // The shape of operand number i; operands of a call beyond the name share one shape.
 const Operand& ShapeOf(const Opcode& opcode, int i);

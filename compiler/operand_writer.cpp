@@ -45,6 +45,11 @@ void OperandWriter::Write(const Opcode& opcode, std::optional<int> count,
     WriteOperand(instruction, ShapeOf(opcode, i), terms[static_cast<std::size_t>(i)]);
 }
 
+void OperandWriter::WriteKeyOperand(const Opcode& opcode, std::size_t i, const Term& term) {
+  constexpr int kTypeAndId = 2;
+  WriteRaw({opcode}, ShapeOf(opcode, kTypeAndId + static_cast<int>(i)), term);
+}
+
 std::optional<int> OperandWriter::CheckCount(const Opcode& opcode, std::optional<int> count,
                                              int operands, Position at) {
   const std::string name = opcode.mnemonic;
@@ -105,6 +110,7 @@ void OperandWriter::WriteOperand(const Instruction& instruction, const Operand& 
     case OperandKind::kOpLeft:
     case OperandKind::kOpRight:
     case OperandKind::kArguments:
+    case OperandKind::kTextList:
       return WriteTagged(instruction, shape, term);
     case OperandKind::kDefault:
       if (!term.IsLiteral()) return Wrong(shape, term, "a literal");
@@ -148,7 +154,12 @@ void OperandWriter::WriteRaw(const Instruction& instruction, const Operand& shap
     case OperandKind::kNewId:
       return WriteNewId(instruction, term);
     case OperandKind::kRawKey:
-      return WriteNumber(term, 4, "a key");
+      if (term.kind != Kind::kNumber || term.number < 0 || term.number > 0xFFFFFFFF)
+        return diagnostics_.Error(
+            term.at, std::string("a ") + shape.name + " is a number from 0 to 4294967295");
+      return assembler_.Number(term.number, 4);
+    case OperandKind::kRawNumber:
+      return WriteLiteral(term, TypeCode::kInt);
     case OperandKind::kRawString: {
       // A subroutine's name may stand without quotes.
       Term text = term;
@@ -179,8 +190,7 @@ void OperandWriter::WriteTarget(const Term& term) {
 void OperandWriter::WriteNewId(const Instruction& instruction, const Term& term) {
   if (term.kind != Kind::kId) return diagnostics_.Error(term.at, "expected an id like $33");
   const bool next = term.number == scope_.NextId();
-  const bool reuses = Is(instruction.opcode, Command::CmdHolderParam) ||
-                      Is(instruction.opcode, Command::CmdHolderStatic);
+  const bool reuses = KeepsHolder(instruction.opcode);
   if (next)
     scope_.Add(instruction.type);
   else if (!verbatim_ && !(reuses && scope_.HasId(term.number)))
@@ -220,7 +230,7 @@ void OperandWriter::WriteTagged(const Instruction& instruction, const Operand& s
   const TypeCode type = TypeOf(term);
   const bool checked = !(verbatim_ && term.kind == Kind::kId);
   const bool any = wanted == TypeCode::kNone;
-  if (checked && any && shape.kind == OperandKind::kAnyAttribute && !HasTextForm(type))
+  if (checked && any && TakesAnyText(shape) && !HasTextForm(type))
     return Wrong(shape, term, "a value with a text form");
   if (checked && !any && !ReaderAccepts(shape, wanted, type))
     return Wrong(
@@ -237,7 +247,7 @@ void OperandWriter::WriteTaggedLiteral(const Operand& shape, TypeCode wanted, co
   // sources may say anything there.
   const bool free = wanted == TypeCode::kNone || (op && verbatim_);
   if (!free && type != wanted) return Wrong(shape, term, "of type " + NameOfType(wanted));
-  const bool any = shape.kind == OperandKind::kAnyAttribute;
+  const bool any = TakesAnyText(shape);
   if ((any && !HasTextForm(type)) || (shape.kind == OperandKind::kArguments && !CanBePushed(type)))
     return Wrong(shape, term, any ? "a value with a text form" : "a value that a call can push");
   assembler_.Number(static_cast<int>(type), 2);

@@ -29,6 +29,10 @@ class OperandWriter {
   void Write(const Opcode& opcode, std::optional<int> count, const std::vector<Term>& terms,
              Position at);
 
+  // Writes what follows the type and the id of a declaration: its key or field, and what that is
+  // of.
+  void WriteKeyOperand(const Opcode& opcode, std::size_t i, const Term& term);
+
   // The type of a term: a variable's, or a literal's where `wanted` is expected. kNone if unknown.
   TypeCode TypeOf(const Term& term, TypeCode wanted = TypeCode::kNone);
   // The variable that a term names; reports it if there is none.

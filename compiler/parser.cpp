@@ -225,13 +225,25 @@ class Parser : private ConditionParser {
       return std::any_of(operands.begin(), operands.begin() + opcode.operand_count,
                          [kind](const Operand& operand) { return operand.kind == kind; });
     };
-    if (has(OperandKind::kRawKey)) {
-      if (!TakeWordIf("key")) Expected("'key' and the key of the static variable");
-      statement.value = ParseTerm();
+    if (opcode.HasKey()) {
+      ParseKey(statement);
     } else if (has(OperandKind::kDefault) && TakeIf("=")) {
       statement.value = ParseTerm();
     }
     return statement;
+  }
+
+  // `key 17`, `field 1010`, `field 2830 of "HIPINS" version 1`: each word names its operand.
+  void ParseKey(Statement& statement) {
+    const Opcode& opcode = *statement.opcode;
+    for (int i = 0; i < opcode.operand_count; ++i) {
+      const Operand& operand = opcode.operands[static_cast<std::size_t>(i)];
+      if (operand.kind != OperandKind::kRawKey && operand.kind != OperandKind::kRawString &&
+          operand.kind != OperandKind::kRawNumber)
+        continue;
+      if (!TakeWordIf(operand.name)) Expected("'" + std::string(operand.name) + "' and its value");
+      statement.operands.push_back(ParseTerm());
+    }
   }
 
   Statement ParseDeclarationLine(const Opcode& opcode) {

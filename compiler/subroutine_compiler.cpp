@@ -118,6 +118,8 @@ class SubroutineCompiler {
                                 "'" + statement.name + "' is already declared in line " +
                                     std::to_string(scope_.Find(statement.name)->at.line));
     WriteDeclaration(*statement.opcode, statement.type, id, statement.value, statement.at);
+    for (std::size_t i = 0; i < statement.operands.size(); ++i)
+      writer_.WriteKeyOperand(*statement.opcode, i, statement.operands[i]);
     if (context_.marks)
       writer_.Write(Row(Command::CmdVariableName), {},
                     {IdTerm(id, statement.at), TextTerm(statement.name, statement.at)},
@@ -128,13 +130,13 @@ class SubroutineCompiler {
   void WriteDeclaration(const Opcode& opcode, TypeCode type, int id,
                         const std::optional<Term>& value, Position at) {
     Assembler& out = assembler_;
-    const bool is_static = Is(opcode, Command::CmdHolderStatic);
-    out.Begin(opcode,
-              value ? (is_static ? opcode.usual_count : opcode.max_count) : opcode.min_count, at);
+    const int count = opcode.HasKey() ? opcode.usual_count
+                      : value         ? opcode.max_count
+                                      : opcode.min_count;
+    out.Begin(opcode, count, at);
     out.Byte(static_cast<int>(type));
     out.Number(id, 2);
     if (!value) return;
-    if (is_static) return WriteKey(*value);
     if (!value->IsLiteral())
       return diagnostics_.Error(value->at, "a default is a literal, found " + Describe(*value));
     const TypeCode literal_type = LiteralType(*value, type);
@@ -144,12 +146,6 @@ class SubroutineCompiler {
     const LiteralBytes literal = EncodeLiteral(*value, type, context_.verbatim);
     if (!literal.error.empty()) return diagnostics_.Error(value->at, literal.error);
     out.Data(literal.bytes);
-  }
-
-  void WriteKey(const Term& key) {
-    if (key.kind != Term::Kind::kNumber || key.number < 0 || key.number > 0xFFFFFFFF)
-      return diagnostics_.Error(key.at, "a key is a number from 0 to 4294967295");
-    assembler_.Number(key.number, 4);
   }
 
   // A declaration must be met exactly once, and before what follows it.

@@ -117,7 +117,8 @@ class FileSet {
 
 class Verifier {
  public:
-  explicit Verifier(const std::vector<CheckedFile>& files) : files_(files) {}
+  Verifier(const std::vector<CheckedFile>& files, EngineKind engine)
+      : engine_(engine), files_(files) {}
 
   Verification Run(const std::vector<EntryPoint>& entry_points) {
     for (const Finding& fault : files_.Faults()) findings_.insert(Key(fault));
@@ -203,7 +204,7 @@ class Verifier {
 
   void Execute(Context& context, const std::pair<std::size_t, const FrameTypes*>& at) {
     const LoadedSubroutine& subroutine = *context.subroutine;
-    const Step step = ExecuteOnTypes(subroutine.code, at.first, *at.second);
+    const Step step = ExecuteOnTypes(subroutine.code, at.first, *at.second, engine_);
     for (const StepFault& fault : step.faults)
       Report(Finding::Kind::kFault, subroutine, step.offset, fault.position, fault.text);
     for (const std::string& warning : step.warnings)
@@ -276,6 +277,7 @@ class Verifier {
       }
   }
 
+  EngineKind engine_;
   FileSet files_;
   std::map<std::string, Context> contexts_;
   std::vector<Visit> waiting_;
@@ -293,8 +295,8 @@ bool Verification::Accepted() const {
 }
 
 Verification Verify(const std::vector<CheckedFile>& files,
-                    const std::vector<EntryPoint>& entry_points) {
-  return Verifier(files).Run(entry_points);
+                    const std::vector<EntryPoint>& entry_points, EngineKind engine) {
+  return Verifier(files, engine).Run(entry_points);
 }
 
 std::string Describe(const Finding& finding) {

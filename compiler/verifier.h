@@ -60,8 +60,10 @@ struct Verification {
 
 // `files` in the order in which they are pushed: the last is searched first. Without entry points
 // every subroutine is one, without parameters, which types a run as its declared ones do.
+// The generic engine does not know the commands of the banking engine.
 Verification Verify(const std::vector<CheckedFile>& files,
-                    const std::vector<EntryPoint>& entry_points = {});
+                    const std::vector<EntryPoint>& entry_points = {},
+                    EngineKind engine = EngineKind::kBanking);
 
 // file: sub+offset: error: text
 std::string Describe(const Finding& finding);

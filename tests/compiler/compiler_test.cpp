@@ -1,5 +1,6 @@
 // What compiled macros do on the engine, and what the compiler refuses.
 #include "compiler/compiler.h"
+#include "compiler/disassembler.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -276,6 +277,7 @@ std::string TextOf(const Operand& shape, bool variable) {
       return "@0";
     case OperandKind::kRawLine:
     case OperandKind::kRawKey:
+    case OperandKind::kRawNumber:
       return "9";
     case OperandKind::kRawId:
     case OperandKind::kVariable:
@@ -286,6 +288,7 @@ std::string TextOf(const Operand& shape, bool variable) {
       return "\"name\"";
     case OperandKind::kDefault:
     case OperandKind::kAnyAttribute:
+    case OperandKind::kTextList:
     case OperandKind::kOpLeft:
     case OperandKind::kOpRight:
       return variable && shape.kind != OperandKind::kDefault ? "$34" : "\"text\"";
@@ -316,19 +319,20 @@ TEST(Commands, EveryCountAndOperandForm) {
     if (opcode == nullptr) continue;
     for (int count = 0; count < 256; ++count) {
       if (!opcode->Accepts(count)) continue;
-      if (opcode->counted == Counted::kCall && count > 5) continue;
+      if (opcode->IsVariadic() && count > 5) continue;
       for (const bool variable : {false, true}) {
-        const int arguments = opcode->counted == Counted::kCall && count > 0 ? count - 1 : 0;
+        const bool variadic = opcode->IsVariadic() && count > 1;
+        const int arguments = variadic ? count - 1 : 0;
         std::string line = std::string(opcode->mnemonic) + '[' + std::to_string(count) + ']';
         std::string separator = " ";
         const bool call = opcode->counted == Counted::kCall;
-        for (int i = 0; i < opcode->OperandsPresent(count) - (call && count > 1 ? 1 : 0); ++i) {
+        for (int i = 0; i < opcode->OperandsPresent(count) - (variadic ? 1 : 0); ++i) {
           line += separator + TextOf(opcode->operands[static_cast<std::size_t>(i)], variable);
           separator = call ? "(" : ", ";
         }
         for (int i = 0; i < arguments; ++i) {
-          line += (i == 0 ? "(" : ", ") + std::string(variable ? "$33" : "5");
-          if (i + 1 == arguments) line += ")";
+          line += (call && i == 0 ? "(" : ", ") + std::string(variable ? "$33" : "5");
+          if (call && i + 1 == arguments) line += ")";
         }
         const MacroImage image = CompileOrFail("verbatim\nsub S\n  " + line + "\n  exit\nend\n");
         const auto instruction = DecodeInstruction(image.code, 4);
@@ -354,6 +358,21 @@ TEST(Commands, CountsThatACommandDoesNotAccept) {
                 HasSubstr("does not accept the count"))
         << line;
   }
+}
+
+TEST(Commands, FieldsOfSegmentsAreDeclaredByTheirIds) {
+  const MacroImage image = CompileOrFail(
+      "sub S()\n  response string Name field 2010\n  bpd int Shortest field 2830 of \"HIPINS\" "
+      "version 1\n  needs Name\n  needs Name, \"PIN\", 3, true, 5, Shortest\n  goto_deg Name, "
+      "2010, 100, Shortest\n  create_response \"HIXXX\"\n  commit_response\nend\n");
+  const Disassembly disassembly = Disassemble(image);
+  EXPECT_THAT(disassembly.problems, ::testing::IsEmpty());
+  EXPECT_THAT(disassembly.source, HasSubstr("response string, $33:Name, 2010"));
+  EXPECT_THAT(disassembly.source, HasSubstr("bpd int, $34:Shortest, 2830, \"HIPINS\", 1"));
+  const Compiled again = Compile(Source("again.hbm", disassembly.source));
+  EXPECT_TRUE(again.image.code == image.code);
+  EXPECT_THAT(MessagesOf("sub S()\n  bpd int n field 2830 of \"X\"\nend\n"),
+              HasSubstr("2:30 error: expected 'version' and its value"));
 }
 
 // ---- limits -----------------------------------------------------------------------------------

@@ -92,8 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"break", "9:1 error: 'break' outside a loop\n"},
                       Case{"continue", "9:1 error: 'continue' outside a loop\n"},
                       Case{"local string", "9:13 error: expected the name of a variable\n"},
-                      Case{"static int n",
-                           "9:13 error: expected 'key' and the key of the static variable\n"},
+                      Case{"static int n", "9:13 error: expected 'key' and its value\n"},
                       Case{"static int n key -1",
                            "9:18 error: a key is a number from 0 to 4294967295\n"
                            "9:12 warning: 'n' is never used\n"},

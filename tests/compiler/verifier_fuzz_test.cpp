@@ -171,7 +171,7 @@ TEST(VerifierFuzz, EveryStructuralErrorOfARunWasReported) {
     EntryPoint entry{program.sub, {}};
     for (const HostParam& param : program.params)
       entry.parameters.push_back(static_cast<TypeCode>(param.type));
-    const Verification verification = Verify(FilesOf(program), {entry});
+    const Verification verification = Verify(FilesOf(program), {entry}, EngineKind::kGeneric);
     EngineHost host;
     Load(host, program);
     const Outcome outcome = RunOn(host, program, program.sub, program.params);
@@ -215,7 +215,7 @@ TEST(VerifierFuzz, AcceptedFilesNeverFailWhereverTheRunStarts) {
   for (std::uint64_t seed = 0; seed < programs; ++seed) {
     const Program program = MakeProgram(seed);
     SCOPED_TRACE(seed);
-    const Verification verification = Verify(FilesOf(program));
+    const Verification verification = Verify(FilesOf(program), {}, EngineKind::kGeneric);
     accepted += verification.Accepted() ? 1 : 0;
     // One engine for all runs, which share its statics.
     EngineHost host;

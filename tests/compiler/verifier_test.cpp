@@ -55,7 +55,15 @@ TEST(Verifier, AcceptsWhatTheCompilerMakes) {
 
 TEST(Verifier, UnknownOpcodes) {
   EXPECT_EQ(CheckBytes(CodeBuilder().Op(200, 1)), "f: S+0: error: unknown opcode 200 (2)\n");
-  EXPECT_EQ(CheckBytes(CodeBuilder().Op(6, 0)), "f: S+0: error: unknown opcode 6 (2)\n");
+  EXPECT_EQ(CheckBytes(CodeBuilder().Op(4, 0)), "f: S+0: error: unknown opcode 4 (2)\n");
+}
+
+TEST(Verifier, HoldersThatGroupsMoveAreThereAndNotTheLast) {
+  EXPECT_THAT(Check("  response string, $33, 9\n  local int, $34\n  next_deg $33, 10\n  exit\n"),
+              IsEmpty());
+  EXPECT_THAT(Check("  response string, $33, 9\n  next_deg $33, 10\n  exit\n"),
+              HasSubstr("$33 is the last holder, which cannot be moved"));
+  EXPECT_THAT(Check("  needs $33\n  exit\n"), HasSubstr("no holder $33"));
 }
 
 TEST(Verifier, Counts) {

@@ -230,7 +230,9 @@ void Generator::Statement(int depth) {
   const int number = static_cast<int>(Below(256));
   // The rest is written by functions of its own, or would end the subroutine.
   static constexpr std::array kElsewhere = {1, 5, 17, 30, 31, 32, 33, 40, 130, 147, 160, 161, 163};
-  if (FindOpcode(number) == nullptr || std::ranges::count(kElsewhere, number) != 0)
+  const Opcode* const row = FindOpcode(number);
+  if (row == nullptr || row->engine != EngineKind::kGeneric ||
+      std::ranges::count(kElsewhere, number) != 0)
     return Statement(depth + 1);
   Command(number);
 }

@@ -198,6 +198,7 @@ void DecodedCode::Decode(std::uint16_t offset) {
         break;
       case OperandKind::kRawId:
       case OperandKind::kNewId:
+      case OperandKind::kRawNumber:
         plan.Add({0, in.Int(), nullptr});
         break;
       case OperandKind::kRawKey:
@@ -225,6 +226,9 @@ void DecodedCode::Decode(std::uint16_t offset) {
       case OperandKind::kOpRight:
         // Literals are held against the types when both are known, below.
         plan.Add(in.Tagged(TypeCode::kNone, true));
+        break;
+      case OperandKind::kTextList:
+        in.Fail();
         break;
       case OperandKind::kArguments: {
         arguments = std::make_unique<DecodedOperand[]>(static_cast<std::size_t>(count - 1));

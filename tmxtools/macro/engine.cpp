@@ -167,7 +167,8 @@ void MeMacroEngine::Dispatch(unsigned short opcode, unsigned short count) {
     return commands;
   }();
   const tmx::Opcode* const row = tmx::FindOpcode(opcode);
-  if (row == nullptr || row->counted == tmx::Counted::kFetch || !row->Accepts(count)) {
+  if (row == nullptr || row->engine != tmx::EngineKind::kGeneric ||
+      row->counted == tmx::Counted::kFetch || !row->Accepts(count)) {
     SetMacroStatus(kMalformed);
     return;
   }

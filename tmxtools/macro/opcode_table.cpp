@@ -16,6 +16,8 @@ struct CountRule {
 consteval CountRule Counts(int min, int max) { return {Counted::kChecked, min, max, max}; }
 consteval CountRule IgnoresCount(int usual) { return {Counted::kIgnored, 0, 255, usual}; }
 consteval CountRule TakesArguments() { return {Counted::kCall, 0, 255, 1}; }
+consteval CountRule Either(int min, int max) { return {Counted::kEither, min, max, max}; }
+consteval CountRule IfUsual(int usual) { return {Counted::kIfUsual, 0, 255, usual}; }
 consteval CountRule InFetch() { return {Counted::kFetch, 0, 255, 1}; }
 
 consteval Operand Of(OperandKind kind, TypeCode type, int from, const char* name) {
@@ -36,7 +38,14 @@ consteval Operand RawLine() { return Of(kRawLine, kNone, 0, "line"); }
 consteval Operand RawId(int from, const char* name) { return Of(kRawId, kNone, from, name); }
 consteval Operand NewId(int from) { return Of(kNewId, kTypeOfInstruction, from, "id"); }
 consteval Operand RawKey(int from) { return Of(kRawKey, kNone, from, "key"); }
-consteval Operand RawString(const char* name) { return Of(kRawString, kNone, 0, name); }
+consteval Operand RawField(int from) { return Of(kRawKey, kNone, from, "field"); }
+consteval Operand RawNumber(int from, const char* name) {
+  return Of(kRawNumber, kNone, from, name);
+}
+consteval Operand RawString(int from, const char* name) {
+  return Of(kRawString, kNone, from, name);
+}
+consteval Operand RawString(const char* name) { return RawString(0, name); }
 consteval Operand Default(int from) { return Of(kDefault, kTypeOfInstruction, from, "default"); }
 consteval Operand Text(int from, const char* name) { return Tagged(kString, from, name); }
 consteval Operand Int(int from, const char* name) { return Tagged(kInt, from, name); }
@@ -65,12 +74,14 @@ consteval Operand AmountVariable(int from, const char* name) {
 consteval Operand OpLeft() { return Of(kOpLeft, kTypeOfInstruction, 0, "left"); }
 consteval Operand OpRight() { return Of(kOpRight, kTypeOfInstruction, 0, "right"); }
 consteval Operand Arguments() { return Of(kArguments, kNone, 2, "arguments"); }
+consteval Operand Texts() { return Of(kTextList, kNone, 2, "texts"); }
 
 template <typename... Operands>
-consteval Opcode Row(int number, const char* command, const char* mnemonic, CountRule rule,
-                     const char* doc, Operands... operands) {
+consteval Opcode Row(EngineKind engine, int number, const char* command, const char* mnemonic,
+                     CountRule rule, const char* doc, Operands... operands) {
   static_assert(sizeof...(operands) <= kMaxOperands);
-  return {static_cast<std::uint8_t>(number),
+  return {engine,
+          static_cast<std::uint8_t>(number),
           command,
           mnemonic,
           rule.counted,
@@ -82,9 +93,12 @@ consteval Opcode Row(int number, const char* command, const char* mnemonic, Coun
           doc};
 }
 
-#define TMX_ROW(number, command, ...) Row(number, #command, __VA_ARGS__),
-constexpr Opcode kOpcodes[] = {TMX_BASE_OPCODES(TMX_ROW)};
+#define TMX_ROW(number, command, ...) Row(EngineKind::kGeneric, number, #command, __VA_ARGS__),
+#define TMX_BANKING_ROW(number, command, ...) \
+  Row(EngineKind::kBanking, number, #command, __VA_ARGS__),
+constexpr Opcode kOpcodes[] = {TMX_BASE_OPCODES(TMX_ROW) TMX_BANKING_OPCODES(TMX_BANKING_ROW)};
 #undef TMX_ROW
+#undef TMX_BANKING_ROW
 
 constexpr auto kByNumber = []() consteval {
   std::array<const Opcode*, 256> rows{};

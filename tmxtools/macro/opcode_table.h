@@ -42,7 +42,8 @@ enum class OperandKind : std::uint8_t {
   kRawLine,       // 2 bytes, a line number
   kRawId,         // 2 bytes, the id of a holder that exists
   kNewId,         // 2 bytes, the id of the holder that the instruction declares
-  kRawKey,        // 4 bytes, the key of a static variable
+  kRawKey,        // 4 bytes, the key of a static variable or the id of a segment's field
+  kRawNumber,     // 2 bytes, a number
   kRawString,     // bytes up to a zero byte
   kDefault,       // an untagged literal of the instruction's type
   kAttribute,     // tagged: a variable or a literal of the operand's type
@@ -51,6 +52,7 @@ enum class OperandKind : std::uint8_t {
   kOpLeft,        // tagged: left operand of CmdOp, typed by OpOperandTypes
   kOpRight,       // tagged: right operand of CmdOp, typed by OpOperandTypes
   kArguments,     // the remaining count - 1 operands of a call, tagged, of any type
+  kTextList,      // the remaining count - 1 operands, each like kAnyAttribute
 };
 
 struct Operand {
@@ -62,6 +64,8 @@ struct Operand {
 
 enum class Counted : std::uint8_t {
   kChecked,  // counts outside [min_count, max_count] are refused with 17490
+  kEither,   // only min_count and max_count are not refused
+  kIfUsual,  // never refused; there are operands only with the usual count
   kIgnored,  // the command does not look at its count
   kCall,     // one for the name and one for each argument; 0 reads no argument either
   kFetch,    // handled while fetching, never dispatched; the count byte is not looked at
@@ -69,7 +73,11 @@ enum class Counted : std::uint8_t {
 
 inline constexpr std::size_t kMaxOperands = 6;
 
+// Which engine knows a command: the generic one, or only the one for banking.
+enum class EngineKind : std::uint8_t { kGeneric, kBanking };
+
 struct Opcode {
+  EngineKind engine = EngineKind::kGeneric;
   std::uint8_t number = 0;
   const char* command = nullptr;   // name of the engine's command
   const char* mnemonic = nullptr;  // keyword of the statement in macro sources
@@ -82,10 +90,23 @@ struct Opcode {
   const char* doc = nullptr;
 
   constexpr bool Accepts(int count) const {
+    if (counted == Counted::kEither) return count == min_count || count == max_count;
     return counted != Counted::kChecked || (count >= min_count && count <= max_count);
   }
-  // How many of the operands an instruction with this count has; kArguments counts as one.
+  // Whether the last operand stands for all that the count has left.
+  constexpr bool IsVariadic() const {
+    const OperandKind last = operand_count > 0 ? operands[operand_count - 1u].kind : OperandKind{};
+    return last == OperandKind::kArguments || last == OperandKind::kTextList;
+  }
+  // Whether the instruction declares a variable of a static, or of a segment's field.
+  constexpr bool HasKey() const {
+    for (const Operand& operand : operands)
+      if (operand.kind == OperandKind::kRawKey) return true;
+    return false;
+  }
+  // How many of the operands an instruction with this count has; a variadic one counts as one.
   constexpr int OperandsPresent(int count) const {
+    if (counted == Counted::kIfUsual) return count == usual_count ? operand_count : 0;
     int present = 0;
     while (present < operand_count &&
            operands[static_cast<std::size_t>(present)].from_count <= count)
@@ -247,6 +268,84 @@ TMX_EXPORT const Opcode* FindOpcode(const char* mnemonic);
   ROW(163, CmdVariableName, "variable_name", IgnoresCount(2),                                      \
       "names a variable, for diagnostics",                                                         \
       RawId(0, "variable"), RawString("name"))
+
+
+// The commands of the banking engine; the generic engine does not know them.
+#define TMX_BANKING_OPCODES(ROW)                                                                   \
+  ROW(6, CmdHolderResponse, "response", Counts(3, 3),                                              \
+      "declares a field of the response that is being made",                                       \
+      RawType(3), NewId(3), RawField(3))                                                           \
+  ROW(22, CmdAddRespCode, "add_response_code", Counts(1, 255),                                     \
+      "records a return code with its text for the request, or marks it successful for 0",         \
+      Int(1, "code"), Texts())                                                                     \
+  ROW(24, CmdNeeds, "needs", Either(1, 6),                                                         \
+      "lets the user be asked for a variable that has no value",                                   \
+      RawId(1, "variable"), Text(6, "label"), Int(6, "control"), Bool(6, "flag"),                  \
+      Int(6, "minimum"), Int(6, "maximum"))                                                        \
+  ROW(26, CmdSecurityDialog, "security_dialog", Counts(0, 1),                                      \
+      "asks the user for what is needed; a soft error if that is refused",                         \
+      Text(1, "text"))                                                                             \
+  ROW(27, CmdInvalidateSecurityVar, "invalidate", IgnoresCount(1),                                 \
+      "makes a variable null, also for all others that share it",                                  \
+      RawId(0, "variable"))                                                                        \
+  ROW(38, CmdCreateResponse, "create_response", IfUsual(1),                                        \
+      "begins a response segment; without its identifier it drops the one that was begun",         \
+      Text(0, "identifier"))                                                                       \
+  ROW(39, CmdCommitResponse, "commit_response", IgnoresCount(0),                                   \
+      "hands the response segment to the request")                                                 \
+  ROW(53, CmdReqSuccess, "request_success", Counts(0, 0),                                          \
+      "marks the request successful")                                                              \
+  ROW(60, CmdHolderSecurity, "security", Counts(3, 3),                                             \
+      "declares a security variable of the dialog",                                                \
+      RawType(3), NewId(3), RawField(3))                                                           \
+  ROW(69, CmdHolderRequest, "request", Counts(3, 3),                                               \
+      "declares a field of the request's values",                                                  \
+      RawType(3), NewId(3), RawField(3))                                                           \
+  ROW(128, CmdGetReqUserFlags, "request_users", Counts(2, 2),                                      \
+      "stores three flags, for which roles the request has a user with a security mode",           \
+      StringVariable(2, "target"), Int(2, "role"))                                                 \
+  ROW(129, CmdGetReqSignCount, "request_signatures", Counts(1, 1),                                 \
+      "stores how many signatures the request needs",                                              \
+      IntVariable(1, "target"))                                                                    \
+  ROW(132, CmdHolderRequestBpd, "request_bpd", Counts(3, 3),                                       \
+      "declares a field of the bank's parameters for the request",                                 \
+      RawType(3), NewId(3), RawField(3))                                                           \
+  ROW(133, CmdHolderGeneralBpd, "bpd", Counts(5, 5),                                               \
+      "declares a field of a segment of the bank's parameters; version 0 is any",                  \
+      RawType(5), NewId(5), RawField(5), RawString(5, "of"), RawNumber(5, "version"))              \
+  ROW(134, CmdHolderRequestItem, "request_item", Counts(3, 3),                                     \
+      "declares a field of the current request item",                                              \
+      RawType(3), NewId(3), RawField(3))                                                           \
+  ROW(135, CmdHolderUpd, "upd", Counts(3, 3),                                                      \
+      "declares a field of the user's parameters that goto_upd chooses",                           \
+      RawType(3), NewId(3), RawField(3))                                                           \
+  ROW(136, CmdFirstDEG, "first_deg", Counts(2, 2),                                                 \
+      "moves a variable to the field where its groups begin",                                      \
+      RawId(2, "variable"), Long(2, "start"))                                                      \
+  ROW(137, CmdNextDEG, "next_deg", Counts(2, 2),                                                   \
+      "moves a variable a step on, to the next group",                                             \
+      RawId(2, "variable"), Long(2, "step"))                                                       \
+  ROW(138, CmdGotoDEG, "goto_deg", Counts(4, 4),                                                   \
+      "moves a variable to the field base + index * stride",                                       \
+      RawId(4, "variable"), Long(4, "base"), Long(4, "stride"), Int(4, "index"))                   \
+  ROW(139, CmdGotoUPD, "goto_upd", Counts(1, 1),                                                   \
+      "chooses the segment of the user's parameters, counted from 0",                              \
+      Int(1, "index"))                                                                             \
+  ROW(140, CmdGetUserName, "user_name", Counts(2, 2),                                              \
+      "stores the name of the request's user in a role",                                           \
+      StringVariable(2, "target"), RawNumber(2, "role"))                                           \
+  ROW(141, CmdGetUserBlz, "user_bank_code", Counts(2, 2),                                          \
+      "stores the bank code of the request's user in a role",                                      \
+      StringVariable(2, "target"), RawNumber(2, "role"))                                           \
+  ROW(142, CmdGetUserRpdId, "user_rpd_id", Counts(1, 1),                                           \
+      "stores the RPD id of the request's user",                                                   \
+      IntVariable(1, "target"))                                                                    \
+  ROW(143, CmdGetUserHbciVersion, "user_hbci_version", Counts(2, 2),                               \
+      "stores the version of the standard of the request's user in a role",                        \
+      IntVariable(2, "target"), RawNumber(2, "role"))                                              \
+  ROW(144, CmdSetCurrentRequestItem, "select_item", Counts(1, 1),                                  \
+      "chooses the request item, counted from 1",                                                  \
+      Int(1, "number"))
 
 // clang-format on
 

@@ -36,9 +36,9 @@ std::string_view FirstIn(const String& line, const Texts& texts) {
 }
 
 void AppendLine(String& screen, std::string_view content) {
-  String line(content);
-  line.PadTo(kColumns, ' ');
-  screen.Append(line.View());
+  const auto end = static_cast<std::uint16_t>(screen.Len() + kColumns);
+  screen.Append(content);
+  screen.PadTo(end, ' ');
   screen += '\n';
 }
 

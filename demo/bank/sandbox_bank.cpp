@@ -163,15 +163,12 @@ void SandboxBank::Initialise(Exchange& exchange) {
   SendParameters(exchange, dialog, orders[1]);
   if (synchronisation != nullptr) Synchronise(exchange, dialog, *synchronisation);
   if (exchange.answer.HasErrors()) return Abort(exchange, {}, {});
-  if (tan != nullptr && dialog.function != kOneStep && options_.tan_at_login &&
-      !dialog.is_anonymous) {
-    dialog.is_open = false;
-    AskForTan(exchange, dialog, identity, *tan);
-    if (exchange.answer.HasErrors()) return Abort(exchange, {}, {});
-  } else {
-    SendUserParameters(exchange, dialog, orders[1].number);
-    if (tan != nullptr && !dialog.is_anonymous) NoTanNeeded(exchange, *tan);
-  }
+  const bool has_two_steps = tan != nullptr && !dialog.is_anonymous;
+  dialog.is_open = !has_two_steps || dialog.function == kOneStep || !options_.tan_at_login;
+  if (!dialog.is_open) AskForTan(exchange, dialog, identity, *tan);
+  if (dialog.is_open && has_two_steps) NoTanNeeded(exchange, *tan);
+  if (exchange.answer.HasErrors()) return Abort(exchange, {}, {});
+  if (dialog.is_open) SendUserParameters(exchange, dialog, orders[1].number);
   exchange.answer.ForSegment(identity.number, "0020", "Dialog begonnen.");
   exchange.dialog = Numbered("SANDKASTEN-DIALOG-", ++last_dialog_);
   if (dialogs_.size() == kMostDialogs) dialogs_.erase(dialogs_.begin());

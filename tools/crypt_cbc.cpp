@@ -5,6 +5,7 @@
 #include "tmxtools/platform/memory_stream.h"
 #include "tmxtools/streams/cbc_crypter.h"
 #include "tools/crypt_command.h"
+#include "tools/progress.h"
 
 namespace tmx::tools {
 namespace {
@@ -16,6 +17,22 @@ struct CbcOptions {
 
 using Operation = bool (HbtdCbcCrypter::*)(HbError&, SvStream&, SvStream&, bool);
 
+// Standard input, which shows on a terminal how far the crypter has read it.
+class Input : public SvCacheStream {
+ public:
+  void Show(Progress& progress) { progress_ = &progress; }
+
+ protected:
+  unsigned long GetData(char* data, unsigned long count) override {
+    const unsigned long done = SvCacheStream::GetData(data, count);
+    if (progress_ != nullptr) progress_->Advance(done);
+    return done;
+  }
+
+ private:
+  Progress* progress_ = nullptr;
+};
+
 // Nothing is printed unless all of the input could be processed.
 int Process(const CbcOptions& options, Operation operation) {
   const SecretBytes key = ReadKeyFile("--key-file", options.key_file, 16);
@@ -23,9 +40,11 @@ int Process(const CbcOptions& options, Operation operation) {
   HbtdCbcCrypter crypter;
   crypter.SetKey(key.data());
   crypter.SetIV(vector.data());
-  SvCacheStream in;
+  Input in;
   SvCacheStream out;
   if (!CopyInput("standard input", in)) return kRefused;
+  Progress progress("tmx crypt: standard input", in.Size());
+  in.Show(progress);
   HbError error;
   if (!(crypter.*operation)(error, in, out, options.pad)) return Refuse("standard input", error);
   SecretBytes piece(kCryptPiece);
@@ -46,11 +65,13 @@ void AddCryptCbcCommand(CLI::App& crypt, int& exit_code) {
     CLI::App* const command = cbc->add_subcommand(name, help);
     command
         ->add_option("--key-file", options->key_file, "the key: 32 hexadecimal digits or 16 bytes")
-        ->required();
+        ->required()
+        ->check(NotEmpty());
     command
         ->add_option("--iv-file", options->iv_file,
                      "the starting vector: 16 hexadecimal digits or 8 bytes")
-        ->required();
+        ->required()
+        ->check(NotEmpty());
     command->add_flag("--pad", options->pad,
                       "fill up to a multiple of 8 bytes, at least by one, and take that off again");
     command->callback(

@@ -35,6 +35,8 @@ class Keys {
     if (!options.session_file.empty())
       session_ = ReadKeyFile("--session-file", options.session_file, kKeyLength);
     if (!options.rsa_file.empty()) rsa_ = ReadSecretFile("--rsa-key", options.rsa_file);
+    if (!options.rsa_file.empty() && rsa_.empty())
+      throw UnusableKey("--rsa-key " + options.rsa_file + ": is empty");
   }
 
   void Open(HbCryptFileStream& stream, const std::string& file, unsigned mode) {
@@ -56,9 +58,39 @@ class Keys {
   SecretBytes kek_, session_, rsa_;
 };
 
+constexpr char kNoKeyToWrite[] =
+    "no usable key (--kek-file, or --rsa-key with an RSA key without passphrase)";
+constexpr char kNoKeyToRead[] =
+    "no usable key (--kek-file, or --rsa-key with a private key without passphrase), or cut short";
+constexpr char kNoRsaKey[] = "--rsa-key holds no RSA key without passphrase";
+constexpr char kNotValid[] =
+    "not valid: changed bytes, or other keys or flags than it was made with";
+
 unsigned ModeOf(const CryptOptions& options) {
   return (options.tagged ? crypt_mode::Tagged : 0u) | (options.encrypt ? crypt_mode::Encrypt : 0u) |
          (options.sign ? crypt_mode::Sign : 0u);
+}
+
+// Adds what a user can do about it to what Refuse() says.
+int RefuseStream(const std::string& file, const SvStream& stream, const char* no_key) {
+  const std::uint32_t code = stream.GetError() & stream_error::CodeMask;
+  if (code == stream_error::General) Refuse(file, no_key);
+  if (code == stream_error::WrongFormat) Refuse(file, kNotValid);
+  if (code == stream_error::OutOfMemory)
+    Refuse(file, "out of memory, or too long for a tagged stream (523264000 bytes)");
+  return Refuse(file, stream);
+}
+
+// Such streams can be made, as hosts do for scratch files.
+void WarnOfWhatCannotBeRead(const CryptOptions& options) {
+  if (options.encrypt && options.kek_file.empty() && options.rsa_file.empty())
+    Refuse(options.file,
+           "warning: nobody can read it again, since no key was given to keep its "
+           "session key with");
+  if (options.tagged && !options.sign)
+    Refuse(options.file,
+           "warning: nobody can read it again, since only signed streams are opened "
+           "as tagged ones");
 }
 
 // ---- write ------------------------------------------------------------------------------------
@@ -72,12 +104,14 @@ int Write(const CryptOptions& options) {
   if (scratch.Name().empty()) return Refuse(options.file, "no file can be made beside it");
   HbCryptFileStream stream;
   keys.Open(stream, scratch.Name(), stream_mode::Read | stream_mode::Write | ModeOf(options));
-  if (stream.HasError()) return Refuse(options.file, stream);
+  if (stream.HasError()) return RefuseStream(options.file, stream, kNoKeyToWrite);
   if (!CopyInput(options.file, stream)) return kRefused;
   stream.Flush();
   stream.Close();
-  if (stream.HasError()) return Refuse(options.file, stream);
-  return scratch.RenameTo(target) ? kDone : Refuse(options.file, "cannot be replaced");
+  if (stream.HasError()) return RefuseStream(options.file, stream, kNoKeyToWrite);
+  if (!scratch.RenameTo(target)) return Refuse(options.file, "cannot be replaced");
+  WarnOfWhatCannotBeRead(options);
+  return kDone;
 }
 
 // ---- read and verify --------------------------------------------------------------------------
@@ -102,8 +136,7 @@ void OpenToRead(Keys& keys, HbCryptFileStream& stream, const CryptOptions& optio
   if (stream.HasError()) return;
   char nothing = 0;
   stream.Read(&nothing, 1);  // tells what opening leaves open: whether the stream is valid
-  if (stream.HasError())
-    Refuse(options.file, "not valid: changed bytes, or other keys or flags than it was made with");
+  if (stream.GetError() == stream_error::ReadError) Refuse(options.file, kNotValid);
 }
 
 int Read(const CryptOptions& options) {
@@ -112,14 +145,15 @@ int Read(const CryptOptions& options) {
   OpenToRead(keys, stream, options);
   Progress progress("tmx crypt: " + options.file, 2 * std::uint64_t{stream.Size()});
   const auto ignore = [](const std::uint8_t*, unsigned long) { return true; };
-  if (stream.HasError() || !ReadAll(stream, progress, ignore)) return Refuse(options.file, stream);
+  if (stream.HasError() || !ReadAll(stream, progress, ignore))
+    return RefuseStream(options.file, stream, kNoKeyToRead);
   const auto print = [](const std::uint8_t* bytes, unsigned long length) {
     return std::fwrite(bytes, 1, length, stdout) == length;
   };
   std::setvbuf(stdout, nullptr, _IONBF, 0);
   ReadAll(stream, progress, print);
   // What is wrong with standard output is said at the end of the program.
-  return stream.HasError() ? Refuse(options.file, stream) : int{kDone};
+  return stream.HasError() ? RefuseStream(options.file, stream, kNoKeyToRead) : int{kDone};
 }
 
 Json ErrorAsJson(const SvStream& stream) {
@@ -153,7 +187,7 @@ int Verify(const CryptOptions& options) {
       json["error"] = ErrorAsJson(stream);
     PrintJson(json);
   }
-  if (!is_good) return Refuse(options.file, stream);
+  if (!is_good) return RefuseStream(options.file, stream, kNoKeyToRead);
   if (!options.json) {
     std::printf("%s: good, %llu bytes, %s\n", options.file.c_str(),
                 static_cast<unsigned long long>(total),
@@ -223,11 +257,14 @@ void PrintLayout(const CryptOptions& options, const Layout& layout) {
 int Info(const CryptOptions& options) {
   const Keys keys(options);
   SvFileStream file(String(options.file), stream_mode::Read);
-  if (file.HasError()) return Refuse(options.file, file);
   if (keys.BlockLength(1) == 0) file.SetError(stream_error::General);
   const Layout layout = ReadLayout(file, options, keys);
   if (file.HasError()) {
     if (options.json) PrintJson({{"file", options.file}, {"error", ErrorAsJson(file)}});
+    if (file.GetError() != stream_error::WrongFormat)
+      return RefuseStream(options.file, file, kNoRsaKey);
+    Refuse(options.file,
+           "no header as described by the options: --sign, --rsa-key (it sets lengths), --tagged");
     return Refuse(options.file, file);
   }
   if (!options.json) return PrintLayout(options, layout), kDone;
@@ -252,16 +289,24 @@ void AddCryptCommand(CLI::App& program, int& exit_code) {
   crypt->require_subcommand(1);
   const auto add = [&](const char* name, const char* help, int (*run)(const CryptOptions&)) {
     CLI::App* const command = crypt->add_subcommand(name, help);
-    command->add_option("FILE", options->file, "a file with an encrypted stream")->required();
+    command->add_option("FILE", options->file, "a file with an encrypted stream")
+        ->required()
+        ->check(NotEmpty());
     command->add_flag("--tagged", options->tagged, "begins with a magic; signs a tree of chunks");
     command->add_flag("--encrypt", options->encrypt, "the data is encrypted");
     command->add_flag("--sign", options->sign, "the stored data is signed");
-    command->add_option("--kek-file", options->kek_file,
-                        "the key-encryption key: 32 hexadecimal digits or 16 bytes");
-    command->add_option("--session-file", options->session_file,
-                        "the session key, or when only reading the key-encryption key");
-    command->add_option("--rsa-key", options->rsa_file,
-                        "an RSA key in PEM or DER that takes the place of the key-encryption key");
+    command
+        ->add_option("--kek-file", options->kek_file,
+                     "the key-encryption key: 32 hexadecimal digits or 16 bytes")
+        ->check(NotEmpty());
+    command
+        ->add_option("--session-file", options->session_file,
+                     "the session key, or when only reading the key-encryption key")
+        ->check(NotEmpty());
+    command
+        ->add_option("--rsa-key", options->rsa_file,
+                     "an RSA key in PEM or DER that takes the place of the key-encryption key")
+        ->check(NotEmpty());
     command->callback([=, &exit_code] { exit_code = WithKeys([&] { return run(*options); }); });
     return command;
   };

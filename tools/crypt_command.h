@@ -32,6 +32,12 @@ SecretBytes ReadSecretFile(const std::string& option, const std::string& path);
 // line end may follow; throws UnusableKey.
 SecretBytes ReadKeyFile(const std::string& option, const std::string& path, std::size_t length);
 
+// For names of files: the empty one, of a variable that is not set, say, must not pass for none.
+inline CLI::Validator NotEmpty() {
+  return {[](const std::string& name) { return std::string(name.empty() ? "is empty" : ""); }, "",
+          ""};
+}
+
 // Runs a subcommand. What it throws for a key becomes a message and kWrongUse.
 template <class Command>
 int WithKeys(Command command) {

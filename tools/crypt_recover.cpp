@@ -28,6 +28,10 @@ int Show(const RecoverOptions& options) {
   if (log.HasError()) return Refuse(options.log, log);
   const auto length = static_cast<std::uint32_t>(data.Size());
   UndoLogReader reader(log);
+  if (!log.HasError() && reader.RecordCount() == 0 && reader.DataLength() > length) {
+    // A transaction that shortens a file logs what it cuts off. Undoing this would only do harm.
+    return Refuse(options.log, "no undo log of this file: would add bytes that it does not hold");
+  }
   if (reader.IsEmpty() || reader.MayBeCut(length)) {
     std::puts("nothing to undo");
   } else {

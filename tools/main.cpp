@@ -1,4 +1,7 @@
 // tmx: the tools around the library in one command.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -34,6 +37,16 @@ int AfterOutput(int exit_code) {
   return exit_code == tmx::tools::kDone ? tmx::tools::kFindings : exit_code;
 }
 
+// Where a standard stream is closed, no file that is opened may take its place: something is put
+// there that can neither be read nor written.
+void HoldStandardStreams() {
+  for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(file, F_GETFD) >= 0) continue;
+    const int held = open("/dev/null", file == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    if (held >= 0 && held != file) close(held);
+  }
+}
+
 int Run(int argc, char** argv) {
   CLI::App program("Tools for the texts, macros and encrypted streams of a home-banking kernel.",
                    "tmx");
@@ -56,6 +69,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  HoldStandardStreams();
   try {
     return AfterOutput(Run(argc, argv));
   } catch (const std::exception& error) {

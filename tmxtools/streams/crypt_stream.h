@@ -48,11 +48,13 @@ inline constexpr unsigned short CRYPT_SIGN = tmx::crypt_mode::Sign;
 //
 // Errors, of the inner stream too, go to this stream's error; the first one stays, and while it
 // stands every public operation does nothing. Codes: 525 no inner stream, no key where one is
-// needed, a key that cannot be used; 530 seek on an invalid stream or into the padding; 2321 out of
-// memory, or a tagged stream too long for its map of changed chunks (523264000 bytes); 2831 read on
-// an invalid stream, stored bytes that end too early; 3088 write on an invalid or read-only stream;
-// 3861 no magic, unknown key-block flag, padding that does not match. A signature that does not
-// match is no error by itself: the stream is invalid.
+// needed, a key that cannot be used, encrypted data whose length is no multiple of 8; 530 seek on
+// an invalid stream or into the padding; 2321 out of memory, or a tagged stream too long for its
+// map of changed chunks (524279999 bytes of data while it grows, 523264000 when it is opened); 2831
+// read on an invalid stream, stored bytes that end too early; 3088 write on an invalid or read-only
+// stream; 3861 no magic, unknown key-block flag, padding that does not match, data that is not
+// encrypted and whose length is no multiple of 8. A signature that does not match is no error by
+// itself: the stream is invalid.
 //
 // Owns its state, not the inner stream. Empty state: not attached. Threads: one at a time.
 class TMX_EXPORT HbCryptStream : public SvStream {

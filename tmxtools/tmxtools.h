@@ -2,11 +2,22 @@
 
 // Everything that the library offers, for hosts that do not pick their headers one by one.
 
+#include "tmxtools/banking/callback.h"
+#include "tmxtools/banking/dialog.h"
 #include "tmxtools/banking/field_ids.h"
 #include "tmxtools/banking/internal_user.h"
+#include "tmxtools/banking/job.h"
+#include "tmxtools/banking/live_entry.h"
+#include "tmxtools/banking/message.h"
+#include "tmxtools/banking/object.h"
+#include "tmxtools/banking/object_link.h"
+#include "tmxtools/banking/object_types.h"
 #include "tmxtools/banking/online_data.h"
+#include "tmxtools/banking/progress.h"
+#include "tmxtools/banking/request.h"
 #include "tmxtools/banking/segment.h"
 #include "tmxtools/banking/segment_set.h"
+#include "tmxtools/banking/signature_data.h"
 #include "tmxtools/banking/user.h"
 #include "tmxtools/banking/user_types.h"
 #include "tmxtools/banking/user_utilities.h"

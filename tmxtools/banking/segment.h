@@ -29,6 +29,7 @@ class TMX_EXPORT HbSegment : public HbVariables {
   // Gives up a reference; the last one destroys the segment.
   void DecRefCount() noexcept;
   void Dispose() noexcept { DecRefCount(); }
+  unsigned long GetRefCount() const noexcept { return ref_count_; }
 
   void SetSegmentKennung(const String& kennung);
   // Empty without one.

@@ -75,11 +75,15 @@ void MessageResolverManager::remove(IMessageResolver const* resolver) {
   if (found != resolvers_.end()) resolvers_.erase(found);
 }
 
+IMessageResolver const* MessageResolverManager::find(unsigned short code) const {
+  const auto found = std::find_if(resolvers_.begin(), resolvers_.end(),
+                                  [code](auto* resolver) { return resolver->canResolve(code); });
+  return found != resolvers_.end() ? *found : nullptr;
+}
+
 std::string MessageResolverManager::getMessage(unsigned short code) {
-  for (const IMessageResolver* resolver : resolvers_) {
-    // Resolvers are kept as const, yet a resolver may change while it makes a text.
-    if (resolver->canResolve(code))
-      return const_cast<IMessageResolver*>(resolver)->getMessage(code);
-  }
+  // Resolvers are kept as const, yet a resolver may change while it makes a text.
+  if (const IMessageResolver* const resolver = find(code))
+    return const_cast<IMessageResolver*>(resolver)->getMessage(code);
   return "Unresolved Error code: " + lexical_cast(code) + " ResId: " + lexical_cast(code & 0x3FFF);
 }

@@ -50,6 +50,8 @@ class TMX_EXPORT MessageResolverManager {
   virtual void add(IMessageResolver const* resolver);
   // Removes the first occurrence; null is ignored.
   virtual void remove(IMessageResolver const* resolver);
+  // Whether a resolver can.
+  bool canResolve(unsigned short code) const { return find(code) != nullptr; }
   // "Unresolved Error code: N ResId: M" when no resolver can.
   virtual std::string getMessage(unsigned short code);
 
@@ -59,6 +61,9 @@ class TMX_EXPORT MessageResolverManager {
 
  private:
   friend class com::velmora::core::destroy<MessageResolverManager>;
+
+  // The first resolver that can resolve a code, or null.
+  IMessageResolver const* find(unsigned short code) const;
 
   std::vector<IMessageResolver const*> resolvers_;
 };

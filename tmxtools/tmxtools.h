@@ -24,6 +24,7 @@
 #include "tmxtools/core/amount.h"
 #include "tmxtools/core/date_time.h"
 #include "tmxtools/core/error.h"
+#include "tmxtools/macro/banking_engine.h"
 #include "tmxtools/macro/bytecode.h"
 #include "tmxtools/macro/engine.h"
 #include "tmxtools/macro/frame.h"

@@ -30,9 +30,16 @@ constexpr int kOpVariableName = 163;
 // or it changes what frames there are.
 constexpr bool IsDecoded(int opcode) {
 #define TMX_NUMBER(number, command) number,
-  constexpr int kDecoded[] = {kOpParam, kOpLocal,        kOpExit,
-                              kOpGoto,  kOpIfGoto,       kOpCall,
-                              kOpLine,  kOpVariableName, TMX_DECODED_COMMANDS(TMX_NUMBER)};
+  constexpr int kDecoded[] = {kOpParam,
+                              kOpLocal,
+                              kOpExit,
+                              kOpGoto,
+                              kOpIfGoto,
+                              kOpCall,
+                              kOpLine,
+                              kOpVariableName,
+                              TMX_DECODED_COMMANDS(TMX_NUMBER)
+                                  TMX_DECODED_BANKING_COMMANDS(TMX_NUMBER)};
 #undef TMX_NUMBER
   for (const int one : kDecoded)
     if (one == opcode) return true;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <typeinfo>
 
 #include "tmxtools/core/date_time.h"
 #include "tmxtools/core/error.h"
@@ -172,6 +173,13 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   bool EndUnwound(HbError* err) const;
   void DispatchGuarded(unsigned short opcode);
   bool MayRunDecoded() const;
+  // The class whose Dispatch and DispatchDecoded agree: only objects of exactly this class run
+  // decoded code without being asked to.
+  virtual const std::type_info& DecodingType() const;
+  // As Dispatch, for decoded operands of a command that this engine does not know. False, and
+  // nothing changed, to have the command read byte by byte.
+  virtual bool DispatchDecoded(unsigned short opcode, unsigned short count,
+                               tmx::DecodedOperands& operands);
   // Executes decoded commands until one must be read byte by byte or the run needs attention.
   void RunDecoded();
   void LeaveDecoded(HbStackFrame& frame, std::uint32_t pc, std::uint64_t steps);

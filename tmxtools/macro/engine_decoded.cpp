@@ -77,7 +77,13 @@ bool Holds(char op, long a, std::int32_t b) {
 
 bool MeMacroEngine::MayRunDecoded() const {
   return observer_ == nullptr && !resume_pending_ && !HasStatus() && !last_cmd_error_.IsSet() &&
-         (decoded_allowed_ || typeid(*this) == typeid(MeMacroEngine));
+         (decoded_allowed_ || typeid(*this) == DecodingType());
+}
+
+const std::type_info& MeMacroEngine::DecodingType() const { return typeid(MeMacroEngine); }
+
+bool MeMacroEngine::DispatchDecoded(unsigned short, unsigned short, DecodedOperands&) {
+  return false;
 }
 
 // Runs a command with decoded operands. False when it gave up.
@@ -93,7 +99,9 @@ bool MeMacroEngine::RunDecodedCommand(HbStackFrame& frame, const DecodedInstruct
   DecodedOperands operands(frame, instruction.operands);
   frame.GetByteCode()->SetPC(instruction.next);
   try {
-    (this->*kCommands[instruction.opcode])(operands, instruction.count);
+    const Command command = kCommands[instruction.opcode];
+    if (command == nullptr) return DispatchDecoded(instruction.opcode, instruction.count, operands);
+    (this->*command)(operands, instruction.count);
   } catch (const std::length_error&) {
     SetMacroStatus(kMalformed);
   } catch (const std::bad_alloc&) {
@@ -284,6 +292,7 @@ void MeMacroEngine::RunDecoded() {
         continue;
       case Action::kCommand:
         if (light != nullptr || !RunDecodedCommand(*frame, instruction)) break;
+        holders = frame->GetHolders();
         ++steps;
         pc = instruction.next;
         if (HasStatus() || last_cmd_error_.IsSet()) return LeaveDecoded(*frame, pc, steps);

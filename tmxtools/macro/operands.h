@@ -84,6 +84,8 @@ class DecodedOperands {
   unsigned short RawByte() { return static_cast<unsigned short>(next_++->number); }
   char RawChar() { return static_cast<char>(next_++->number); }
   short RawId() { return static_cast<short>(next_++->number); }
+  long RawLong() { return next_++->number; }
+  const String& RawString() { return *next_++->text; }
 
   const String& Text() {
     const DecodedOperand& operand = *next_++;
@@ -162,6 +164,12 @@ class DecodedOperands {
   template void MeMacroEngine::command(tmx::DecodedOperands& in, int)
 // A command that is never run with decoded operands.
 #define TMX_BYTE_COMMAND(command) template void MeMacroEngine::command(tmx::ByteOperands& in, int)
+// The same for commands of the banking engine.
+#define TMX_BANKING_COMMAND(command)                                \
+  template void HbMacroEngine::command(tmx::ByteOperands& in, int); \
+  template void HbMacroEngine::command(tmx::DecodedOperands& in, int)
+#define TMX_BANKING_BYTE_COMMAND(command) \
+  template void HbMacroEngine::command(tmx::ByteOperands& in, int)
 
 // Every command that TMX_COMMAND makes available.
 // clang-format off
@@ -175,6 +183,14 @@ class DecodedOperands {
   ROW(55, CmdEatLeadingChars) ROW(56, CmdEraseTrailingChars) ROW(57, CmdSearch) \
   ROW(58, CmdReceiveString) ROW(59, CmdReplaceChars) ROW(145, CmdIsNull) \
   ROW(146, CmdEngineVersion) ROW(148, CmdGetCurrentDate) ROW(150, CmdReceiveOutput)
+
+// The same for the commands of the banking engine.
+#define TMX_DECODED_BANKING_COMMANDS(ROW) \
+  ROW(6, CmdHolderResponse) ROW(53, CmdReqSuccess) ROW(60, CmdHolderSecurity) \
+  ROW(69, CmdHolderRequest) ROW(132, CmdHolderRequestBpd) ROW(133, CmdHolderGeneralBpd) \
+  ROW(134, CmdHolderRequestItem) ROW(135, CmdHolderUpd) ROW(136, CmdFirstDEG) \
+  ROW(137, CmdNextDEG) ROW(138, CmdGotoDEG) ROW(139, CmdGotoUPD) \
+  ROW(144, CmdSetCurrentRequestItem)
 // clang-format on
 
 inline constexpr unsigned short kMalformed = 17490;

@@ -42,7 +42,8 @@ int Process(const CbcOptions& options, Operation operation) {
   crypter.SetIV(vector.data());
   Input in;
   SvCacheStream out;
-  if (!CopyInput("standard input", in)) return kRefused;
+  if (!CopyInput("standard input", in))
+    return in.HasError() ? Refuse("standard input", in) : int{kRefused};
   Progress progress("tmx crypt: standard input", in.Size());
   in.Show(progress);
   HbError error;

@@ -105,7 +105,7 @@ int Write(const CryptOptions& options) {
   HbCryptFileStream stream;
   keys.Open(stream, scratch.Name(), stream_mode::Read | stream_mode::Write | ModeOf(options));
   if (stream.HasError()) return RefuseStream(options.file, stream, kNoKeyToWrite);
-  if (!CopyInput(options.file, stream)) return kRefused;
+  if (!CopyInput(options.file, stream) && !stream.HasError()) return kRefused;
   stream.Flush();
   stream.Close();
   if (stream.HasError()) return RefuseStream(options.file, stream, kNoKeyToWrite);

@@ -55,7 +55,8 @@ int Refuse(const std::string& file, const std::string& what);
 int Refuse(const std::string& file, const SvStream& stream);
 // The same for an error with its causes, one a line.
 int Refuse(const std::string& file, const HbError& error);
-// Puts the rest of standard input into a stream; says what went wrong with either.
+// Puts the rest of standard input into a stream. False after an error: it says what went wrong with
+// standard input, while an error of the stream is the caller's to tell.
 bool CopyInput(const std::string& name, SvStream& stream);
 // How many bytes standard input has, as far as that is known before reading; else 0.
 std::uint64_t InputSize();

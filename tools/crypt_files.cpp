@@ -111,7 +111,7 @@ bool CopyInput(const std::string& name, SvStream& stream) {
   Progress progress("tmx crypt: " + name, InputSize());
   SecretBytes piece(kCryptPiece);
   while (const std::size_t length = std::fread(piece.data(), 1, piece.size(), stdin)) {
-    if (stream.Write(piece.data(), length) != length) return Refuse(name, stream), false;
+    if (stream.Write(piece.data(), length) != length) return false;
     progress.Advance(length);
   }
   if (std::ferror(stdin) != 0) return Refuse("standard input", std::strerror(errno)), false;

@@ -639,6 +639,27 @@ TEST(CryptStream, ALastBlockThatCouldNotBeReadIsReadAgain) {
   EXPECT_EQ(damaged.Get(100), "some text");
 }
 
+TEST(CryptStream, AfterALastBlockThatCouldNotBeReadSeeksStillFindTheEnd) {
+  const std::string text = TextOf(100);
+  for (const bool to_end : {true, false}) {
+    const std::string bytes = Written(kPlain, text);
+    OpenCryptStream stream(bytes);
+    ASSERT_TRUE(stream.OpenAs(kPlain, kReadWrite));
+    stream.inner.SetStreamSize(bytes.size() - 1);
+    stream.Seek(98);
+    EXPECT_EQ(stream.GetError(), 2831u);
+    stream.inner.Seek(bytes.size() - 1);
+    stream.inner.Write(&bytes.back(), 1);
+    stream.ResetError();
+    EXPECT_EQ(stream.Size(), 100u);
+    EXPECT_EQ(stream.Seek(to_end ? SvStream::SeekToEnd : 100), 100u);
+    EXPECT_EQ(stream.Put("!"), 1u);
+    stream.Flush();
+    EXPECT_EQ(stream.GetError(), 0u);
+    EXPECT_EQ(stored::Parse(kPlain, stream.Stored()), text + "!");
+  }
+}
+
 // Errors.
 
 TEST(CryptStream, TheFirstErrorWinsAndBlocksUntilItIsReset) {

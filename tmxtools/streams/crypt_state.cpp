@@ -104,6 +104,8 @@ bool CryptStreamState::StoreBlock() {
 
 std::uint32_t CryptStreamState::Seek(unsigned long wanted) {
   const bool in_last = region_.IsLast(block_start_);
+  // Where the text ends is not known yet when the last block could not be read before.
+  if (in_last && !loaded_ && valid_ && !LoadLastBlock()) return block_start_ + position_;
   auto target = static_cast<std::uint32_t>(std::min<unsigned long>(wanted, SvStream::SeekToEnd));
   if (target >= region_.Length()) {
     target = in_last ? block_start_ + fill_ : region_.Length() - std::min(pad_count_, kMaxPadCount);

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -14,7 +15,8 @@
 namespace tmx::crash {
 
 inline const std::string kData = "/home/data";
-inline const std::string kLog = "/home/log";
+inline const std::string kLogs = "/logs";
+inline const std::string kLog = kLogs + "/log";
 
 // A stream with transactions over the files kData and kLog.
 class Store {
@@ -57,7 +59,30 @@ struct Trace {
 Trace Record(const StoreKind& kind, unsigned seed);
 
 // What holds the order of writes.
-enum class Barrier { kLogBeforeOverwrite, kDataBeforeClearing, kClearing, kLogName, kMark };
+enum class Barrier {
+  kLogBeforeOverwrite,  // all syncs of a log in use
+  kLogBeforeGrowth,     // those of a log without a record
+  kDataBeforeClearing,  // all syncs of the data
+  kDataBeforeBegin,     // those outside of transactions
+  kClearing,            // all syncs of an empty log
+  kEmptyLogAtOpen,      // that of a log that was found empty
+  kLogName,
+  kDataName,
+  kMark,
+};
+// Finds the operations that hold one barrier.
+class BarrierSearch {
+ public:
+  explicit BarrierSearch(Barrier barrier) : barrier_(barrier) {}
+  // Each is told in its order; `disk` is as before the operation.
+  bool Holds(const CrashDisk& disk, const MemoryEnv::Operation& operation);
+  void SetInTransaction(bool is) { is_in_transaction_ = is; }
+
+ private:
+  Barrier barrier_;
+  bool is_in_transaction_ = false;
+  bool is_log_changed_ = false;
+};
 // The same without one of them.
 Trace Without(const Trace& trace, Barrier barrier);
 // The barriers that are missing where a write needs them, by the order of the operations alone:
@@ -66,14 +91,16 @@ Trace Without(const Trace& trace, Barrier barrier);
 //   kDataBeforeClearing  the log is cleared only when nothing of the data is unsynced
 //   kClearing            the log is empty on the disk when a transaction has ended
 //   kLogName             the log's name is on the disk when the data is changed, and is gone from
-//   it
-//                        after the closing
+//                        it after the closing
+//   kDataName            the data's name is on the disk when a transaction has ended
 std::vector<Barrier> MissingBarriers(const Trace& trace);
 
 // Crashes until there were `count` more of them.
 class Simulator {
  public:
-  explicit Simulator(unsigned seed) : random_(seed) {}
+  // One barrier may be left out of the recoveries.
+  explicit Simulator(unsigned seed, std::optional<Barrier> omitted = {})
+      : random_(seed), omitted_(omitted) {}
 
   // Crashes at each moment of a trace, and again during the recovery.
   void Run(const StoreKind& kind, const Trace& trace);
@@ -94,6 +121,7 @@ class Simulator {
              const Allowed& allowed, int depth);
 
   std::mt19937 random_;
+  std::optional<Barrier> omitted_;
   std::size_t crashes_ = 0;
   std::size_t losses_ = 0;
   std::string first_loss_;

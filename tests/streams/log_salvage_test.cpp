@@ -100,6 +100,40 @@ TEST_F(Salvage, TheEncryptedStreamRefusesWhatIsSaved) {
   EXPECT_GT(log.Count(), 5);
 }
 
+// The last 24 bytes are stored again by the next write. Where that is torn, bytes are lost that
+// were flushed before, but none of a block further back.
+TEST_F(Salvage, ATornWriteCostsAtMostTheBlockBeforeItAsWell) {
+  std::size_t losses = 0;
+  for (std::size_t size = 0; size < 24; ++size) {
+    HbProtocolFile log;
+    ASSERT_TRUE(log.Open("log", mode::Write | mode::Truncate, kKey, err_));
+    const auto write = [&](std::size_t length) {
+      Source bytes(std::string(length, 'x'));
+      ASSERT_TRUE(log.WriteXMLMessage(bytes, true, err_));
+    };
+    write(100);
+    const std::string older = kHeader + reference::Body("XML message", std::string(100, 'x'), true);
+    write(size);
+    const std::string flushed =
+        older + reference::Body("XML message", std::string(size, 'x'), true);
+    const std::string before = memory_.Get("log");
+    write(50);
+    const std::string after = memory_.Get("log");
+    log.Close();
+    for (std::size_t cut = before.size() - 24; cut < before.size(); ++cut) {
+      for (const std::string& torn :
+           {after.substr(0, cut) + before.substr(cut),
+            before.substr(0, cut) + after.substr(cut, before.size() - cut)}) {
+        ASSERT_TRUE(Run(torn)) << size << " " << cut;
+        const std::string saved = reference::Contents(memory_.Get("saved"), kKey).value_or("");
+        ASSERT_EQ(saved.substr(0, older.size()), older) << size << " " << cut;
+        if (saved.substr(0, flushed.size()) != flushed) ++losses;
+      }
+    }
+  }
+  EXPECT_GT(losses, 0u);
+}
+
 // Ends the file after every write, and inside longer ones after every 24 bytes, which is the unit
 // that the stream encrypts by itself.
 TEST_F(Salvage, ACrashCostsAtMostTheBlockBeingWritten) {

@@ -29,8 +29,7 @@ void CrashDisk::Make(std::string& bytes, const Change& change) {
 
 void CrashDisk::Apply(const MemoryEnv::Operation& operation) {
   if (operation.kind == Kind::kSyncDir) {
-    durable_ = live_;
-    unsynced_names_.clear();
+    SyncNames(operation.path);
     return;
   }
   if (operation.kind == Kind::kCreate) {
@@ -51,6 +50,17 @@ void CrashDisk::Apply(const MemoryEnv::Operation& operation) {
     file.unsynced.push_back({operation.kind == Kind::kWrite, operation.offset, operation.bytes});
     Make(file.live, file.unsynced.back());
   }
+}
+
+void CrashDisk::SyncNames(const std::string& directory) {
+  const auto is_there = [&directory](const std::string& path) {
+    return path.substr(0, path.rfind('/')) == directory;
+  };
+  std::erase_if(durable_, [&](const auto& name) { return is_there(name.first); });
+  for (const auto& [path, file] : live_) {
+    if (is_there(path)) durable_[path] = file;
+  }
+  std::erase_if(unsynced_names_, [&](const NameChange& change) { return is_there(change.path); });
 }
 
 CrashDisk::Files CrashDisk::Live() const {

@@ -25,7 +25,7 @@ struct CrashModel {
   Share names = Share::kSome;
 };
 
-// Follows the operations on a few files in one directory.
+// Follows the operations on a few files, none of which lies in the root directory.
 //
 // Copies share nothing. Threads: one at a time.
 class CrashDisk {
@@ -66,6 +66,7 @@ class CrashDisk {
   };
   using Names = std::map<std::string, std::size_t>;  // indexes of files
 
+  void SyncNames(const std::string& directory);
   static void Make(std::string& bytes, const Change& change);
   static std::string SurvivorOfLog(const File& file, CrashModel::Share share, std::mt19937& random);
   static std::string SurvivorOfData(const File& file, CrashModel::Share share,

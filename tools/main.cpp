@@ -12,10 +12,8 @@
 namespace {
 
 constexpr void (*kCommands[])(CLI::App&, int&) = {
-    tmx::tools::AddCryptCommand,
-    tmx::tools::AddLogCommand,
-    tmx::tools::AddMacroCommand,
-    tmx::tools::AddTextCommand,
+    tmx::tools::AddBankCommand,  tmx::tools::AddCryptCommand, tmx::tools::AddLogCommand,
+    tmx::tools::AddMacroCommand, tmx::tools::AddTextCommand,
 };
 
 // A word that nothing understands explains more than what is missing because of it.

@@ -4,16 +4,15 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 
 #include "tmxtools/core/error_codes.h"
-#include "tmxtools/platform/env.h"
 #include "tmxtools/textres/text_lines.h"
 #include "tmxtools/textres/text_res.h"
 #include "tools/command.h"
 #include "tools/output.h"
+#include "tools/read_file.h"
 #include "tools/scratch_file.h"
 
 namespace tmx::tools {
@@ -31,18 +30,6 @@ struct TextOptions {
 int Complain(const std::string& about, const std::string& what) {
   std::fprintf(stderr, "tmx: %s: %s\n", about.c_str(), what.c_str());
   return kFindings;
-}
-
-std::optional<std::string> ReadFile(const std::string& path) {
-  const auto file = CurrentEnv().Open(path, {.read = true});
-  if (!file.Ok()) return std::nullopt;
-  const auto size = file.value->Size();
-  if (!size.Ok()) return std::nullopt;
-  std::string bytes(size.value, '\0');
-  const auto read = file.value->ReadAt(0, bytes.data(), bytes.size());
-  if (!read.Ok()) return std::nullopt;
-  bytes.resize(read.value);
-  return bytes;
 }
 
 bool Load(HbTextResFile& texts, const std::string& path) {

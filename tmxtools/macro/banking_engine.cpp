@@ -21,10 +21,12 @@ HbMacroEngine::HbMacroEngine(const String& macro_path) : MeMacroEngine(macro_pat
 HbMacroEngine::~HbMacroEngine() = default;
 
 void HbMacroEngine::SetRequest(HbRequest* request) {
-  response_ = {};
+  DropResponse();
   request_.Set(request);
   current_item_ = 1;
 }
+
+void HbMacroEngine::DropResponse() noexcept { response_ = {}; }
 
 HbRequest* HbMacroEngine::GetRequest() const noexcept { return request_.Get(); }
 

@@ -78,6 +78,7 @@ class TMX_EXPORT HbMacroEngine : public MeMacroEngine {
   bool DispatchDecoded(unsigned short opcode, unsigned short count,
                        tmx::DecodedOperands& operands) override;
 
+  void DropResponse() noexcept;
   // Whether all operands were read and there is a request; 17501 without one.
   template <class Operands>
   bool HasRequest(const Operands& in) {

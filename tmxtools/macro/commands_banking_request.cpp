@@ -45,7 +45,7 @@ TMX_BANKING_COMMAND(CmdReqSuccess);
 // Another count, or no request, only drops the response and leaves all operands unread.
 template <class Operands>
 void HbMacroEngine::CmdCreateResponse(Operands& in, int count) {
-  response_ = {};
+  DropResponse();
   if (count != 1 || GetRequest() == nullptr) return;
   const String& identifier = in.Text();
   if (identifier.Len() == 0) return SetMacroStatus(kMalformed);

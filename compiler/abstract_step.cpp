@@ -151,7 +151,11 @@ class Executor {
     }
     HolderType* holder = step_.frame.Find(id_);
     if (holder == nullptr || !KeepsHolder(*step_.opcode)) {
-      step_.frame.Append({type_, false, false, 0});
+      // Whether a variable is there makes a difference for statics, which share it, and for types
+      // that have none. All others count as having one, which keeps the frames few.
+      const bool as_good_as_there =
+          CanBeStored(type_) && !Is(*step_.opcode, Command::CmdHolderStatic);
+      step_.frame.Append({type_, as_good_as_there, false, 0});
       if (id_ != step_.frame.LastId())
         Fault("declares $" + std::to_string(id_) + " where $" +
               std::to_string(step_.frame.LastId()) + " is next");

@@ -2,8 +2,8 @@
 //
 // The verifier executes every subroutine on types instead of values: both ways of every jump on a
 // condition, every literal call with the types that it passes. Holders are followed exactly (type,
-// whether a variable is there, key of a static), for the engine's ids, types and even the length of
-// a default depend on what the caller passed.
+// key of a static and whether its variable is there), for the engine's ids, types and even the
+// length of a default depend on what the caller passed.
 //
 // A set of files that it accepts raises 17490 in no run that starts with the parameters which the
 // entry point declares, save for what values alone decide: a division by zero, a text beyond 65535

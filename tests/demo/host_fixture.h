@@ -1,0 +1,69 @@
+// A host that speaks with a sandbox bank of its own, without a network.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "demo/bank/sandbox_bank.h"
+#include "demo/host/conversation.h"
+#include "tests/demo/shipped_macros.h"
+#include "tmxtools/banking/callback.h"
+
+namespace tmx::demo {
+
+class HostFixture : public ::testing::Test {
+ protected:
+  HostFixture() : engine_(MacroPath().c_str()) {
+    HbError error;
+    for (const char* name : {"hbcim4", "pt0"}) EXPECT_TRUE(engine_.PushFile(name, error)) << name;
+    user_.SetKIKLaenderkennzeichen(280);
+    user_.SetKIKKreditsinstitutscode("99900011");
+    user_.SetBenutzerkennung("4711");
+    user_.SetKundenId("4711");
+    engine_.SetSecurityHdl(
+        Link([this](void* data) { return Give(*static_cast<HbCallbackData*>(data)); }));
+    Restart({});
+  }
+
+  void Restart(ConversationOptions options) {
+    options.wait = [this](std::chrono::seconds time) { waited_ += time.count(); };
+    const auto exchange = [this](const std::string& message, std::string& answer, std::string&) {
+      ++messages_;
+      answer = bank_.Answer(message);
+      return true;
+    };
+    held_ = std::make_unique<Conversation>(job_, user_, engine_, access_, exchange, options);
+  }
+
+  Conversation& conversation() { return *held_; }
+
+  // What a user would type.
+  long Give(HbCallbackData& data) {
+    HbCallbackItems& items = *data.GetParameters();
+    challenge_ = data.GetMessage().View();
+    for (unsigned short i = 0; i < items.Count(); ++i) {
+      const bool tan = items.GetItem(i)->GetVarId() == 4099;
+      if (tan && !gives_tan_) return 0;
+      static_cast<HbStringVariable*>(items.GetItem(i)->GetValue())
+          ->Set(String((tan ? tan_ : pin_).c_str()));
+    }
+    return 1;
+  }
+
+  SandboxBank bank_;
+  HbUser user_{nullptr, nullptr};
+  HbJob job_{nullptr, nullptr};
+  HbMacroEngine engine_;
+  Access access_;
+  std::string pin_ = "12345";
+  std::string tan_ = "123456";
+  bool gives_tan_ = true;
+  std::string challenge_;
+  long waited_ = 0;
+  int messages_ = 0;
+  std::unique_ptr<Conversation> held_;
+};
+
+}  // namespace tmx::demo

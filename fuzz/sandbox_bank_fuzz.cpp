@@ -1,5 +1,6 @@
-// The sandbox bank over arbitrary bytes. The first byte says how they reach it: as a message, as what
-// stands inside an envelope of a running dialog, as orders there, as a payment file, or as a script.
+// The sandbox bank over arbitrary bytes. The first byte says how they reach it: as a message, as
+// what stands inside an envelope of a running dialog, as orders there, as a payment file, or as a
+// script.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -16,8 +17,9 @@ namespace {
 using tmx::demo::SandboxBank;
 
 constexpr const char* kDialog = "SANDKASTEN-DIALOG-000001";
-constexpr const char* kHead = "PIN:2+910+1+1+1+1::SANDKASTEN-4711-000001+1+1:20260115:110000+1:999:1"
-                              "+6:10:19+280:99900011:4711:S:0:0'";
+constexpr const char* kHead =
+    "PIN:2+910+1+1+1+1::SANDKASTEN-4711-000001+1+1:20260115:110000+1:999:1"
+    "+6:10:19+280:99900011:4711:S:0:0'";
 
 std::string Message(const std::string& dialog, const std::string& number, const std::string& inner,
                     const std::string& end) {
@@ -76,11 +78,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
   SandboxBank bank = Begun();
   switch (data[0] % 5) {
-    case 0: Check(bank.Answer(bytes)); break;
-    case 1: Check(bank.Answer(Message(kDialog, "2", bytes, "5"))); break;
-    case 2: Check(bank.Answer(Message(kDialog, "2", Signed(bytes, "4"), "5"))); break;
-    case 3: tmx::demo::ParseXml(bytes); break;
-    default: Script(bytes); break;
+    case 0:
+      Check(bank.Answer(bytes));
+      break;
+    case 1:
+      Check(bank.Answer(Message(kDialog, "2", bytes, "5")));
+      break;
+    case 2:
+      Check(bank.Answer(Message(kDialog, "2", Signed(bytes, "4"), "5")));
+      break;
+    case 3:
+      tmx::demo::ParseXml(bytes);
+      break;
+    default:
+      Script(bytes);
+      break;
   }
   return 0;
 }

@@ -7,8 +7,10 @@ namespace {
 
 // A picture of one white point.
 constexpr std::string_view kPicture(
-    "\x89PNG\r\n\x1A\n\0\0\0\rIHDR\0\0\0\1\0\0\0\1\x08\0\0\0\0\x3A\x7E\x9B\x55"
-    "\0\0\0\x0AIDAT\x78\xDA\x63\xF8\x0F\0\1\1\1\0\x1B\xB6\xEE\x56\0\0\0\0IEND\xAE\x42\x60\x82",
+    "\211PNG\015\012\032\012\000\000\000\015IHDR\000\000\000\001\000\000\000\001\010\000\000\000"
+    "\000:~\233U"
+    "\000\000\000\012IDATx\332c\370\017\000\001\001\001\000\034\260\214\231\000\000\000\000IEND\256"
+    "B`\202",
     67);
 constexpr std::string_view kFlickerCode = "1784047110112000050815";
 

@@ -1,5 +1,7 @@
 #include "demo/host/answer_reader.h"
 
+#include <memory>
+
 #include "demo/host/macro_runner.h"
 #include "demo/segments/fields.h"
 
@@ -43,7 +45,7 @@ bool AnswerReader::HasReader(const std::string& name) {
 
 bool AnswerReader::Run(const MessageSegment& segment, const std::string& name, bool other,
                        HbError& error) {
-  HbStackFrame* const frame = engine_.LoadSub(String(name.c_str()), error);
+  std::unique_ptr<HbStackFrame> frame(engine_.LoadSub(String(name.c_str()), error));
   if (frame == nullptr) return false;
   frame->PushParam(std::string_view(segment.elements));
   if (other) frame->PushParam(segment.code);
@@ -51,7 +53,7 @@ bool AnswerReader::Run(const MessageSegment& segment, const std::string& name, b
   frame->PushParam(static_cast<short>(segment.version));
   frame->PushParam(static_cast<long>(segment.reference));
   holder_.ClearResponses();
-  return engine_.Call(frame, error) && !engine_.GetStatus().IsSet() && holder_.ResponseCount() == 1;
+  return engine_.Call(frame.release(), error) && !engine_.GetStatus().IsSet() && holder_.ResponseCount() == 1;
 }
 
 Ref<HbSegment> AnswerReader::ReadSegment(const MessageSegment& segment, std::string& problem) {

@@ -58,6 +58,7 @@ class Splitter {
       if (!ended && last_ != '\0') segment.elements += last_;
       element_start = segment.elements.size();
     }
+    if (segment.elements.size() > kLongestText) LiftWhole(segment, start);
     if (!ended) Report(start, "the segment does not end");
     if (!good) return Report(start, "not the head of a segment");
     if (segment.code == "HNVSD") {
@@ -74,6 +75,13 @@ class Splitter {
       inside_ = false;
       rest_ = behind;
     }
+  }
+
+  // A segment with more parts than a text can name becomes one part.
+  void LiftWhole(MessageSegment& segment, const char* start) {
+    segment.elements = kLifted + std::string("0");
+    segment.lifted = {{start, static_cast<std::size_t>(rest_.data() - start)}};
+    Report(start, "the segment has too many parts and is kept as bytes");
   }
 
   bool TakeHead(MessageSegment& segment) {

@@ -36,7 +36,8 @@ struct SplitMessage {
 // Takes any bytes. The segments in a container (HNVSD) stand behind it, as if they were segments of
 // the message; the container itself keeps no bytes. A segment whose head cannot be read is reported
 // and left out; a binary element whose announced length leads to no delimiter is mended if it was
-// off by one, else it reaches to the next delimiter.
+// off by one, else it reaches to the next delimiter. A segment with more parts than a text can hold
+// becomes a single part with all its bytes.
 SplitMessage Split(std::string_view message);
 
 }  // namespace tmx::demo

@@ -53,7 +53,8 @@ bool AnswerReader::Run(const MessageSegment& segment, const std::string& name, b
   frame->PushParam(static_cast<short>(segment.version));
   frame->PushParam(static_cast<long>(segment.reference));
   holder_.ClearResponses();
-  return engine_.Call(frame.release(), error) && !engine_.GetStatus().IsSet() && holder_.ResponseCount() == 1;
+  return engine_.Call(frame.release(), error) && !engine_.GetStatus().IsSet() &&
+         holder_.ResponseCount() == 1;
 }
 
 Ref<HbSegment> AnswerReader::ReadSegment(const MessageSegment& segment, std::string& problem) {

@@ -1,0 +1,86 @@
+// One request from the host's objects to the wire and back: the job and its tree, the engine with a
+// handler for secrets, the response segments and the statuses that follow from return codes. The
+// macro path, below which lies macro/request.hbz, is the program's argument.
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "tmxtools/tmxtools.h"
+
+namespace {
+
+enum Field : unsigned long { kAccount = 10000000, kSign = 5000, kAmount = 5010 };
+
+// The user types what the macros need. Here that is always the same.
+long Give(void* data) {
+  HbCallbackItems& items = *static_cast<HbCallbackData*>(data)->GetParameters();
+  for (unsigned short i = 0; i < items.Count(); ++i) {
+    std::cout << "asked for the " << items.GetItem(i)->GetLabel().Data() << '\n';
+    static_cast<HbStringVariable*>(items.GetItem(i)->GetValue())->Set("12345");
+  }
+  return 1;
+}
+
+bool Run(HbMacroEngine& engine, HbRequest& request, const char* subroutine, HbStackFrame* frame) {
+  HbError error;
+  engine.SetRequest(&request);
+  if (frame != nullptr && engine.Call(frame, error) && !engine.GetStatus().IsSet()) return true;
+  std::cout << subroutine << ": " << error.GetCode() << '\n';
+  return false;
+}
+
+// What a host does with an answer: the macro of each segment makes a response of the request.
+void Take(HbMacroEngine& engine, HbRequest& request, const char* subroutine, const char* elements) {
+  HbError error;
+  HbStackFrame* const frame = engine.LoadSub(subroutine, error);
+  if (frame != nullptr) frame->PushParam(elements);
+  Run(engine, request, subroutine, frame);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  HbUser user(nullptr, nullptr);  // outlives the job
+  user.SetBenutzerkennung("4711");
+  user.SetKIKKreditsinstitutscode("99900011");
+
+  HbJob job;
+  auto owned = std::make_unique<HbRequest>("HKSAL", 5, 1);
+  HbRequest& request = *owned;
+  request.AddUser(&user, HbRoleIssuer);
+  request.GetValues().PutFieldString("1234567", kAccount);
+  if (job.InsertRequest(owned.get())) owned.release();  // the job's from here on
+
+  auto made = std::make_unique<HbMessage>(1, &user, nullptr, nullptr);
+  HbMessage& message = *made;
+  message.AddRequest(request);
+  HbDialog* const dialog = job.AddToDialog(*made.release());  // the dialog's from here on
+  request.SetClientData(&message);  // where the engine looks for the message,
+  message.SetClientData(dialog);    // and for the dialog with its secrets
+
+  HbMacroEngine engine(argc > 1 ? argv[1] : ".");
+  engine.SetSecurityHdl(Link(&Give));
+  HbError error;
+  engine.PushFile("request", error);
+
+  HbStackFrame* const frame = engine.LoadSub("HKSAL5", error);
+  if (frame != nullptr) frame->PushParam(long{3});
+  if (!Run(engine, request, "HKSAL5", frame)) return 1;
+  std::cout << "to be sent: " << engine.GetOutput().Data() << '\n';
+  request.SetSent();
+
+  Take(engine, request, "HIRMS2", "0020::Auftrag ausgef\xFChrt.");
+  Take(engine, request, "HISAL5", "1234567+Giro+EUR+C:1523,07:EUR:20260115");
+  engine.SetRequest(nullptr);
+
+  unsigned short at = 0;
+  if (const HbSegment* const balance = request.GetResponseWithName(at, "HISAL")) {
+    String sign;
+    String amount;
+    balance->GetFieldString(sign, kSign);
+    balance->GetFieldString(amount, kAmount);
+    std::cout << "balance " << (sign == "D" ? "-" : "") << amount.Data() << '\n';
+  }
+  std::cout << "request: " << (request.IsSuccess() ? "successful" : "not successful") << '\n';
+}

@@ -168,6 +168,21 @@ TEST_F(Signature, ComesOutAsItWentIn) {
   EXPECT_EQ(BlockOf(request), FirstBlock(3, 2, 1));
 }
 
+TEST_F(Signature, LooksAsTheExampleInTheDocs) {
+  constexpr unsigned char kExample[] = {0, 0, 0,    1,    0, 0, 0,    1, 0x41,
+                                        0, 2, 0x42, 0x43, 0, 1, 0x44, 0, 1};
+  HbRequest& request = Request();
+  ASSERT_TRUE(Insert(request, std::string(std::begin(kExample), std::end(kExample))));
+  const std::string parts[] = {"A", "BC", "D"};
+  for (int i = 0; i < 3; ++i) {
+    const auto part = static_cast<HbSignDataType>(i);
+    const auto* const bytes = request.GetMessage()->GetSign(HbRoleIssuer, part);
+    EXPECT_EQ(std::string(bytes, bytes + request.GetMessage()->GetSignSize(HbRoleIssuer, part)),
+              parts[i]);
+  }
+  EXPECT_EQ(BlockOf(request), std::string(std::begin(kExample), std::end(kExample)));
+}
+
 TEST_F(Signature, NeedsAJob) {
   HbRequest request("HKCCS", 1, 1);
   EXPECT_FALSE(Insert(request, FirstBlock(0, 0, 1)));

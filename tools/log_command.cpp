@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
+#include <algorithm>
 
 #include <cstdio>
 #include <cstdlib>
@@ -88,6 +89,16 @@ int ComplainAbout(const std::string& path, const HbError& error) {
   return ComplainAbout(path, text + " (" + std::to_string(error.GetCode()) + ")");
 }
 
+int ComplainAboutLog(const std::string& path, const HbError& error) {
+  ComplainAbout(path, error);
+  // A general error, a wrong format, no log: what encrypted streams and logs refuse.
+  constexpr unsigned short refusals[] = {17741, 17749, 17400};
+  if (std::ranges::find(refusals, error.GetCode()) != std::end(refusals))
+    std::fputs("Is it another key? Of a log whose end was cut, tmx log salvage saves the rest.\n",
+               stderr);
+  return kFindings;
+}
+
 std::optional<String> LogSource::Key(int& exit_code) const {
   std::optional<std::string> key;
   if (!key_file.empty()) {
@@ -128,7 +139,7 @@ bool LogContents::Open(const LogSource& source, const String& key) {
   HbError err;
   if (!file_.Open(err, String(std::string_view(path_)), mode, nullptr, 0, bytes.Data(),
                   bytes.Data())) {
-    ComplainAbout(path_, err);
+    ComplainAboutLog(path_, err);
     return false;
   }
   LineReader lines(Stream());
@@ -148,7 +159,7 @@ std::string LogContents::Read(std::uint32_t position, std::uint32_t length) {
 bool LogContents::IsGood() {
   HbError err;
   if (!file_.GetStreamError(err)) return true;
-  ComplainAbout(path_, err);
+  ComplainAboutLog(path_, err);
   return false;
 }
 

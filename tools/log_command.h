@@ -27,6 +27,8 @@ struct LogSource {
 // Says on standard error what is wrong with a file; gives the exit code.
 int ComplainAbout(const std::string& path, const std::string& what);
 int ComplainAbout(const std::string& path, const HbError& error);
+// The same for a log that cannot be read, with what to try.
+int ComplainAboutLog(const std::string& path, const HbError& error);
 
 // A subcommand that works with a log and its key.
 struct LogSubcommand {

@@ -15,32 +15,41 @@ namespace {
 bool OpenPages(HbProtocolFile& log, const LogSource& source, const String& key) {
   HbError err;
   if (log.Open(String(std::string_view(source.path)), stream_mode::Read, key, err)) return true;
-  ComplainAbout(source.path, err);
+  ComplainAboutLog(source.path, err);
   return false;
 }
 
 const char* Direction(const HbProtocolFile::Page& page) { return page.sent ? "sent" : "received"; }
 
+// One page a line, as there may be 65535 of them.
+void PrintAsJson(const HbProtocolFile& log) {
+  std::fputs("[", stdout);
+  for (unsigned short i = 0; i < log.Count(); ++i) {
+    const HbProtocolFile::Page& page = *log.GetPage(i);
+    const nlohmann::ordered_json json = {{"page", i + 1},
+                                         {"start", page.start},
+                                         {"title", page.title.Data()},
+                                         {"sent", page.sent},
+                                         {"length", page.length}};
+    std::printf("%s\n%s", i == 0 ? "" : ",", json.dump().c_str());
+  }
+  std::fputs("\n]\n", stdout);
+}
+
+void PrintAsTable(const HbProtocolFile& log) {
+  std::printf("%5s %10s %6s  %-8s  %s\n", "page", "start", "length", "", "title");
+  for (unsigned short i = 0; i < log.Count(); ++i) {
+    const HbProtocolFile::Page& page = *log.GetPage(i);
+    const bool is_screen = page.length == 0 && page.title == "End Decoder Image";
+    std::printf("%5u %10u %6u  %-8s  %s\n", i + 1u, page.start, page.length,
+                is_screen ? "" : Direction(page), page.title.Data());
+  }
+}
+
 int List(const LogSource& source, const String& key, bool as_json) {
   HbProtocolFile log;
   if (!OpenPages(log, source, key)) return kFindings;
-  nlohmann::ordered_json pages = nlohmann::ordered_json::array();
-  if (!as_json) std::printf("%5s %10s %6s  %-8s  %s\n", "page", "start", "length", "", "title");
-  for (unsigned short i = 0; i < log.Count(); ++i) {
-    const HbProtocolFile::Page& page = *log.GetPage(i);
-    if (as_json) {
-      pages.push_back({{"page", i + 1},
-                       {"start", page.start},
-                       {"title", page.title.Data()},
-                       {"sent", page.sent},
-                       {"length", page.length}});
-    } else {
-      const bool is_screen = page.length == 0 && page.title == "End Decoder Image";
-      std::printf("%5u %10u %6u  %-8s  %s\n", i + 1u, page.start, page.length,
-                  is_screen ? "" : Direction(page), page.title.Data());
-    }
-  }
-  if (as_json) std::puts(pages.dump(2).c_str());
+  as_json ? PrintAsJson(log) : PrintAsTable(log);
   return kDone;
 }
 

@@ -142,8 +142,12 @@ int Salvage(const LogSource& source, const String& key, const std::string& saved
   SalvageReport report;
   HbError err;
   if (!SalvageLog(String(std::string_view(source.path)), String(std::string_view(saved)), key,
-                  report, err))
-    return ComplainAbout(source.path, err);
+                  report, err)) {
+    // Either of the two files may be meant.
+    const String* const file = err.GetParamText();
+    return ComplainAbout(
+        file == nullptr || file->IsEmpty() ? source.path : std::string(file->View()), err);
+  }
   std::printf("%s: %u blocks saved, %u bytes; %u bytes behind or between them left out\n",
               saved.c_str(), report.blocks, report.saved, report.lost);
   return kDone;

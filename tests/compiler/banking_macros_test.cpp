@@ -74,7 +74,7 @@ TEST(BankingMacros, TheVerifierAcceptsEveryCommandForTheBankingEngineAlone) {
 TEST(BankingMacros, TakenApartAndCompiledAgainTheyAreTheSame) {
   for (const bool marks : {true, false}) {
     CompileOptions options;
-    options.marks = marks;
+    options.debug_marks = marks;
     const MacroImage image = CompileOrFail(kEverything, options);
     const Disassembly disassembly = Disassemble(image);
     EXPECT_THAT(disassembly.problems, IsEmpty());
@@ -144,7 +144,7 @@ TEST_F(Documented, TheExampleAsksForThePinAndMakesAResponseForEachAccount) {
   }));
   EXPECT_EQ(shortest, 4);
   ASSERT_EQ(request_.ResponseCount(), 2);
-  for (const unsigned short i : {0, 1}) {
+  for (unsigned short i = 0; i < 2; ++i) {
     String number;
     EXPECT_TRUE(request_.GetResponse(i)->GetFieldString(number, 2010));
     EXPECT_EQ(number, i == 0 ? "1001/EUR" : "1002/EUR");

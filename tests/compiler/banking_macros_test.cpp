@@ -95,6 +95,7 @@ std::string DocumentedExample() {
 class Documented : public ::testing::Test {
  protected:
   Documented() {
+    user_.SetHbciVersion(300);
     request_.AddUser(&user_, HbRoleIssuer);
     request_.GetValues().PutFieldString("/EUR", 2010);
     request_.SetClientData(&message_);

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "demo/host/access.h"
 #include "demo/host/answer_reader.h"
 #include "demo/host/macro_runner.h"
 #include "demo/host/message_writer.h"
@@ -19,14 +20,6 @@ namespace tmx::demo {
 // How messages reach the bank: the answer's bytes, or false and why there is none.
 using Exchange =
     std::function<bool(const std::string& message, std::string& answer, std::string& problem)>;
-
-// What the bank and the user have agreed on, kept between runs.
-struct Access {
-  std::string system_id = "0";            // "0": the bank has given none yet
-  std::string security_function = "999";  // "999": the bank has named none yet
-  std::vector<std::string> allowed_functions;
-  std::string tan_medium;
-};
 
 struct ConversationOptions {
   std::string product = "tmxtools";  // registration number of the product

@@ -374,9 +374,9 @@ TEST_F(ParameterStoreTest, WhatWasSavedOutlivesAPowerCut) {
 
 TEST_F(ParameterStoreTest, LiesWhereTheDirectoriesOfUsersSay) {
   const auto stored = MakeUser("a");
-  EXPECT_EQ(ParameterFilePath(stored->user, ""), "/home/bin/bpd/pintan/280/10020030.300/users.par");
+  EXPECT_EQ(ParameterFilePath(stored->user, ""), "/home/bin/bpd/inetzw/280/10020030.300/users.par");
   EXPECT_EQ(ParameterFilePath(stored->user, "/data"),
-            "/data/bpd/pintan/280/10020030.300/users.par");
+            "/data/bpd/inetzw/280/10020030.300/users.par");
   HbUser cept;
   cept.SetMedia(SecurityMediaPinTan);
   cept.SetProtocol(CommunicationProtocolCept);

@@ -1,0 +1,201 @@
+#include "demo/host/http_transport.h"
+
+#include <httplib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "demo/base64.h"
+
+namespace tmx::demo {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kOk = 200;
+
+struct Address {
+  std::string server;  // scheme, host and port
+  std::string path;
+  bool is_secure = false;
+};
+
+bool IsHostChar(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' ||
+         c == '.';
+}
+
+// A port with its colon, or nothing.
+bool IsPort(std::string_view text) {
+  if (text.empty()) return true;
+  text.remove_prefix(1);
+  if (text.empty() || text.size() > 5) return false;
+  int port = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9') return false;
+    port = port * 10 + (c - '0');
+  }
+  return port >= 1 && port <= 65535;
+}
+
+bool IsServer(std::string_view text) {
+  const auto end = std::ranges::find_if_not(text, IsHostChar);
+  const auto length = static_cast<std::size_t>(end - text.begin());
+  return length > 0 && (length == text.size() || text[length] == ':') &&
+         IsPort(text.substr(length));
+}
+
+std::optional<Address> Split(const std::string& url) {
+  for (const std::string_view scheme : {"http://", "https://"}) {
+    if (!url.starts_with(scheme)) continue;
+    const std::size_t end = std::min(url.find_first_of("/?#", scheme.size()), url.size());
+    const std::string path = url.substr(end);
+    const bool is_path = std::ranges::all_of(path, [](char c) { return c > ' ' && c < 0x7F; });
+    if (!IsServer(std::string_view(url).substr(scheme.size(), end - scheme.size())) || !is_path ||
+        path.find('#') != std::string::npos)
+      return std::nullopt;
+    return Address{url.substr(0, end), path.starts_with('/') ? path : "/" + path,
+                   scheme == "https://"};
+  }
+  return std::nullopt;
+}
+
+std::string Describe(httplib::Error error) {
+  switch (error) {
+    case httplib::Error::Connection:
+      return "the bank cannot be reached: no connection";
+    case httplib::Error::ConnectionTimeout:
+      return "the bank cannot be reached: no connection in time";
+    case httplib::Error::Read:
+      return "the bank's answer is cut or does not come in time";
+    case httplib::Error::Write:
+      return "the message cannot be sent, or not in time";
+    case httplib::Error::SSLConnection:
+      return "no secure connection: the other side does not speak TLS, or refuses it";
+    case httplib::Error::SSLLoadingCerts:
+      return "no secure connection: the file of certificates cannot be used";
+    case httplib::Error::SSLServerVerification:
+      return "no secure connection: the bank's certificate is not valid here";
+    default:
+      return "the bank cannot be reached: " + httplib::to_string(error);
+  }
+}
+
+void Prepare(httplib::Client& client, const HttpOptions& options) {
+  client.set_connection_timeout(options.connect_time);
+  client.set_read_timeout(options.step_time);
+  client.set_write_timeout(options.step_time);
+  client.set_follow_location(false);
+  client.set_keep_alive(false);
+  client.enable_server_certificate_verification(true);
+  if (!options.ca_file.empty()) client.set_ca_cert_path(options.ca_file);
+}
+
+// Ends a client's waiting when the time is over, wherever it waits.
+class Deadline {
+ public:
+  Deadline(httplib::Client& client, Clock::duration time)
+      : client_(client), thread_([this, time] { Watch(time); }) {}
+  ~Deadline() {
+    {
+      const std::lock_guard lock(mutex_);
+      is_done_ = true;
+    }
+    done_.notify_all();
+    thread_.join();
+  }
+  Deadline(const Deadline&) = delete;
+  Deadline& operator=(const Deadline&) = delete;
+
+  bool IsOver() const { return is_over_; }
+
+ private:
+  static constexpr std::chrono::milliseconds kAgain{50};
+
+  // Stopping again and again meets a connection that comes about meanwhile.
+  void Watch(Clock::duration time) {
+    std::unique_lock lock(mutex_);
+    const auto is_done = [this] { return is_done_; };
+    for (bool done = done_.wait_for(lock, time, is_done); !done;
+         done = done_.wait_for(lock, kAgain, is_done)) {
+      is_over_ = true;
+      client_.stop();
+    }
+  }
+
+  httplib::Client& client_;
+  std::mutex mutex_;
+  std::condition_variable done_;
+  bool is_done_ = false;
+  std::atomic<bool> is_over_ = false;
+  std::thread thread_;
+};
+
+// An answer's body while it comes.
+struct Body {
+  std::string bytes;
+  std::string problem;  // why no more of it is taken
+};
+
+// The status, or what went wrong in `body.problem`.
+int Post(const HttpOptions& options, const Address& address, const std::string& message,
+         Body& body) {
+  httplib::Client client(address.server);
+  if (!client.is_valid()) {
+    body.problem = Describe(httplib::Error::SSLLoadingCerts);
+    return 0;
+  }
+  Prepare(client, options);
+  httplib::Request request;
+  request.method = "POST";
+  request.path = address.path;
+  request.body = ToBase64(message);
+  request.headers = {{"Content-Type", "text/plain"}};
+  request.content_receiver = [&](const char* data, std::size_t count, std::uint64_t,
+                                 std::uint64_t length) {
+    if (length > options.most_bytes || count > options.most_bytes - body.bytes.size())
+      body.problem = "the bank's answer is too large";
+    else
+      body.bytes.append(data, count);
+    return body.problem.empty();
+  };
+  const Deadline deadline(client, options.whole_time);
+  const httplib::Result result = client.send(request);
+  if (result && !deadline.IsOver()) return result->status;
+  if (deadline.IsOver()) body.problem = "the bank's answer does not come in time";
+  if (body.problem.empty()) body.problem = Describe(result.error());
+  return 0;
+}
+
+}  // namespace
+
+std::string HttpTransport::ProblemOf(const std::string& url) {
+  if (Split(url)) return "";
+  return "must be http:// or https:// with a host, perhaps a port from 1 to 65535 and a path";
+}
+
+bool HttpTransport::Exchange(const std::string& message, std::string& answer,
+                             std::string& problem) const {
+  const auto fail = [&](std::string why) {
+    problem = std::move(why);
+    return false;
+  };
+  const auto address = Split(options_.url);
+  if (!address) return fail("the address of the bank " + ProblemOf(options_.url));
+  Body body;
+  const int status = Post(options_, *address, message, body);
+  if (!body.problem.empty()) return fail(body.problem);
+  if (status != kOk) return fail("the bank's server answers with status " + std::to_string(status));
+  auto decoded = FromBase64(body.bytes);
+  if (!decoded) return fail("the bank's answer is no Base64");
+  if (decoded->empty()) return fail("the bank's answer is empty");
+  answer = std::move(*decoded);
+  return true;
+}
+
+}  // namespace tmx::demo

@@ -1,0 +1,40 @@
+// The way to the bank: HTTP or HTTPS with messages in Base64.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+namespace tmx::demo {
+
+struct HttpOptions {
+  std::string url;      // http:// or https://, with a host, perhaps a port and a path
+  std::string ca_file;  // certificates in PEM that the bank's must come from; empty: the system's
+  std::chrono::milliseconds connect_time{10000};
+  std::chrono::milliseconds step_time{30000};    // for the next bytes to come or go
+  std::chrono::milliseconds whole_time{120000};  // for a whole answer
+  std::size_t most_bytes = 32UL << 20;           // of a body
+};
+
+// Sends messages and takes their answers. An HTTPS connection is made only if the certificate is
+// valid and names the host; redirections are not followed.
+//
+// Owner: its maker. Empty state: none. Threads: one at a time. Each exchange has a connection of
+// its own.
+class HttpTransport {
+ public:
+  explicit HttpTransport(HttpOptions options) : options_(std::move(options)) {}
+
+  // Why an address cannot be used; empty if it can. Credentials in it, for one, would be written
+  // where it is.
+  static std::string ProblemOf(const std::string& url);
+
+  // The answer's bytes; or false, and a sentence about what went wrong, which holds nothing of the
+  // message.
+  bool Exchange(const std::string& message, std::string& answer, std::string& problem) const;
+
+ private:
+  HttpOptions options_;
+};
+
+}  // namespace tmx::demo

@@ -372,6 +372,10 @@ TEST(BankingEngineTest, TheGenericEngineKnowsNoBankingCommand) {
   }
 }
 
+TEST_P(ReentryTest, ANumberThatIsNoOpcodeIsAnError) {
+  ExpectError(CodeBuilder().Op(4, 0).Exit(), kMalformed, At(2));
+}
+
 TEST(BankingEngineTest, ThereIsNoDialogAtFirst) {
   ByteReadingEngine engine("/home");
   EXPECT_EQ(engine.GetRequest(), nullptr);

@@ -26,6 +26,7 @@ void HbMacroEngine::SetRequest(HbRequest* request) {
   current_item_ = 1;
 }
 
+// Not in templates: there clang 14 forgets to destroy what such an assignment takes by value.
 void HbMacroEngine::DropResponse() noexcept { response_ = {}; }
 
 HbRequest* HbMacroEngine::GetRequest() const noexcept { return request_.Get(); }

@@ -28,6 +28,7 @@ if(EXISTS ${CMAKE_SOURCE_DIR}/resources/textres.bin)
 endif()
 if(TARGET tmx)
   install(TARGETS tmx RUNTIME DESTINATION ${tool_dir})
+  install(DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/macro DESTINATION ${tool_dir})
   file(RELATIVE_PATH tool_from_bin /${CMAKE_INSTALL_BINDIR} /${tool_dir}/tmx)
   install(CODE "
     set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")

@@ -38,3 +38,6 @@ if ! cmp "$work/written" "$answer" >&2; then
   exit 1
 fi
 printf 'All %d bytes are equal to the answer.\n' "$(wc -c <"$answer")"
+
+printf '\nA conversation with the sandbox bank\n'
+TMX_PROGRAM="$TMX_PROGRAM" bash "$source_dir/demo/bank.sh"

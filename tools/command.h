@@ -16,6 +16,7 @@ enum ExitCode : int {
 // Each adds a subcommand with its options to the program. A command that was chosen runs in its
 // callback and leaves its result in `exit_code`, which outlives the parsing.
 void AddBankCommand(CLI::App& program, int& exit_code);
+void AddClientCommand(CLI::App& program, int& exit_code);
 void AddCryptCommand(CLI::App& program, int& exit_code);
 void AddLogCommand(CLI::App& program, int& exit_code);
 void AddMacroCommand(CLI::App& program, int& exit_code);

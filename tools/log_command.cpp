@@ -1,9 +1,6 @@
 // tmx log: writes, shows, exports and saves communication logs.
 #include "tools/log_command.h"
 
-#include <fcntl.h>
-#include <termios.h>
-#include <unistd.h>
 #include <algorithm>
 
 #include <cstdio>
@@ -14,44 +11,12 @@
 #include "tmxtools/streams/log_text.h"
 #include "tools/command.h"
 #include "tools/output.h"
+#include "tools/silent_terminal.h"
 
 namespace tmx::tools {
 namespace {
 
 constexpr const char* kVariable = "TMX_LOG_KEY";
-
-// A terminal whose echo is off while this lives.
-class SilentTerminal {
- public:
-  SilentTerminal() : terminal_(open("/dev/tty", O_RDWR | O_CLOEXEC)) {
-    if (terminal_ < 0 || tcgetattr(terminal_, &before_) != 0) return;
-    termios silent = before_;
-    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    is_silent_ = tcsetattr(terminal_, TCSAFLUSH, &silent) == 0;
-  }
-  ~SilentTerminal() {
-    if (is_silent_) tcsetattr(terminal_, TCSAFLUSH, &before_);
-    if (terminal_ >= 0) close(terminal_);
-  }
-  SilentTerminal(const SilentTerminal&) = delete;
-  SilentTerminal& operator=(const SilentTerminal&) = delete;
-
-  bool IsReady() const { return is_silent_; }
-  void Say(std::string_view text) {
-    if (write(terminal_, text.data(), text.size()) < 0) return;
-  }
-  // A line without its end; false at the end of input.
-  bool ReadLine(std::string& line) {
-    for (char c; read(terminal_, &c, 1) == 1; line += c)
-      if (c == '\n') return true;
-    return false;
-  }
-
- private:
-  int terminal_;
-  termios before_{};
-  bool is_silent_ = false;
-};
 
 std::optional<std::string> AskForKey() {
   SilentTerminal terminal;

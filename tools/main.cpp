@@ -12,8 +12,8 @@
 namespace {
 
 constexpr void (*kCommands[])(CLI::App&, int&) = {
-    tmx::tools::AddBankCommand,  tmx::tools::AddCryptCommand, tmx::tools::AddLogCommand,
-    tmx::tools::AddMacroCommand, tmx::tools::AddTextCommand,
+    tmx::tools::AddBankCommand, tmx::tools::AddClientCommand, tmx::tools::AddCryptCommand,
+    tmx::tools::AddLogCommand,  tmx::tools::AddMacroCommand,  tmx::tools::AddTextCommand,
 };
 
 // A word that nothing understands explains more than what is missing because of it.

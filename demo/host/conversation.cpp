@@ -401,7 +401,7 @@ bool Conversation::EndDialog() {
 }
 
 bool Conversation::Close() {
-  if (dialog_ == nullptr || refused_) return true;
+  if (dialog_ == nullptr || refused_ || dialog_->GetDialogId() == "0") return true;
   const bool ended = EndDialog();
   dialog_ = nullptr;
   return ended;

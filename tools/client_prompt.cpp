@@ -1,0 +1,79 @@
+#include "tools/client_prompt.h"
+
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+#include "tools/output.h"
+#include "tools/silent_terminal.h"
+
+namespace tmx::tools {
+namespace {
+
+constexpr unsigned long kPin = 4096;
+constexpr std::size_t kLongest = 256;
+
+}  // namespace
+
+bool ClientPrompt::FromFile(const std::string& path, SecretBytes& secret) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+                                                             std::fclose);
+  if (file == nullptr) {
+    std::fprintf(stderr, "tmx client: %s: cannot be read\n", path.c_str());
+    return false;
+  }
+  std::setvbuf(file.get(), nullptr, _IONBF, 0);  // no copy of the secret stays in a buffer
+  secret.resize(kLongest);
+  secret.resize(std::fread(secret.data(), 1, secret.size(), file.get()));
+  while (!secret.empty() && (secret.back() == '\n' || secret.back() == '\r')) secret.pop_back();
+  return !secret.empty();
+}
+
+bool ClientPrompt::Ask(const std::string& question, SecretBytes& secret) {
+  SilentTerminal terminal;
+  if (!terminal.IsReady()) {
+    std::fprintf(stderr, "tmx client: no terminal to ask on: give --pin-file and --tan-file\n");
+    return false;
+  }
+  terminal.Say(question);
+  std::string line;
+  line.reserve(kLongest);
+  const bool given = terminal.ReadLine(line) && !line.empty();
+  terminal.Say("\n");
+  secret.assign(line.begin(), line.end());
+  Wipe(line.data(), line.size());
+  return given;
+}
+
+bool ClientPrompt::GiveItem(HbCallbackItem& item, const String& message) {
+  const bool is_pin = item.GetVarId() == kPin;
+  SecretBytes secret;
+  if (is_pin && !pin_.empty()) {
+    secret = pin_;
+  } else {
+    const std::string& path = is_pin ? pin_file_ : tan_file_;
+    const std::string question =
+        (message.Len() > 0 ? ForOutput(message.View()) + "\n" : std::string()) +
+        ForOutput(item.GetLabel().View()) + ": ";
+    if (path.empty() ? !Ask(question, secret) : !FromFile(path, secret)) return false;
+    if (is_pin) pin_ = secret;
+  }
+  if (secret.size() < item.GetMinLenght() || secret.size() > item.GetMaxLenght()) {
+    std::fprintf(stderr, "tmx client: the %s has %u to %u characters\n",
+                 ForOutput(item.GetLabel().View()).c_str(), item.GetMinLenght(),
+                 item.GetMaxLenght());
+    return false;
+  }
+  static_cast<HbStringVariable*>(item.GetValue())
+      ->Set(String(std::string_view(reinterpret_cast<const char*>(secret.data()), secret.size())));
+  return true;
+}
+
+long ClientPrompt::Give(HbCallbackData& data) {
+  HbCallbackItems& items = *data.GetParameters();
+  for (unsigned short i = 0; i < items.Count(); ++i)
+    if (!GiveItem(*items.GetItem(i), data.GetMessage())) return 0;
+  return 1;
+}
+
+}  // namespace tmx::tools

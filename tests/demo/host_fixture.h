@@ -9,6 +9,7 @@
 #include "demo/bank/sandbox_bank.h"
 #include "demo/host/conversation.h"
 #include "tests/demo/shipped_macros.h"
+#include "tests/support/strict_message_checker.h"
 #include "tmxtools/banking/callback.h"
 
 namespace tmx::demo {
@@ -31,6 +32,8 @@ class HostFixture : public ::testing::Test {
     options.wait = [this](std::chrono::seconds time) { waited_ += time.count(); };
     const auto exchange = [this](const std::string& message, std::string& answer, std::string&) {
       ++messages_;
+      EXPECT_EQ(test::CheckMessage(message), "");
+      last_message_ = message;
       answer = bank_.Answer(message);
       return true;
     };
@@ -63,6 +66,7 @@ class HostFixture : public ::testing::Test {
   std::string challenge_;
   long waited_ = 0;
   int messages_ = 0;
+  std::string last_message_;
   std::unique_ptr<Conversation> held_;
 };
 

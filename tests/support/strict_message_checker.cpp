@@ -1,0 +1,196 @@
+#include "tests/support/strict_message_checker.h"
+
+#include <algorithm>
+#include <map>
+#include <vector>
+
+namespace tmx::test {
+namespace {
+
+struct Part {
+  std::string text;
+  bool binary = false;
+};
+using Parts = std::vector<Part>;
+using Pieces = std::vector<Parts>;
+
+bool IsNumber(std::string_view text) {
+  return !text.empty() && text.size() < 13 &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+// Elements between '+', parts between ':'. A letter is a part's type, a capital one is mandatory:
+// n number, t text, d date, h time, j yes or no, b bytes; '*' repeats the part before it.
+const std::map<std::string, std::string>& Forms() {
+  static const std::map<std::string, std::string> forms{
+      {"HNHBK:3", "N+N+T+N+t:n"},
+      {"HNVSK:3", "T:N+N+N+N:t:T+N:D:H+N:N:N:B:N:N:b+N:T:T:T:N:N+N"},
+      {"HNVSD:1", "B"},
+      {"HNSHK:4", "T:N+N+T+N+N+N:t:T+N+N:D:H+N:N:N+N:N:N+N:T:T:T:N:N"},
+      {"HKIDN:2", "N:T+T+T+N"},
+      {"HKVVB:3", "N+N+N+T+T"},
+      {"HKSYN:3", "N"},
+      {"HKTAN:6", "T+t+t:t:t:t:n:t+b+t+j+j+t:t:n:t+n+t*+t+b"},
+      {"HKTAN:7", "T+t+t:t:t:t:n:t+b+t+j+j+t:t:n:t+n+t*+t+b"},
+      {"HKSPA:1", "t:t:n:t"},
+      {"HKSAL:5", "T:t:N:T+J+n+t"},
+      {"HKSAL:6", "T:t:N:T+J+n+t"},
+      {"HKSAL:7", "t:t:t:t:n:t+J+n+t"},
+      {"HKSAL:8", "t:t:t:t:n:t+J+n+t"},
+      {"HKKAZ:5", "T:t:N:T+J+d+d+n+t"},
+      {"HKKAZ:6", "T:t:N:T+J+d+d+n+t"},
+      {"HKKAZ:7", "t:t:t:t:n:t+J+d+d+n+t"},
+      {"HKCAZ:1", "t:t:t:t:n:t+T*+J+d+d+n+t"},
+      {"HKCCS:1", "T:t:t:t:n:t+T+B"},
+      {"HKTAB:4", "N+T"},
+      {"HKTAB:5", "N+T"},
+      {"HKEND:1", "T"},
+      {"HNSHA:2", "T+t+T:t"},
+      {"HNHBS:1", "N"},
+  };
+  return forms;
+}
+
+class Checker {
+ public:
+  explicit Checker(std::string_view bytes) : bytes_(bytes) {}
+
+  std::string Run() {
+    std::vector<Pieces> outer;
+    std::vector<Pieces> inner;
+    if (!Split(bytes_, outer) || !CheckEnvelope(outer)) return problem_;
+    if (!Split(outer[2][1][0].text, inner) || !CheckInner(inner, outer)) return problem_;
+    for (const auto* const list : {&outer, &inner})
+      for (const Pieces& segment : *list)
+        if (!CheckForm(segment)) return problem_;
+    return "";
+  }
+
+ private:
+  bool Fail(std::string problem) {
+    problem_ = std::move(problem);
+    return false;
+  }
+  bool Must(bool holds, const char* rule) { return holds || Fail(rule); }
+
+  bool Split(std::string_view text, std::vector<Pieces>& segments) {
+    Pieces pieces(1, Parts(1));
+    bool after_binary = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const char c = text[i];
+      Part& part = pieces.back().back();
+      if (c == '\'' || c == '+' || c == ':') {
+        after_binary = false;
+        if (c == ':') pieces.back().emplace_back();
+        if (c == '+') pieces.emplace_back(1);
+        if (c != '\'') continue;
+        segments.push_back(std::move(pieces));
+        pieces.assign(1, Parts(1));
+        continue;
+      }
+      if (after_binary) return Fail("syntax: text behind bytes");
+      if (c == '@') {
+        const std::size_t end = text.find('@', i + 1);
+        if (!part.text.empty() || end == text.npos || !IsNumber(text.substr(i + 1, end - i - 1)))
+          return Fail("syntax: '@' without escape");
+        const std::size_t size = std::stoul(std::string(text.substr(i + 1, end - i - 1)));
+        if (size > text.size() - end - 1) return Fail("syntax: bytes cut");
+        part = {std::string(text.substr(end + 1, size)), true};
+        after_binary = true;
+        i = end + size;
+      } else if (c == '?') {
+        if (++i == text.size() || std::string_view("+:'?@").find(text[i]) == std::string_view::npos)
+          return Fail("syntax: escape of nothing special");
+        part.text += text[i];
+      } else {
+        part.text += c;
+      }
+    }
+    return Must(pieces.size() == 1 && pieces[0].size() == 1 && pieces[0][0].text.empty(),
+                "syntax: segment without end");
+  }
+
+  static std::string Text(const Pieces& segment, std::size_t element, std::size_t part = 0) {
+    if (element >= segment.size() || part >= segment[element].size()) return "";
+    return segment[element][part].text;
+  }
+
+  bool CheckEnvelope(const std::vector<Pieces>& outer) {
+    constexpr const char* codes[] = {"HNHBK", "HNVSK", "HNVSD", "HNHBS"};
+    constexpr const char* numbers[] = {"1", "998", "999"};
+    if (outer.size() != 4) return Fail("envelope: segments");
+    for (std::size_t i = 0; i < 4; ++i)
+      if (Text(outer[i], 0) != codes[i]) return Fail("envelope: order");
+    for (std::size_t i = 0; i < 3; ++i)
+      if (Text(outer[i], 0, 1) != numbers[i]) return Fail("envelope: number");
+    std::string size = std::to_string(bytes_.size());
+    size.insert(0, 12 - size.size(), '0');
+    return Must(Text(outer[0], 1) == size, "size") &&
+           Must(Text(outer[0], 2) == "300", "version of the standard") &&
+           Must(Text(outer[3], 1) == Text(outer[0], 4), "message number of HNHBS") &&
+           Must(outer[2].size() == 2 && outer[2][1][0].binary, "HNVSD without bytes");
+  }
+
+  bool CheckInner(const std::vector<Pieces>& inner, const std::vector<Pieces>& outer) {
+    if (inner.size() < 3 || Text(inner.front(), 0) != "HNSHK" || Text(inner.back(), 0) != "HNSHA")
+      return Fail("signature missing");
+    std::size_t number = 2;
+    for (const Pieces& segment : inner)
+      if (Text(segment, 0, 1) != std::to_string(number++)) return Fail("segment number");
+    return Must(Text(outer[3], 0, 1) == std::to_string(number), "segment number of HNHBS") &&
+           Must(Text(inner.front(), 3) == Text(inner.back(), 1), "control reference") &&
+           Must(Text(inner.front(), 6, 2) == Text(outer[1], 4, 2), "system id of HNVSK");
+  }
+
+  static bool HasType(const Part& part, char type) {
+    if (part.binary != (type == 'b')) return false;
+    const std::string& text = part.text;
+    if (type == 'n') return IsNumber(text);
+    if (type == 'd') return text.size() == 8 && IsNumber(text);
+    if (type == 'h') return text.size() == 6 && IsNumber(text);
+    if (type == 'j') return text == "J" || text == "N";
+    return true;
+  }
+
+  bool CheckElement(const Parts& parts, std::string_view form, const std::string& where) {
+    if (parts.size() > 1 && parts.back().text.empty() && !parts.back().binary)
+      return Fail("trailing empty part in " + where);
+    std::size_t at = 0;
+    for (std::size_t i = 0; at < form.size() || i < parts.size(); ++i) {
+      if (at >= form.size()) return Fail("too many parts in " + where);
+      const bool given = i < parts.size() && (parts[i].binary || !parts[i].text.empty());
+      const char type = form[at] < 'a' ? static_cast<char>(form[at] + 32) : form[at];
+      if (!given && form[at] != type) return Fail("mandatory element missing in " + where);
+      if (given && !HasType(parts[i], type)) return Fail("type in " + where);
+      const bool repeats = at + 1 < form.size() && form[at + 1] == '*';
+      if (!repeats || i + 1 >= parts.size()) at += 2;
+    }
+    return true;
+  }
+
+  bool CheckForm(const Pieces& segment) {
+    const std::string name = Text(segment, 0) + ':' + Text(segment, 0, 2);
+    const auto found = Forms().find(name);
+    if (found == Forms().end() || segment[0].size() != 3) return Fail("unknown segment " + name);
+    if (segment.size() > 1 && segment.back().size() == 1 && segment.back()[0].text.empty() &&
+        !segment.back()[0].binary)
+      return Fail("trailing empty element in " + name);
+    std::string_view form = found->second;
+    for (std::size_t i = 1; !form.empty() || i < segment.size(); ++i) {
+      if (form.empty()) return Fail("too many elements in " + name);
+      const std::string_view one = form.substr(0, form.find('+'));
+      form.remove_prefix(std::min(form.size(), one.size() + 1));
+      if (!CheckElement(i < segment.size() ? segment[i] : Parts(), one, name)) return false;
+    }
+    return true;
+  }
+
+  std::string_view bytes_;
+  std::string problem_;
+};
+
+}  // namespace
+
+std::string CheckMessage(std::string_view bytes) { return Checker(bytes).Run(); }
+
+}  // namespace tmx::test

@@ -4,7 +4,10 @@
 
 HbDialog::HbDialog(HbJob* parent) : job_(parent) {}
 
-HbDialog::~HbDialog() { ClearMessages(); }
+HbDialog::~HbDialog() {
+  callback_items_.Clear();
+  ClearMessages();
+}
 
 HbJob* HbDialog::GetParentJob() const noexcept { return job_.Get(); }
 

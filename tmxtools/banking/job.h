@@ -96,8 +96,6 @@ class TMX_EXPORT HbJob : public HbObject {
   HbMessage* GetMessage(unsigned short dialog, unsigned short message) const noexcept;
   HbMessage* GetPresignedMsgOrInsertPos(unsigned short dialog, unsigned short message,
                                         unsigned short& position) const noexcept;
-  // The presigned message that a request's ids name, made if it is missing; null when memory ends.
-  HbMessage* PresignedMessageFor(const HbRequest& request) noexcept;
   HbDialog* FindDialogFor(const HbMessage& message, bool is_dialog_control) const;
   unsigned short NewDialogPosition(const HbMessage& message, const HbDialog* after,
                                    bool is_key_change) const;

@@ -25,7 +25,16 @@ HbMessage::HbMessage(unsigned short signatures, const HbUser* issuer, const HbUs
   SetSignUser(HbRoleTransmitter, transmitter);
 }
 
-HbMessage::~HbMessage() = default;
+// The requests are let go first: what dies then may look at them.
+HbMessage::~HbMessage() {
+  for (unsigned short i = 0; i < requests_.Count(); ++i)
+    if (HbRequest* const request = requests_.Get(i)) request->RemoveFromMsg(*this);
+  requests_.Clear();
+  head_.Reset();
+  tail_.Reset();
+  ClearCryptMembers();
+  crypted_segs_rep_.reset();
+}
 
 HbDialog* HbMessage::GetDialog() const noexcept { return dialog_.Get(); }
 

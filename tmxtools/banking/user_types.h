@@ -14,8 +14,8 @@ enum HbSecurityMedia : std::int32_t {
   SecurityMediaUnknown = -1,
   SecurityMediaCard = 0,
   SecurityMediaKeyFile = 1,
-  // PIN and TAN; the TAN travels in the first part of a signature, and the user who sends a message
-  // is always its first signer.
+  // PIN and TAN; the TAN travels in part 1 of a signature, and the user who sends a message is
+  // always its first signer.
   SecurityMediaPinTan = 2,
 };
 

@@ -21,10 +21,13 @@ class HbUser;
 // user for what is missing; and that record return codes.
 //
 //   HbMacroEngine engine("/path");
-//   engine.SetSecurityHdl(Link([](void* data) { return Ask(static_cast<HbCallbackData*>(data));
-//   })); engine.SetRequest(&request); request.SetClientData(&message);   // where the engine looks
-//   for the message message.SetClientData(&dialog);    // and for the dialog
+//   engine.SetSecurityHdl(Link(&AskTheUser));
+//   engine.SetRequest(&request);
+//   request.SetClientData(&message);
+//   message.SetClientData(&dialog);
 //   engine.Call(engine.LoadSub("Balance", err), err);
+//
+// Client data are where the engine looks for the message and the dialog.
 //
 // Holders are bound to registries that the engine does not own; a registry that dies leaves its
 // holders without one. The security handler and subclasses of requests may use Stop, Call (refused

@@ -2,31 +2,59 @@
 
 #include <memory>
 
+#include <charconv>
+#include <utility>
+
 #include "demo/host/macro_runner.h"
 #include "demo/segments/fields.h"
 
 namespace tmx::demo {
 namespace {
 
+// The part as it stood in the message; of a text alone, what it says.
+std::string BytesOf(const MessagePart& part, bool alone) {
+  std::string bytes;
+  if (part.is_binary) {
+    if (!alone) bytes = '@' + std::to_string(part.bytes.size()) + '@';
+    return bytes.append(part.bytes);
+  }
+  for (std::size_t i = 0; i < part.bytes.size(); ++i) {
+    if (alone && part.bytes[i] == '?' && i + 1 < part.bytes.size()) ++i;
+    bytes += part.bytes[i];
+  }
+  return bytes;
+}
+
+// A field's text with the lifted parts in the place of their marks. A field that is one mark holds
+// the part itself; one of surplus elements may hold several among other text.
+std::string WithLifted(std::string_view text, const std::vector<MessagePart>& lifted) {
+  std::string bytes;
+  for (;;) {
+    const std::size_t mark = text.find(kLifted);
+    bytes += text.substr(0, mark);
+    if (mark == std::string_view::npos) return bytes;
+    const char* const digits = text.data() + mark + 1;
+    std::size_t index = lifted.size();
+    const char* const end = std::from_chars(digits, text.data() + text.size(), index).ptr;
+    const bool alone = mark == 0 && end == text.data() + text.size() && bytes.empty();
+    if (index < lifted.size()) bytes += BytesOf(lifted[index], alone);
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  }
+}
+
 // Puts the bytes that were lifted out of the text into the fields that hold their marks.
-void PutLifted(HbSegment& segment, const std::vector<std::string_view>& lifted) {
+void PutLifted(HbSegment& segment, const std::vector<MessagePart>& lifted) {
   if (lifted.empty()) return;
-  struct Place {
-    unsigned long id;
-    std::size_t index;
-  };
-  std::vector<Place> places;
+  std::vector<std::pair<unsigned long, std::string>> fields;
   HbVariablesIter walk(&segment);
   for (HbVariable* variable = walk.GetFirst(); variable != nullptr; variable = walk.GetNext()) {
     String text;
-    if (!segment.GetFieldString(text, walk.GetId()) || text.Len() < 2 || text.At(0) != kLifted)
-      continue;
-    const std::size_t index = std::stoul(std::string(text.View().substr(1)));
-    if (index < lifted.size()) places.push_back({walk.GetId(), index});
+    if (segment.GetFieldString(text, walk.GetId()) &&
+        text.View().find(kLifted) != std::string_view::npos)
+      fields.emplace_back(walk.GetId(), WithLifted(text.View(), lifted));
   }
-  for (const auto& [id, index] : places) {
+  for (const auto& [id, bytes] : fields) {
     segment.Unregister(id);
-    const std::string_view bytes = lifted[index];
     segment.PutFieldBinary(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), id);
   }
 }

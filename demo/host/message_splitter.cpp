@@ -21,12 +21,6 @@ bool ReadNumber(std::string_view digits, Number& number) {
   return error == std::errc() && end == digits.data() + digits.size();
 }
 
-// One part of a segment: text with its escapes, or bytes.
-struct MessagePart {
-  std::string_view bytes;
-  bool is_binary = false;
-};
-
 class Splitter {
  public:
   Splitter(std::string_view message, SplitMessage& result) : whole_(message), result_(result) {}
@@ -49,14 +43,12 @@ class Splitter {
     std::string_view content;
     bool good = TakeHead(segment);
     bool ended = last_ == '\'';
-    std::size_t element_start = 0;
     while (!ended && !rest_.empty()) {
       const MessagePart part = TakePart();
       if (content.empty() && part.is_binary) content = part.bytes;
-      Append(segment, part, element_start);
+      Append(segment, part);
       ended = last_ == '\'';
       if (!ended && last_ != '\0') segment.elements += last_;
-      element_start = segment.elements.size();
     }
     if (segment.elements.size() > kLongestText) LiftWhole(segment, start);
     if (!ended) Report(start, "the segment does not end");
@@ -80,7 +72,7 @@ class Splitter {
   // A segment with more parts than a text can name becomes one part.
   void LiftWhole(MessageSegment& segment, const char* start) {
     segment.elements = kLifted + std::string("0");
-    segment.lifted = {{start, static_cast<std::size_t>(rest_.data() - start)}};
+    segment.lifted = {{{start, static_cast<std::size_t>(rest_.data() - start)}, true}};
     Report(start, "the segment has too many parts and is kept as bytes");
   }
 
@@ -146,9 +138,9 @@ class Splitter {
     return true;
   }
 
-  void Append(MessageSegment& segment, const MessagePart& part, std::size_t at) {
+  void Append(MessageSegment& segment, const MessagePart& part) {
     const bool lift = part.is_binary || part.bytes.size() > kLongestPart ||
-                      at + part.bytes.size() > kLongestText ||
+                      segment.elements.size() + part.bytes.size() > kLongestText ||
                       std::any_of(part.bytes.begin(), part.bytes.end(), IsMark);
     if (!lift) {
       segment.elements += part.bytes;
@@ -156,7 +148,7 @@ class Splitter {
     }
     segment.elements += kLifted;
     segment.elements += std::to_string(segment.lifted.size());
-    segment.lifted.push_back(part.bytes);
+    segment.lifted.push_back(part);
   }
 
   const std::string_view whole_;

@@ -8,6 +8,12 @@
 
 namespace tmx::demo {
 
+// One part of a segment: text with its escapes, or bytes. The view points into the message.
+struct MessagePart {
+  std::string_view bytes;
+  bool is_binary = false;
+};
+
 // One segment. The views point into the message.
 struct MessageSegment {
   std::string_view code;
@@ -17,7 +23,7 @@ struct MessageSegment {
   // The text behind the head, without the delimiter that closes the segment. A part that a text
   // cannot hold, or that macros would mistake, is replaced by kLifted and its number in `lifted`.
   std::string elements;
-  std::vector<std::string_view> lifted;
+  std::vector<MessagePart> lifted;
 };
 
 inline constexpr char kLifted = '\x1A';

@@ -89,7 +89,7 @@ TEST_F(AnswerReaderTest, KeepsSurplusElementsAndTheirBytes) {
 
 TEST_F(AnswerReaderTest, AnElementLongerThanATextBecomesBytesWithoutEscapes) {
   const std::string text(70000, 'x');
-  const auto codes = ReadOne("HIRMG:2:2+0010::" + text + "??'");
+  const auto codes = ReadOne("HIRMG:2:2+0010::" + text + "?\?'");
   ASSERT_TRUE(codes);
   EXPECT_TRUE(BytesOf(*codes, field::kReturnText) == text + "?");
 }

@@ -28,7 +28,7 @@ SplitMessage Announced(std::size_t length, const std::string& bytes) {
 }
 
 TEST(MessageSplitter, ReadsHeadsAndLeavesEscapesToTheMacros) {
-  const std::string text = "HIRMS:4:2:3+0020::Gut?+ ist?' es??'HNHBS:5:1+2'";
+  const std::string text = "HIRMS:4:2:3+0020::Gut?+ ist?' es?\?'HNHBS:5:1+2'";
   const SplitMessage split = Split(text);
   ASSERT_THAT(Codes(split), ElementsAre("HIRMS", "HNHBS"));
   EXPECT_EQ(split.segments[0].number, 4u);

@@ -241,13 +241,12 @@ void Conversation::Distribute(HbMessage& message, const AnswerReader::Result& an
   }
 }
 
-bool Conversation::HasCode(const HbObject& object, int from, int to) {
+bool Conversation::HasCode(const HbObject& object, int wanted) {
   bool found = false;
   for (unsigned short i = 0; i < object.ResponseCount(); ++i)
     if (CodeOf(*object.GetResponse(i)) == "HIRMS")
-      ForEachCode(*object.GetResponse(i), [&](short code, unsigned long) {
-        found = found || (code >= from && code <= to);
-      });
+      ForEachCode(*object.GetResponse(i),
+                  [&](short code, unsigned long) { found = found || code == wanted; });
   return found;
 }
 
@@ -508,9 +507,8 @@ bool Conversation::SendOrder(HbRequest& order) {
 // Gives the TAN or waits for the confirmation, if the bank asks for one. What the bank then answers
 // belongs to the order.
 bool Conversation::FinishWithTan(HbRequest& order, HbRequest& tan) {
-  if (HasCode(tan, kConfirmElsewhere, kConfirmElsewhere)) return WaitForConfirmation(order, tan);
-  const bool needed =
-      HasCode(tan, kTanNeeded, kTanNeeded) || HasCode(order, kTanNeeded, kTanNeeded);
+  if (HasCode(tan, kConfirmElsewhere)) return WaitForConfirmation(order, tan);
+  const bool needed = HasCode(tan, kTanNeeded) || HasCode(order, kTanNeeded);
   const HbSegment* const challenge = FindResponse(tan, "HITAN");
   if (!needed || challenge == nullptr) return true;
   HbRequest* const answer = NewTanRequest("2", "");
@@ -547,7 +545,7 @@ bool Conversation::WaitForConfirmation(HbRequest& order, HbRequest& tan) {
     PutText(question->GetValues(), reference, field::kOrderReference);
     question->GetValues().PutFieldBool(false, field::kMoreTansFollow);
     if (!Send({question})) return false;
-    if (!HasCode(*question, kNotYetConfirmed, kNotYetConfirmed)) {
+    if (!HasCode(*question, kNotYetConfirmed)) {
       for (unsigned short r = 0; r < question->ResponseCount(); ++r)
         if (CodeOf(*question->GetResponse(r)) != "HITAN")
           order.InsertResponse(question->GetResponse(r));

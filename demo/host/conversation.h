@@ -106,7 +106,7 @@ class Conversation {
   HbRequest* NewTanRequest(const char* process, const std::string& order_code);
   bool FinishWithTan(HbRequest& order, HbRequest& tan);
   bool WaitForConfirmation(HbRequest& order, HbRequest& tan);
-  static bool HasCode(const HbObject& object, int from, int to);
+  static bool HasCode(const HbObject& object, int wanted);
 
   HbJob& job_;
   HbUser& user_;

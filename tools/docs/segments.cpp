@@ -26,12 +26,13 @@ the field's id plus k times the step that the layout names behind the `*`.
 | yes/no | a bool, `J` or `N` in the segment |
 | binary | bytes of any length, as the bank sent them |
 
-Nothing is dropped:
+What does not fit is kept, too:
 
 - A value that does not read as its type stands as text under the field's id plus 1000000000.
 - A text that is longer than 4096 bytes or holds control characters becomes a binary field.
 - The elements of a segment that has no layout here stand as texts: part p (from 0) of element e
-  (from 1, behind the head) under 900000000 + 1000 e + p.
+  (from 1, behind the head) under 900000000 + 1000 e + p. Of the parts beyond the thousandth of one
+  element only the last is kept.
 - What follows the last element of a layout, or the last part of a group, stands as one text under
   the id that its element would have there.
 

@@ -59,8 +59,9 @@ END {
     ratio = median(order[i]) / median(ours)
     want = wanted[part[1], part[3]]
     missed = want != "" && ratio < want
-    printf "%-28s %-12s %11.1f %s %11.1f %s %7.2fx %8s%s\n", part[1] part[2], part[3],
-           median(ours), unit[ours], median(order[i]), unit[order[i]], ratio,
+    printf "%-28s %-12s %11.1f %s %11.1f %s %7sx %8s%s\n", part[1] part[2], part[3],
+           median(ours), unit[ours], median(order[i]), unit[order[i]],
+           sprintf(ratio < 0.1 ? "%.4f" : "%.2f", ratio),
            want == "" ? "-" : want "x", missed ? "  missed" : ""
     failed = failed || missed
   }

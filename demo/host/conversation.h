@@ -1,39 +1,22 @@
 // A user's conversation with a bank.
 #pragma once
 
-#include <chrono>
-#include <functional>
-#include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "demo/host/access.h"
-#include "demo/host/answer_reader.h"
-#include "demo/host/macro_runner.h"
-#include "demo/host/message_writer.h"
-#include "tmxtools/banking/job.h"
-#include "tmxtools/banking/user.h"
+#include "demo/host/bank_account.h"
+#include "demo/host/bank_dialog.h"
+#include "demo/host/permissions.h"
+#include "demo/host/tan_steps.h"
 
 namespace tmx::demo {
-
-// How messages reach the bank: the answer's bytes, or false and why there is none.
-using Exchange =
-    std::function<bool(const std::string& message, std::string& answer, std::string& problem)>;
 
 struct ConversationOptions {
   std::string product = "tmxtools";  // registration number of the product
   std::string product_version = "1.0";
   std::string wanted_function;  // empty: the first that the bank allows
   std::string wanted_medium;    // empty: the first that the bank names
-  // Waits for a confirmation on another device; replaced by tests.
-  std::function<void(std::chrono::seconds)> wait;
-};
-
-// An account, as the bank names it.
-struct BankAccount {
-  std::string iban, bic, number, subaccount, bank_code;
-  long country = 280;
+  TanSteps::Wait wait;          // replaced by tests; empty: sleeps
 };
 
 // Speaks with the bank for one user: opens a dialog, does what is asked, closes it. Each operation
@@ -49,7 +32,8 @@ class Conversation {
  public:
   Conversation(HbJob& job, HbUser& user, HbMacroEngine& engine, Access& access, Exchange exchange,
                ConversationOptions options);
-  ~Conversation();
+  Conversation(const Conversation&) = delete;
+  Conversation& operator=(const Conversation&) = delete;
 
   // Asks for a system id and the allowed procedures where they are missing, chooses a procedure and
   // opens a dialog. The parameters of bank and user go into the user.
@@ -65,62 +49,30 @@ class Conversation {
                 const std::string& pain);
   bool Close();
 
-  const std::string& Problem() const { return problem_; }
+  // How the last operation that failed did so.
+  Outcome LastOutcome() const { return report_.outcome; }
+  const std::string& Problem() const { return report_.problem; }
   // Whether the bank has refused the PIN or locked the access.
-  bool IsRefused() const { return refused_; }
+  bool IsRefused() const { return report_.is_shut; }
   // What the bank has said, one return code a line, in the order of arrival.
-  const std::vector<std::string>& BankTexts() const { return bank_texts_; }
+  const std::vector<std::string>& BankTexts() const { return report_.bank_texts; }
 
  private:
-  struct Order;
-
-  bool Fail(std::string problem);
-  HbRequest& NewRequest(const char* name, unsigned short version);
-  // A message in the dialog, whose head holds what is around the requests.
-  HbMessage& NewMessage(const std::vector<HbRequest*>& requests);
-  bool Send(const std::vector<HbRequest*>& requests);
-  void FillHead(HbRequest& head, const HbMessage& message);
-  bool AskPin(HbRequest& head);
-  void Log(std::string_view bytes, bool sent);
-  void Distribute(HbMessage& message, const AnswerReader::Result& answer);
-  void TakeCodes(const HbSegment& segment);
-
   bool OpenDialog(bool synchronise);
-  void TakeParameters(const HbMessage& message);
-  void TakeAllowedFunctions(const HbSegment& codes);
+  HbRequest& NewIdentity();
+  HbRequest& NewPreparation();
+  bool TakeSystemId(const HbRequest& synchronisation);
   bool ChooseFunction();
   bool ChooseMedium();
-  bool EndDialog();
-
-  // The newest version of an order that both sides know, 0 with a problem.
-  unsigned short VersionOf(const char* order, unsigned short newest, unsigned short oldest);
-  bool IsAllowedFor(const BankAccount& account, const char* order);
-  bool NeedsTan(const char* order) const;
-  const HbSegment* TanParameters() const;
-  // The index of the chosen procedure in HITANS; -1 without one.
-  int ProcedureIndex(const HbSegment& parameters) const;
-  std::string ProcedureText(const HbSegment& parameters, unsigned long field) const;
-  long ProcedureNumber(const HbSegment& parameters, unsigned long field, long otherwise) const;
-
   bool SendOrder(HbRequest& order);
-  HbRequest* NewTanRequest(const char* process, const std::string& order_code);
-  bool FinishWithTan(HbRequest& order, HbRequest& tan);
-  bool WaitForConfirmation(HbRequest& order, HbRequest& tan);
-  static bool HasCode(const HbObject& object, int wanted);
 
-  HbJob& job_;
   HbUser& user_;
   Access& access_;
-  Exchange exchange_;
   ConversationOptions options_;
-  MacroRunner runner_;
-  MessageWriter writer_;
-  AnswerReader reader_;
-  HbDialog* dialog_ = nullptr;   // of the job
-  std::string dialog_function_;  // the security function of the whole dialog
-  std::string problem_;
-  std::vector<std::string> bank_texts_;
-  bool refused_ = false;
+  Report report_;
+  BankDialog dialog_;
+  TanSteps tans_;
+  Permissions permissions_;
 };
 
 }  // namespace tmx::demo

@@ -1,0 +1,185 @@
+#include "demo/host/bank_dialog.h"
+
+#include <memory>
+#include <utility>
+
+#include "demo/host/segment_values.h"
+#include "tmxtools/banking/dialog.h"
+#include "tmxtools/platform/memory_stream.h"
+#include "tmxtools/streams/protocol_file.h"
+
+namespace tmx::demo {
+namespace {
+
+// HHMMSS
+std::string TimeText(const DateTime& moment) {
+  const Time time = moment.GetTime();
+  std::string text;
+  for (const unsigned short part : {time.GetHour(), time.GetMin(), time.GetSec()}) {
+    text += static_cast<char>('0' + part / 10);
+    text += static_cast<char>('0' + part % 10);
+  }
+  return text;
+}
+
+// Segments around the others, which belong to no request.
+bool IsEnvelope(const std::string& code) {
+  return code == "HNHBK" || code == "HNVSK" || code == "HNVSD" || code == "HNSHK" ||
+         code == "HNSHA" || code == "HNHBS";
+}
+
+// Wrong PIN, and the ways to say that the access is locked.
+bool ShutsOut(int code) { return code == 9942 || code == 9930 || code == 9931 || code == 3938; }
+
+}  // namespace
+
+BankDialog::BankDialog(HbJob& job, HbUser& user, HbMacroEngine& engine, const Access& access,
+                       Exchange exchange, Report& report)
+    : job_(job),
+      user_(user),
+      access_(access),
+      exchange_(std::move(exchange)),
+      report_(report),
+      runner_(engine),
+      writer_(runner_),
+      reader_(engine) {}
+
+void BankDialog::Begin(std::string security_function) {
+  job_.ClearDialogs();
+  dialog_ = nullptr;
+  security_function_ = std::move(security_function);
+}
+
+bool BankDialog::IsOpen() const { return dialog_ != nullptr && dialog_->GetDialogId() != "0"; }
+
+bool BankDialog::End() {
+  HbRequest& end = NewRequest("HKEND", 1);
+  end.GetValues().PutFieldString(dialog_->GetDialogId(), field::kDialogId);
+  const bool ended = Send({&end});
+  dialog_ = nullptr;
+  return ended;
+}
+
+HbRequest& BankDialog::NewRequest(const char* name, unsigned short version) {
+  auto request = std::make_unique<HbRequest>(name, version, 1);
+  HbRequest& made = *request;
+  made.AddUser(&user_, HbRoleIssuer);
+  if (job_.InsertRequest(request.get())) static_cast<void>(request.release());
+  return made;
+}
+
+HbMessage& BankDialog::NewMessage(const std::vector<HbRequest*>& requests) {
+  auto message = std::make_unique<HbMessage>(1, &user_, nullptr, nullptr);
+  HbMessage& made = *message;
+  for (HbRequest* const request : requests) made.AddRequest(*request);
+  dialog_ = job_.AddToDialog(made);
+  static_cast<void>(message.release());
+  made.SetMsgNo(static_cast<short>(dialog_->MessageCount()));
+  made.SetClientData(dialog_);
+  made.SetMsgHead(std::make_unique<HbRequest>("HNHBK", 3, 0).release());
+  made.GetMsgHead()->AddUser(&user_, HbRoleIssuer);
+  made.GetMsgHead()->SetClientData(&made);
+  for (HbRequest* const request : requests) request->SetClientData(&made);
+  return made;
+}
+
+void BankDialog::FillHead(HbRequest& head, const HbMessage& message) {
+  HbSegment& values = head.GetValues();
+  const DateTime now;
+  PutText(values, std::string(dialog_->GetDialogId().View()), field::kDialogId);
+  values.PutFieldInt32(message.GetMsgNo(), field::kMessageNumber);
+  PutText(values, access_.system_id, field::kSystemId);
+  PutText(values, security_function_, field::kSecurityFunction);
+  PutText(values, std::to_string(1000000 + message.GetMsgNo()), field::kControlReference);
+  values.PutFieldDate(HbDate(now.GetDate()), field::kMessageDate);
+  PutText(values, TimeText(now), field::kMessageTime);
+  values.PutFieldInt32(user_.GetKIKLaenderkennzeichen(), field::kCountry);
+  values.PutFieldString(user_.GetKIKKreditsinstitutscode(), field::kBankCode);
+  values.PutFieldString(user_.GetBenutzerkennung(), field::kUserId);
+}
+
+bool BankDialog::AskPin(HbRequest& head) {
+  long shortest = 1;
+  long longest = 99;
+  if (const HbSegment* const parameters = user_.GetBPDSegment("HIPINS", 0, true)) {
+    shortest = NumberOf(*parameters, field::kPinMinLength, shortest);
+    longest = NumberOf(*parameters, field::kPinMaxLength, longest);
+  }
+  HbError error;
+  std::string ignored;
+  return runner_.Run(head, "AskPin", error, ignored, static_cast<short>(shortest),
+                     static_cast<short>(longest)) ||
+         report_.Fail(Outcome::kNotGiven, "no PIN was given");
+}
+
+void BankDialog::Log(std::string_view bytes, bool sent) {
+  HbProtocolFile* const log = job_.GetProtocol();
+  if (log == nullptr) return;
+  SvMemoryStream stream;
+  stream.Write(bytes.data(), static_cast<unsigned long>(bytes.size()));
+  HbError error;
+  if (!log->WriteMessage(stream, sent, error)) job_.InsertErrorResponse(error);
+}
+
+bool BankDialog::Send(const std::vector<HbRequest*>& requests) {
+  if (report_.is_shut)
+    return report_.Fail(Outcome::kRefused,
+                        "nothing more is sent: the bank has refused the PIN or the access");
+  HbMessage& message = NewMessage(requests);
+  HbRequest& head = *message.GetMsgHead();
+  FillHead(head, message);
+  HbError error;
+  std::string bytes;
+  if (!AskPin(head)) return false;
+  if (!writer_.Write(message, bytes, error))
+    return report_.Fail(Outcome::kNotWritten, FullText(error));
+  Log(bytes, true);
+  for (HbRequest* const request : requests) request->SetSent();
+  std::string answer;
+  std::string problem;
+  if (!exchange_(bytes, answer, problem)) return report_.Fail(Outcome::kNoAnswer, problem);
+  Log(answer, false);
+  const AnswerReader::Result read = reader_.Read(answer);
+  const std::size_t before = report_.bank_texts.size();
+  Distribute(message, read);
+  if (FindResponse(message, "HIRMG") == nullptr)
+    return report_.Fail(
+        Outcome::kWrongAnswer,
+        "the answer holds no return codes" +
+            (read.problems.empty() ? std::string() : ": " + read.problems.front().what));
+  if (!report_.is_shut && message.GetStatus() != HbStatusError) return true;
+  std::string texts;
+  for (std::size_t i = before; i < report_.bank_texts.size(); ++i)
+    if (report_.bank_texts[i].starts_with('9') || report_.bank_texts[i].starts_with("3938"))
+      texts += (texts.empty() ? "" : "; ") + report_.bank_texts[i];
+  return report_.Fail(Outcome::kRefused, "the bank has refused: " + texts);
+}
+
+void BankDialog::TakeCodes(const HbSegment& segment) {
+  ForEachCode(segment, [&](short code, unsigned long at) {
+    std::string number = std::to_string(code);
+    number.insert(0, number.size() < 4 ? 4 - number.size() : 0, '0');
+    report_.bank_texts.push_back(number + ' ' + TextOf(segment, field::kReturnText + at));
+    report_.is_shut = report_.is_shut || ShutsOut(code);
+  });
+}
+
+void BankDialog::Distribute(HbMessage& message, const AnswerReader::Result& answer) {
+  for (const Ref<HbSegment>& segment : answer.segments) {
+    const std::string code = CodeOf(*segment);
+    if (code == "HNHBK") {
+      const std::string dialog = TextOf(*segment, field::kDialogId);
+      if (!dialog.empty()) dialog_->SetDialogId(dialog.c_str());
+    }
+    if (IsEnvelope(code)) continue;
+    if (code == "HIRMG" || code == "HIRMS") TakeCodes(*segment);
+    const long reference = NumberOf(*segment, field::kSegmentReference);
+    HbObject* target = &message;
+    for (unsigned short i = 0; i < message.RequestCount() && reference != 0; ++i)
+      if (message[i] != nullptr && MessageWriter::SegmentNumber(*message[i]) == reference)
+        target = message[i];
+    target->InsertResponse(segment.Get());
+  }
+}
+
+}  // namespace tmx::demo

@@ -1,0 +1,74 @@
+// The messages of a dialog with a bank.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "demo/host/access.h"
+#include "demo/host/answer_reader.h"
+#include "demo/host/macro_runner.h"
+#include "demo/host/message_writer.h"
+#include "demo/host/report.h"
+#include "tmxtools/banking/job.h"
+#include "tmxtools/banking/user.h"
+
+namespace tmx::demo {
+
+// How messages reach the bank: the answer's bytes, or false and why there is none.
+using Exchange =
+    std::function<bool(const std::string& message, std::string& answer, std::string& problem)>;
+
+// Writes messages by the macros, sends them, logs them and gives each segment of the answer to the
+// request that it answers, or to the message.
+//
+// After a refused PIN or a lock nothing more is sent, not even the end of the dialog: a second try
+// could lock the account.
+//
+// Owner: its maker; everything that it is made of must outlive it. Requests, messages and dialogs
+// belong to the job. Empty state: no dialog. Threads: one at a time, together with the job.
+class BankDialog {
+ public:
+  BankDialog(HbJob& job, HbUser& user, HbMacroEngine& engine, const Access& access,
+             Exchange exchange, Report& report);
+
+  // Forgets the job's dialogs; the next message begins another. The security function is that of
+  // the whole dialog.
+  void Begin(std::string security_function);
+  // Tells the bank that the dialog is over.
+  bool End();
+  // Whether the bank has opened a dialog that nobody has ended yet.
+  bool IsOpen() const;
+  const std::string& SecurityFunction() const { return security_function_; }
+  // The dialog of the last message; null before the first.
+  const HbDialog* Dialog() const { return dialog_; }
+  MacroRunner& Runner() { return runner_; }
+
+  HbRequest& NewRequest(const char* name, unsigned short version);
+  // Sends one message. False when nothing came back that answers it, or when the bank refuses the
+  // message as a whole.
+  bool Send(const std::vector<HbRequest*>& requests);
+
+ private:
+  // A message in the dialog, whose head holds what is around the requests.
+  HbMessage& NewMessage(const std::vector<HbRequest*>& requests);
+  void FillHead(HbRequest& head, const HbMessage& message);
+  bool AskPin(HbRequest& head);
+  void Log(std::string_view bytes, bool sent);
+  void Distribute(HbMessage& message, const AnswerReader::Result& answer);
+  void TakeCodes(const HbSegment& segment);
+
+  HbJob& job_;
+  HbUser& user_;
+  const Access& access_;
+  Exchange exchange_;
+  Report& report_;
+  MacroRunner runner_;
+  MessageWriter writer_;
+  AnswerReader reader_;
+  HbDialog* dialog_ = nullptr;  // of the job
+  std::string security_function_;
+};
+
+}  // namespace tmx::demo

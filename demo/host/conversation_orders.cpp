@@ -1,0 +1,103 @@
+// The orders of a conversation.
+#include "demo/host/conversation.h"
+#include "demo/host/segment_values.h"
+
+namespace tmx::demo {
+namespace {
+
+constexpr int kMoreToCome = 3040;
+constexpr int kMostPages = 1000;
+
+void PutAccount(HbSegment& segment, const BankAccount& account) {
+  PutText(segment, account.iban, field::kIban);
+  PutText(segment, account.bic, field::kBic);
+  PutText(segment, account.number, field::kAccountNumber);
+  PutText(segment, account.subaccount, field::kSubaccount);
+  segment.PutFieldInt32(account.country, field::kCountry);
+  PutText(segment, account.bank_code, field::kBankCode);
+}
+
+// Where the next page begins; empty behind the last.
+std::string ContinuationMark(const HbObject& order) {
+  std::string mark;
+  for (unsigned short i = 0; i < order.ResponseCount(); ++i) {
+    const HbSegment& segment = *order.GetResponse(i);
+    if (CodeOf(segment) != "HIRMS") continue;
+    ForEachCode(segment, [&](short code, unsigned long at) {
+      if (code == kMoreToCome) mark = TextOf(segment, field::kReturnParameter + at);
+    });
+  }
+  return mark;
+}
+
+}  // namespace
+
+bool Conversation::Accounts(std::vector<BankAccount>& accounts) {
+  constexpr unsigned long kAccountStep = 100;
+  const unsigned short version = permissions_.VersionOf("HKSPA", 1, 1);
+  if (version == 0) return false;
+  HbRequest& order = dialog_.NewRequest("HKSPA", version);
+  if (!SendOrder(order)) return false;
+  const HbSegment* const answer = FindResponse(order, "HISPA");
+  if (answer == nullptr)
+    return report_.Fail(Outcome::kWrongAnswer, "the bank has named no accounts");
+  for (unsigned long at = 0;; at += kAccountStep) {
+    BankAccount account;
+    const bool more = HasText(*answer, field::kAccountNumber + at, account.number);
+    account.iban = TextOf(*answer, field::kIban + at);
+    if (!more && account.iban.empty()) return true;
+    account.bic = TextOf(*answer, field::kBic + at);
+    account.subaccount = TextOf(*answer, field::kSubaccount + at);
+    account.country = NumberOf(*answer, field::kCountry + at, account.country);
+    account.bank_code = TextOf(*answer, field::kBankCode + at);
+    accounts.push_back(std::move(account));
+  }
+}
+
+bool Conversation::Balance(const BankAccount& account, Ref<HbSegment>& balance) {
+  const unsigned short version = permissions_.VersionOf("HKSAL", 8, 5);
+  if (version == 0 || !permissions_.IsAllowedFor(account, "HKSAL")) return false;
+  HbRequest& order = dialog_.NewRequest("HKSAL", version);
+  PutAccount(order.GetValues(), account);
+  order.GetValues().PutFieldBool(false, field::kAllAccounts);
+  if (!SendOrder(order)) return false;
+  balance = Ref<HbSegment>::Share(FindResponse(order, "HISAL"));
+  return balance ? true : report_.Fail(Outcome::kWrongAnswer, "the bank has sent no balance");
+}
+
+bool Conversation::Statement(const BankAccount& account, const HbDate& from, const HbDate& to,
+                             std::vector<Ref<HbSegment>>& pages) {
+  const unsigned short version = permissions_.VersionOf("HKKAZ", 7, 5);
+  if (version == 0 || !permissions_.IsAllowedFor(account, "HKKAZ")) return false;
+  std::string mark;
+  for (int page = 0; page < kMostPages; ++page) {
+    HbRequest& order = dialog_.NewRequest("HKKAZ", version);
+    PutAccount(order.GetValues(), account);
+    order.GetValues().PutFieldBool(false, field::kAllAccounts);
+    if (!from.IsNull()) order.GetValues().PutFieldDate(from, field::kFromDate);
+    if (!to.IsNull()) order.GetValues().PutFieldDate(to, field::kToDate);
+    PutText(order.GetValues(), mark, field::kTouchdown);
+    if (!SendOrder(order)) return false;
+    for (unsigned short i = 0; i < order.ResponseCount(); ++i)
+      if (CodeOf(*order.GetResponse(i)) == "HIKAZ")
+        pages.push_back(Ref<HbSegment>::Share(order.GetResponse(i)));
+    mark = ContinuationMark(order);
+    if (mark.empty()) return true;
+  }
+  return report_.Fail(Outcome::kWrongAnswer, "the bank sends pages without end");
+}
+
+bool Conversation::Transfer(const BankAccount& account, const std::string& pain_format,
+                            const std::string& pain) {
+  if (permissions_.VersionOf("HKCCS", 1, 1) == 0 || !permissions_.IsAllowedFor(account, "HKCCS"))
+    return false;
+  HbRequest& order = dialog_.NewRequest("HKCCS", 1);
+  PutText(order.GetValues(), account.iban, field::kIban);
+  PutText(order.GetValues(), account.bic, field::kBic);
+  PutText(order.GetValues(), pain_format, field::kPainFormat);
+  order.GetValues().PutFieldBinary(reinterpret_cast<const unsigned char*>(pain.data()), pain.size(),
+                                   field::kPainMessage);
+  return SendOrder(order);
+}
+
+}  // namespace tmx::demo

@@ -1,0 +1,37 @@
+#include "demo/host/tan_procedure.h"
+
+#include "demo/host/segment_values.h"
+
+namespace tmx::demo {
+namespace {
+
+constexpr unsigned short kNewest = 7;
+constexpr unsigned short kOldest = 6;
+constexpr unsigned long kStep = 1000;
+
+}  // namespace
+
+std::optional<TanProcedure> TanProcedure::Find(const HbUser& user, const std::string& function) {
+  for (unsigned short version = kNewest; version >= kOldest; --version) {
+    const HbSegment* const parameters = user.GetBPDSegment("HITANS", version, true);
+    std::string described;
+    for (unsigned long offset = 0;
+         parameters != nullptr &&
+         HasText(*parameters, field::kSecurityFunction + offset, described);
+         offset += kStep)
+      if (described == function) return TanProcedure(*parameters, offset);
+  }
+  return std::nullopt;
+}
+
+std::string TanProcedure::Text(unsigned long id) const {
+  return TextOf(*parameters_, id + offset_);
+}
+
+long TanProcedure::Number(unsigned long id, long otherwise) const {
+  return NumberOf(*parameters_, id + offset_, otherwise);
+}
+
+bool TanProcedure::NeedsMedium() const { return Text(field::kProcedureMediumNeeded) == "2"; }
+
+}  // namespace tmx::demo

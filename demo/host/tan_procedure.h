@@ -1,0 +1,34 @@
+// One of the bank's two-step procedures.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "tmxtools/banking/user.h"
+
+namespace tmx::demo {
+
+inline constexpr const char* kOneStep = "999";  // the security function without a TAN
+
+// What HITANS says about a procedure. Owner: its maker; the user's parameters must outlive it, and
+// taking others over ends it. Threads: the user's.
+class TanProcedure {
+ public:
+  // The newest version that describes a security function.
+  static std::optional<TanProcedure> Find(const HbUser& user, const std::string& function);
+
+  // Of the HKTAN to be sent.
+  unsigned short Version() const { return parameters_->GetSegmentVersion(); }
+  std::string Text(unsigned long field) const;
+  long Number(unsigned long field, long otherwise) const;
+  bool NeedsMedium() const;
+
+ private:
+  TanProcedure(const HbSegment& parameters, unsigned long offset)
+      : parameters_(&parameters), offset_(offset) {}
+
+  const HbSegment* parameters_;
+  unsigned long offset_;  // of the procedure's fields from those of the first
+};
+
+}  // namespace tmx::demo

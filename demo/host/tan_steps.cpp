@@ -1,0 +1,102 @@
+#include "demo/host/tan_steps.h"
+
+#include <utility>
+
+#include "demo/host/segment_values.h"
+
+namespace tmx::demo {
+namespace {
+
+constexpr int kTanNeeded = 30;  // 0030
+constexpr int kConfirmElsewhere = 3955;
+constexpr int kNotYetConfirmed = 3956;
+
+// What the second step has brought belongs to the order.
+void HandOver(HbRequest& order, const HbRequest& step) {
+  for (unsigned short i = 0; i < step.ResponseCount(); ++i)
+    if (CodeOf(*step.GetResponse(i)) != "HITAN") order.InsertResponse(step.GetResponse(i));
+}
+
+}  // namespace
+
+TanSteps::TanSteps(BankDialog& dialog, const HbUser& user, const Access& access, Wait wait,
+                   Report& report)
+    : dialog_(dialog), user_(user), access_(access), wait_(std::move(wait)), report_(report) {}
+
+HbRequest* TanSteps::NewRequest(const char* process, const std::string& order_code) {
+  const auto procedure = TanProcedure::Find(user_, access_.security_function);
+  if (!procedure) {
+    report_.Fail(Outcome::kForbidden,
+                 "HITANS of the bank's parameters does not describe the procedure " +
+                     access_.security_function);
+    return nullptr;
+  }
+  HbRequest& tan = dialog_.NewRequest("HKTAN", procedure->Version());
+  PutText(tan.GetValues(), process, field::kTanProcess);
+  PutText(tan.GetValues(), order_code, field::kOrderCode);
+  if (!order_code.empty() && procedure->NeedsMedium())
+    PutText(tan.GetValues(), access_.tan_medium, field::kTanMedium);
+  return &tan;
+}
+
+bool TanSteps::Send(std::vector<HbRequest*> requests, HbRequest& order,
+                    const std::string& order_code) {
+  HbRequest* const tan = NewRequest("4", order_code);
+  if (tan == nullptr) return false;
+  requests.push_back(tan);
+  return dialog_.Send(requests) && Finish(order, *tan);
+}
+
+bool TanSteps::Finish(HbRequest& order, HbRequest& tan) {
+  const HbSegment* const challenge = FindResponse(tan, "HITAN");
+  if (HasCode(tan, kConfirmElsewhere)) {
+    if (challenge != nullptr) return WaitForConfirmation(order, *challenge);
+    return report_.Fail(Outcome::kWrongAnswer, "the bank waits for a confirmation without HITAN");
+  }
+  const bool needed = HasCode(tan, kTanNeeded) || HasCode(order, kTanNeeded);
+  return !needed || challenge == nullptr || GiveTan(order, tan, *challenge);
+}
+
+bool TanSteps::GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challenge) {
+  HbRequest* const answer = NewRequest("2", "");
+  if (answer == nullptr) return false;
+  PutText(answer->GetValues(), TextOf(challenge, field::kOrderReference), field::kOrderReference);
+  answer->GetValues().PutFieldBool(false, field::kMoreTansFollow);
+  const TanProcedure procedure = *TanProcedure::Find(user_, access_.security_function);
+  std::string label = procedure.Text(field::kProcedureInputText);
+  if (label.empty()) label = "TAN";
+  HbError error;
+  std::string ignored;
+  const std::string text = TextOf(challenge, field::kChallenge);
+  if (!dialog_.Runner().Run(tan, "AskTan", error, ignored, std::string_view(text),
+                            std::string_view(label),
+                            static_cast<short>(procedure.Number(field::kProcedureTanLength, 99))))
+    return report_.Fail(Outcome::kNotGiven, "no TAN was given: the order is not carried out");
+  if (!dialog_.Send({answer})) return false;
+  HandOver(order, *answer);
+  return true;
+}
+
+bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge) {
+  const std::string reference = TextOf(challenge, field::kOrderReference);
+  const TanProcedure procedure = *TanProcedure::Find(user_, access_.security_function);
+  const long most = procedure.Number(field::kProcedureMaxRequests, 20);
+  long wait = procedure.Number(field::kProcedureWaitFirst, 5);
+  report_.bank_texts.push_back("     " + TextOf(challenge, field::kChallenge));
+  for (long i = 0; i < most; ++i) {
+    wait_(std::chrono::seconds(wait));
+    HbRequest* const question = NewRequest("S", "");
+    if (question == nullptr) return false;
+    PutText(question->GetValues(), reference, field::kOrderReference);
+    question->GetValues().PutFieldBool(false, field::kMoreTansFollow);
+    if (!dialog_.Send({question})) return false;
+    if (!HasCode(*question, kNotYetConfirmed)) {
+      HandOver(order, *question);
+      return true;
+    }
+    wait = procedure.Number(field::kProcedureWaitNext, 2);
+  }
+  return report_.Fail(Outcome::kNotGiven, "the order was not confirmed in time");
+}
+
+}  // namespace tmx::demo

@@ -56,7 +56,8 @@ constexpr Layout kLayouts[] = {
     {"HIUPD", 4, 4, ACCOUNT "+CustomerId" ACCOUNT_OWNER ACCOUNT_LIMIT ALLOWED_JOBS},
     {"HIUPD", 5, 5, ACCOUNT "+CustomerId+AccountType" ACCOUNT_OWNER ACCOUNT_LIMIT ALLOWED_JOBS},
     {"HIUPD", 6, 6,
-     ACCOUNT "+Iban+CustomerId+AccountType" ACCOUNT_OWNER ACCOUNT_LIMIT ALLOWED_JOBS},
+     ACCOUNT "+Iban+CustomerId+AccountType" ACCOUNT_OWNER ACCOUNT_LIMIT ALLOWED_JOBS
+             "x999+AccountData"},
     {"HISYN", 3, 4, "SystemId+MessageNumber+SignatureId+SignatureId2"},
     {"HISAL", 5, 5, ACCOUNT BALANCE "+BalanceDate+BalanceTime+DueDate"},
     {"HISAL", 6, 6, ACCOUNT BALANCE "+Overdraft:OverdraftCurrency+BalanceDate:BalanceTime+DueDate"},
@@ -121,7 +122,8 @@ class LayoutParser {
 
   std::string Run() {
     do {
-      if (!elements_.empty() && elements_.back().step != 0) return "elements behind a repetition";
+      if (!elements_.empty() && elements_.back().step != 0 && elements_.back().most == 0)
+        return "elements behind a repetition";
       if (!TakeElement()) return problem_;
     } while (Take('+'));
     return rest_.empty() ? "" : "unexpected '" + std::string(rest_) + "'";
@@ -139,9 +141,9 @@ class LayoutParser {
     return true;
   }
 
-  bool TakeStep(std::uint32_t& step) {
-    const auto [end, error] = std::from_chars(rest_.data(), rest_.data() + rest_.size(), step);
-    if (error != std::errc() || step == 0) return Fail("a step is missing");
+  bool TakeNumber(std::uint32_t& number, const char* what) {
+    const auto [end, error] = std::from_chars(rest_.data(), rest_.data() + rest_.size(), number);
+    if (error != std::errc() || number == 0) return Fail(std::string(what) + " is missing");
     rest_.remove_prefix(static_cast<std::size_t>(end - rest_.data()));
     return true;
   }
@@ -151,7 +153,7 @@ class LayoutParser {
     Part part{FindField(name)};
     if (part.field == nullptr) return Fail("unknown field '" + std::string(name) + "'");
     rest_.remove_prefix(name.size());
-    if (Take('*') && !TakeStep(part.step)) return false;
+    if (Take('*') && !TakeNumber(part.step, "a step")) return false;
     parts.push_back(part);
     return true;
   }
@@ -168,12 +170,15 @@ class LayoutParser {
   bool TakeRepeated(std::vector<Part>& parts, std::uint32_t& step) {
     if (!TakeParts(parts)) return false;
     if (!Take(')') || !Take('*')) return Fail("')*' is missing");
-    return TakeStep(step);
+    return TakeNumber(step, "a step");
   }
 
   bool TakeElement() {
     Element& element = elements_.emplace_back();
-    if (Take('(')) return TakeRepeated(element.parts, element.step);
+    if (Take('(')) {
+      return TakeRepeated(element.parts, element.step) &&
+             (!Take('x') || TakeNumber(element.most, "a count"));
+    }
     if (!TakeParts(element.parts)) return false;
     if (!rest_.starts_with(":(")) return true;
     rest_.remove_prefix(2);

@@ -3,7 +3,8 @@
 // A layout is written as the segment itself, with the names of fields for their values:
 //
 //   layout  = element { "+" element } [ "+" repeat ]
-//   repeat  = "(" element ")*" step         the element again and again, up to the segment's end
+//   repeat  = "(" element ")*" step         the element again and again, up to the segment's end,
+//             [ "x" most { "+" element } ]  or so often, with elements behind
 //   element = part { ":" part } [ ":" again ] | again
 //   again   = "(" part { ":" part } ")*" step | name "*" step      up to the element's end
 //   part    = name
@@ -41,6 +42,7 @@ struct Element {
   std::vector<Part> again;       // parts repeated together behind `parts`
   std::uint32_t again_step = 0;  // of `again`
   std::uint32_t step = 0;        // not 0: the element is repeated up to the end of the segment
+  std::uint32_t most = 0;        // not 0: or so often
 };
 
 // Gives what is wrong with the layout, or an empty text.

@@ -103,18 +103,7 @@ class ReaderWriter {
     WriteHead();
     text_.Line("call HideEscapes(elements, escaped)");
     text_.Line("receive_string elements");
-    for (std::size_t i = 0; i < elements.size(); ++i) {
-      const std::string name = elements[i].step != 0 ? "rest" : Numbered("element", i + 1);
-      text_.Local("string", name);
-      text_.Line("read_append " + name + (elements[i].step != 0 ? "" : ", 65535, '+'"));
-    }
-    if (elements.back().step == 0) {
-      text_.Local("string", "more");
-      text_.Line("read_append more");
-      StoreSurplus("more", elements.size() + 1, false);
-    }
-    for (std::size_t i = 0; i < elements.size(); ++i)
-      elements[i].step != 0 ? WriteRepeated(elements[i], i + 1) : WriteElement(elements[i], i + 1);
+    WriteElements(elements, 0);
     text_.Line("commit_response");
     text_.Local("bool", "escaped");
     return text_.Finish(Numbered(layout_.code, static_cast<std::size_t>(layout_.first_version)) +
@@ -129,6 +118,28 @@ class ReaderWriter {
          {std::pair("SegmentNumber", "number"), std::pair("SegmentVersion", "version"),
           std::pair("SegmentReference", "reference")})
       text_.Line(std::string(text_.Use(*FindField(name))) + " = " + parameter);
+  }
+
+  // The elements from one on, up to a repeated one or to the end, and then those behind it.
+  void WriteElements(const std::vector<Element>& elements, std::size_t first) {
+    std::size_t last = first;
+    while (last + 1 < elements.size() && elements[last].step == 0) ++last;
+    for (std::size_t i = first; i <= last; ++i) {
+      const std::string name = elements[i].step != 0 ? "rest" : Numbered("element", i + 1);
+      text_.Local("string", name);
+      text_.Line("read_append " + name + (elements[i].step != 0 ? "" : ", 65535, '+'"));
+    }
+    if (elements[last].step == 0) {
+      text_.Local("string", "more");
+      if (first != 0) text_.Line("more = \"\"");
+      text_.Line("read_append more");
+      StoreSurplus("more", elements.size() + 1, false);
+    }
+    for (std::size_t i = first; i <= last; ++i)
+      elements[i].step != 0 ? WriteRepeated(elements[i], i + 1) : WriteElement(elements[i], i + 1);
+    if (last + 1 == elements.size()) return;
+    text_.Line("receive_string rest");
+    WriteElements(elements, last + 1);
   }
 
   // One value of the message, in the variable `part`, into its field. Of the k-th group the field
@@ -230,15 +241,16 @@ class ReaderWriter {
 
   void WriteRepeated(const Element& element, std::size_t number) {
     text_.Local("string", "group");
-    WriteLoop("rest", element.parts, element.step, number);
+    WriteLoop("rest", element.parts, element.step, number, element.most);
   }
 
   // Groups of parts up to the end of `rest`, each an element of its own or not.
   void WriteLoop(const std::string& rest, const std::vector<Part>& parts, std::uint32_t step,
-                 std::size_t number) {
+                 std::size_t number, std::uint32_t most = 0) {
     const bool elements = rest == "rest";
     text_.Local("int", "index");
-    text_.Line("while " + rest + " != \"\"");
+    text_.Line("while " + rest + " != \"\"" +
+               (most != 0 ? " and index < " + std::to_string(most) : ""));
     text_.Line("receive_string " + rest);
     text_.Line(rest + " = \"\"");
     if (elements) {

@@ -24,6 +24,15 @@ std::string BytesOf(const HbSegment& segment, unsigned long id) {
   return {reinterpret_cast<const char*>(variable->GetData()), variable->GetLength()};
 }
 
+// The fields from an id on.
+std::size_t CountFrom(HbSegment& segment, unsigned long id) {
+  std::size_t count = 0;
+  HbVariablesIter walk(&segment);
+  for (HbVariable* variable = walk.GetFirst(); variable != nullptr; variable = walk.GetNext())
+    count += walk.GetId() >= id;
+  return count;
+}
+
 class AnswerReaderTest : public ::testing::Test {
  protected:
   AnswerReaderTest() : engine_(MacroPath().c_str()), reader_(engine_) {
@@ -85,6 +94,17 @@ TEST_F(AnswerReaderTest, KeepsSurplusElementsAndTheirBytes) {
   ASSERT_TRUE(end);
   EXPECT_EQ(BytesOf(*end, kOtherElements + 2000), "mehr+@3@a'b+@1@:");
   EXPECT_EQ(TextOf(*ReadOne("HNHBS:5:1+2+mehr:x'"), kOtherElements + 2000), "mehr:x");
+}
+
+TEST_F(AnswerReaderTest, DataBehindAsManyOrdersAsAnAccountMayHaveAreNoOrder) {
+  const std::string account = "HIUPD:7:6:4+123::280:99900011++K1+1+EUR+Muster++Giro++HKSAL:1";
+  const auto rights = ReadOne(account + std::string(999, '+') + "mehr?+data+noch+x:y'");
+  ASSERT_TRUE(rights);
+  EXPECT_EQ(TextOf(*rights, field::kAllowedJob), "HKSAL");
+  EXPECT_EQ(TextOf(*rights, field::kAccountData), "mehr+data");
+  EXPECT_EQ(TextOf(*rights, kOtherElements + 12000), "noch+x:y");
+  EXPECT_EQ(CountFrom(*rights, field::kAllowedJob), 3u);
+  EXPECT_EQ(TextOf(*ReadOne(account + "'"), field::kAccountData), "(none)");
 }
 
 TEST_F(AnswerReaderTest, AnElementLongerThanATextBecomesBytesWithoutEscapes) {

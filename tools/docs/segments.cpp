@@ -53,7 +53,8 @@ int main() {
                 field.meaning);
   std::puts(
       "\n## Layouts\n\nThe elements behind the head. `(...)*step` is repeated to the end of the\n"
-      "segment, or inside an element to the end of that.\n\n| Segment | Versions | Layout |\n"
+      "segment, or inside an element to the end of that; with `x999` at most so often.\n\n"
+      "| Segment | Versions | Layout |\n"
       "|---|---|---|");
   for (const tmx::demo::Layout& layout : tmx::demo::AllLayouts()) {
     std::printf("| %s | %d", layout.code, layout.first_version);

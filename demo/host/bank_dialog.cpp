@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "demo/host/answer_check.h"
 #include "demo/host/segment_values.h"
 #include "tmxtools/banking/dialog.h"
 #include "tmxtools/platform/memory_stream.h"
@@ -122,6 +123,14 @@ void BankDialog::Log(std::string_view bytes, bool sent) {
 }
 
 bool BankDialog::Send(const std::vector<HbRequest*>& requests) {
+  if (SendMessage(requests)) return true;
+  for (HbRequest* const request : requests)
+    request->InsertErrorResponse(static_cast<unsigned short>(report_.outcome), HbStatusError,
+                                 String(report_.problem.c_str()), String());
+  return false;
+}
+
+bool BankDialog::SendMessage(const std::vector<HbRequest*>& requests) {
   if (report_.is_shut)
     return report_.Fail(Outcome::kRefused,
                         "nothing more is sent: the bank has refused the PIN or the access");
@@ -139,40 +148,47 @@ bool BankDialog::Send(const std::vector<HbRequest*>& requests) {
   std::string problem;
   if (!exchange_(bytes, answer, problem)) return report_.Fail(Outcome::kNoAnswer, problem);
   Log(answer, false);
-  const AnswerReader::Result read = reader_.Read(answer);
-  const std::size_t before = report_.bank_texts.size();
-  Distribute(message, read);
-  if (FindResponse(message, "HIRMG") == nullptr)
-    return report_.Fail(
-        Outcome::kWrongAnswer,
-        "the answer holds no return codes" +
-            (read.problems.empty() ? std::string() : ": " + read.problems.front().what));
-  if (!report_.is_shut && message.GetStatus() != HbStatusError) return true;
-  std::string texts;
-  for (std::size_t i = before; i < report_.bank_texts.size(); ++i)
-    if (report_.bank_texts[i].starts_with('9') || report_.bank_texts[i].starts_with("3938"))
-      texts += (texts.empty() ? "" : "; ") + report_.bank_texts[i];
-  return report_.Fail(Outcome::kRefused, "the bank has refused: " + texts);
+  return TakeAnswer(message, answer);
 }
 
-void BankDialog::TakeCodes(const HbSegment& segment) {
-  ForEachCode(segment, [&](short code, unsigned long at) {
-    std::string number = std::to_string(code);
-    number.insert(0, number.size() < 4 ? 4 - number.size() : 0, '0');
-    report_.bank_texts.push_back(number + ' ' + TextOf(segment, field::kReturnText + at));
-    report_.is_shut = report_.is_shut || ShutsOut(code);
-  });
+// An answer to something else tells this message nothing, but a refused PIN is refused.
+bool BankDialog::TakeAnswer(HbMessage& message, const std::string& bytes) {
+  const AnswerReader::Result answer = reader_.Read(bytes);
+  const std::size_t before = report_.bank_texts.size();
+  TakeCodes(answer);
+  const std::string mismatch = MismatchOf(
+      answer, bytes.size(), {std::string(dialog_->GetDialogId().View()), message.GetMsgNo()});
+  if (mismatch.empty()) Distribute(message, answer);
+  if (report_.is_shut || message.GetStatus() == HbStatusError) {
+    std::string texts;
+    for (std::size_t i = before; i < report_.bank_texts.size(); ++i)
+      if (report_.bank_texts[i].starts_with('9') || report_.bank_texts[i].starts_with("3938"))
+        texts += (texts.empty() ? "" : "; ") + report_.bank_texts[i];
+    return report_.Fail(Outcome::kRefused, "the bank has refused: " + texts);
+  }
+  if (!mismatch.empty()) return report_.Fail(Outcome::kWrongAnswer, mismatch);
+  if (FindResponse(message, "HIRMG") != nullptr) return true;
+  return report_.Fail(Outcome::kWrongAnswer, "the bank's answer holds no return codes");
+}
+
+void BankDialog::TakeCodes(const AnswerReader::Result& answer) {
+  for (const Ref<HbSegment>& segment : answer.segments) {
+    const std::string kind = CodeOf(*segment);
+    if (kind != "HIRMG" && kind != "HIRMS") continue;
+    ForEachCode(*segment, [&](short code, unsigned long at) {
+      std::string number = std::to_string(code);
+      number.insert(0, number.size() < 4 ? 4 - number.size() : 0, '0');
+      report_.bank_texts.push_back(number + ' ' + TextOf(*segment, field::kReturnText + at));
+      report_.is_shut = report_.is_shut || ShutsOut(code);
+    });
+  }
 }
 
 void BankDialog::Distribute(HbMessage& message, const AnswerReader::Result& answer) {
   for (const Ref<HbSegment>& segment : answer.segments) {
     const std::string code = CodeOf(*segment);
-    if (code == "HNHBK") {
-      const std::string dialog = TextOf(*segment, field::kDialogId);
-      if (!dialog.empty()) dialog_->SetDialogId(dialog.c_str());
-    }
+    if (code == "HNHBK") dialog_->SetDialogId(TextOf(*segment, field::kDialogId).c_str());
     if (IsEnvelope(code)) continue;
-    if (code == "HIRMG" || code == "HIRMS") TakeCodes(*segment);
     const long reference = NumberOf(*segment, field::kSegmentReference);
     HbObject* target = &message;
     for (unsigned short i = 0; i < message.RequestCount() && reference != 0; ++i)

@@ -47,17 +47,19 @@ class BankDialog {
 
   HbRequest& NewRequest(const char* name, unsigned short version);
   // Sends one message. False when nothing came back that answers it, or when the bank refuses the
-  // message as a whole.
+  // message as a whole; then each request has an error response, whose code is the outcome.
   bool Send(const std::vector<HbRequest*>& requests);
 
  private:
+  bool SendMessage(const std::vector<HbRequest*>& requests);
+  bool TakeAnswer(HbMessage& message, const std::string& bytes);
   // A message in the dialog, whose head holds what is around the requests.
   HbMessage& NewMessage(const std::vector<HbRequest*>& requests);
   void FillHead(HbRequest& head, const HbMessage& message);
   bool AskPin(HbRequest& head);
   void Log(std::string_view bytes, bool sent);
+  void TakeCodes(const AnswerReader::Result& answer);
   void Distribute(HbMessage& message, const AnswerReader::Result& answer);
-  void TakeCodes(const HbSegment& segment);
 
   HbJob& job_;
   HbUser& user_;

@@ -181,17 +181,25 @@ std::string HttpTransport::ProblemOf(const std::string& url) {
 
 bool HttpTransport::Exchange(const std::string& message, std::string& answer,
                              std::string& problem) const {
+  const auto address = Split(options_.url);
+  if (!address) {
+    problem = "the address of the bank " + ProblemOf(options_.url);
+    return false;
+  }
+  Body body;
+  const int status = Post(options_, *address, message, body);
+  problem = body.problem;
+  return problem.empty() && TakeReply(status, body.bytes, answer, problem);
+}
+
+bool HttpTransport::TakeReply(int status, const std::string& body, std::string& answer,
+                              std::string& problem) {
   const auto fail = [&](std::string why) {
     problem = std::move(why);
     return false;
   };
-  const auto address = Split(options_.url);
-  if (!address) return fail("the address of the bank " + ProblemOf(options_.url));
-  Body body;
-  const int status = Post(options_, *address, message, body);
-  if (!body.problem.empty()) return fail(body.problem);
   if (status != kOk) return fail("the bank's server answers with status " + std::to_string(status));
-  auto decoded = FromBase64(body.bytes);
+  auto decoded = FromBase64(body);
   if (!decoded) return fail("the bank's answer is no Base64");
   if (decoded->empty()) return fail("the bank's answer is empty");
   answer = std::move(*decoded);

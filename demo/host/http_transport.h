@@ -33,6 +33,10 @@ class HttpTransport {
   // message.
   bool Exchange(const std::string& message, std::string& answer, std::string& problem) const;
 
+  // What Exchange makes of a reply: its status and its body in Base64.
+  static bool TakeReply(int status, const std::string& body, std::string& answer,
+                        std::string& problem);
+
  private:
   HttpOptions options_;
 };

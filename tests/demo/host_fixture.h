@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "demo/bank/sandbox_bank.h"
 #include "demo/host/conversation.h"
@@ -30,14 +31,20 @@ class HostFixture : public ::testing::Test {
 
   void Restart(ConversationOptions options) {
     options.wait = [this](std::chrono::seconds time) { waited_ += time.count(); };
-    const auto exchange = [this](const std::string& message, std::string& answer, std::string&) {
+    const auto exchange = [this](const std::string& message, std::string& answer,
+                                 std::string& problem) {
       ++messages_;
       EXPECT_EQ(test::CheckMessage(message), "");
-      last_message_ = message;
-      answer = bank_.Answer(message);
-      return true;
+      sent_.push_back(message);
+      return Deliver(message, answer, problem);
     };
     held_ = std::make_unique<Conversation>(job_, user_, engine_, access_, exchange, options);
+  }
+
+  // The way to the bank and back.
+  virtual bool Deliver(const std::string& message, std::string& answer, std::string& /*problem*/) {
+    answer = bank_.Answer(message);
+    return true;
   }
 
   Conversation& conversation() { return *held_; }
@@ -66,7 +73,7 @@ class HostFixture : public ::testing::Test {
   std::string challenge_;
   long waited_ = 0;
   int messages_ = 0;
-  std::string last_message_;
+  std::vector<std::string> sent_;
   std::unique_ptr<Conversation> held_;
 };
 

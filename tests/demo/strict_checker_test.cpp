@@ -91,7 +91,7 @@ TEST_F(EscapeTest, SpecialCharactersOfTextsAreEscaped) {
   options.product = "a+b:c'd?e@f";
   Restart(options);
   ASSERT_TRUE(conversation().Open()) << conversation().Problem();
-  EXPECT_NE(last_message_.find("a?+b?:c?'d??e?@f"), std::string::npos);
+  EXPECT_NE(sent_.back().find("a?+b?:c?'d??e?@f"), std::string::npos);
 }
 
 }  // namespace

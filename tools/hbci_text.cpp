@@ -1,103 +1,100 @@
 #include "tools/hbci_text.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdint>
+#include <limits>
 
 namespace tmx::tools {
-namespace {
 
-class Parser {
- public:
-  Parser(std::string_view text, bool is_inside) : text_(text), is_inside_(is_inside) {}
-
-  std::vector<Segment> Run() {
-    std::vector<Segment> segments;
-    while (at_ < text_.size()) {
-      Segment segment = ReadSegment();
-      std::vector<Segment> inside;
-      if (!is_inside_ && segment.IsContainer()) {
-        for (const DataElement& element : segment.elements)
-          for (const GroupElement& group : element)
-            if (group.is_binary) inside = Parser(group.raw, true).Run();
-      }
-      segments.push_back(std::move(segment));
-      segments.insert(segments.end(), inside.begin(), inside.end());
-    }
-    return segments;
-  }
-
- private:
-  Segment ReadSegment() {
-    Segment segment;
-    segment.is_inside = is_inside_;
-    segment.elements.emplace_back();
-    for (;;) {
-      segment.elements.back().push_back(ReadGroupElement());
-      const char separator = at_ < text_.size() ? text_[at_++] : '\'';
-      if (separator == '\'') return segment;
-      if (separator == '+') segment.elements.emplace_back();
-    }
-  }
-
-  // Stops at the separator.
-  GroupElement ReadGroupElement() {
-    GroupElement binary;
-    if (ReadBinary(binary)) return binary;
-    const std::size_t begin = at_;
-    while (at_ < text_.size() && std::string_view("'+:").find(text_[at_]) == std::string_view::npos)
-      at_ = std::min(at_ + (text_[at_] == '?' ? 2 : 1), text_.size());
-    return {text_.substr(begin, at_ - begin), false};
-  }
-
-  bool ReadBinary(GroupElement& group) {
-    if (at_ >= text_.size() || text_[at_] != '@') return false;
-    const char* const digits = text_.data() + at_ + 1;
-    const char* const end = text_.data() + text_.size();
-    std::uint32_t length = 0;
-    const auto [rest, error] = std::from_chars(digits, end, length);
-    if (error != std::errc{} || rest == end || *rest != '@') return false;
-    const auto data = static_cast<std::size_t>(rest + 1 - text_.data());
-    if (length > text_.size() - data) return false;
-    group = {text_.substr(data, length), true};
-    at_ = data + length;
-    return true;
-  }
-
-  std::string_view text_;
-  bool is_inside_;
-  std::size_t at_ = 0;
-};
-
-std::string Join(const DataElement& element) {
-  std::string text;
-  for (std::size_t i = 0; i < element.size(); ++i) {
-    if (i != 0) text += ':';
-    text += element[i].is_binary ? "<" + std::to_string(element[i].raw.size()) + " bytes>"
-                                 : Printable(element[i].Text());
-  }
-  return text;
-}
-
-}  // namespace
-
-std::string GroupElement::Text() const {
-  if (is_binary) return std::string(raw);
-  std::string text;
-  for (std::size_t i = 0; i < raw.size(); ++i) {
-    if (raw[i] == '?' && i + 1 < raw.size()) ++i;
-    text += raw[i];
-  }
-  return text;
-}
-
-std::string Segment::Head() const { return Join(elements.front()); }
-std::string Segment::Code() const { return elements.front().front().Text(); }
-
-std::vector<Segment> ParseSegments(std::string_view message) {
+SegmentReader::SegmentReader(LogBytes& bytes, Range message) : bytes_(&bytes), rest_(message) {
   // Line ends behind the last segment, as editors leave them, are no segment.
-  while (message.ends_with('\n') || message.ends_with('\r')) message.remove_suffix(1);
-  return Parser(message, false).Run();
+  const auto is_line_end = [](char c) { return c == '\n' || c == '\r'; };
+  while (!rest_.IsEmpty() && is_line_end(bytes.At(rest_.end - 1))) --rest_.end;
+}
+
+bool SegmentReader::NextSegment() {
+  GroupElement group;
+  while (NextElement(group)) {
+  }
+  if (content_) {
+    outside_ = rest_;
+    rest_ = *content_;
+    content_.reset();
+  }
+  if (rest_.IsEmpty() && outside_) {
+    rest_ = *outside_;
+    outside_.reset();
+  }
+  if (rest_.IsEmpty()) return false;
+  next_ = {};
+  is_at_end_ = false;
+  ReadCode();
+  return true;
+}
+
+bool SegmentReader::NextElement(GroupElement& group) {
+  if (is_at_end_) return false;
+  group = next_;
+  const std::optional<Range> binary = BinaryAt(rest_.begin);
+  group.is_binary = binary.has_value();
+  group.raw = binary ? *binary : Range{rest_.begin, EndOfText(rest_.begin)};
+  if (binary && IsContainer() && !IsInside()) content_ = binary;
+  rest_.begin = group.raw.end;
+  const char separator = rest_.IsEmpty() ? '\'' : bytes_->At(rest_.begin++);
+  is_at_end_ = separator == '\'';
+  group.is_last = is_at_end_ || separator == '+';
+  next_.element += separator == '+';
+  next_.group = group.is_last ? 0 : next_.group + 1;
+  return true;
+}
+
+std::optional<Range> SegmentReader::BinaryAt(std::uint32_t position) {
+  const auto is_there = [&](auto is_it) {
+    return position != rest_.end && is_it(bytes_->At(position));
+  };
+  if (!is_there([](char c) { return c == '@'; })) return std::nullopt;
+  const std::uint32_t digits = ++position;
+  std::uint64_t length = 0;
+  while (is_there([](char c) { return c >= '0' && c <= '9'; })) {
+    constexpr std::uint64_t kTooLong = std::numeric_limits<std::uint32_t>::max();
+    const auto digit = static_cast<std::uint64_t>(bytes_->At(position++) - '0');
+    length = std::min(length * 10 + digit, kTooLong);
+  }
+  if (position == digits || !is_there([](char c) { return c == '@'; })) return std::nullopt;
+  ++position;
+  if (length > rest_.end - position) return std::nullopt;
+  return Range{position, position + static_cast<std::uint32_t>(length)};
+}
+
+std::uint32_t SegmentReader::EndOfText(std::uint32_t position) {
+  for (; position < rest_.end; ++position) {
+    const char c = bytes_->At(position);
+    if (c == '\'' || c == '+' || c == ':') return position;
+    if (c == '?') ++position;
+  }
+  return rest_.end;
+}
+
+void SegmentReader::ReadCode() {
+  constexpr std::size_t kLongest = 15;
+  code_.clear();
+  SegmentReader head = *this;
+  GroupElement first;
+  head.NextElement(first);
+  for (std::uint32_t at = first.raw.begin; at != first.raw.end && code_.size() < kLongest; ++at) {
+    const bool is_escape = !first.is_binary && bytes_->At(at) == '?' && at + 1 != first.raw.end;
+    if (is_escape) ++at;
+    code_ += bytes_->At(at);
+  }
+}
+
+void Unescaper::Add(std::string_view piece) {
+  Gatherer gathered(to_);
+  for (const char c : piece) {
+    --left_;
+    const bool is_escape = c == '?' && !is_escaped_ && left_ != 0;
+    if (!is_escape) gathered.Add(c);
+    is_escaped_ = is_escape;
+  }
 }
 
 bool IsText(std::string_view bytes) {
@@ -111,15 +108,6 @@ std::string Printable(std::string_view bytes) {
   std::ranges::replace_if(
       text, [](unsigned char c) { return c < 0x20 || (c >= 0x7F && c < 0xA0); }, '.');
   return text;
-}
-
-std::string SegmentLine(const Segment& segment) {
-  std::string line = segment.is_inside ? "  " + segment.Head() : segment.Head();
-  for (std::size_t i = 1; i < segment.elements.size(); ++i) {
-    const std::string element = Join(segment.elements[i]);
-    if (!element.empty()) line += "  " + std::to_string(i + 1) + "=" + element;
-  }
-  return line;
 }
 
 }  // namespace tmx::tools

@@ -2,10 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <utility>
-
-#include "tools/hbci_text.h"
+#include <functional>
 
 namespace tmx::tools {
 namespace {
@@ -27,7 +24,6 @@ constexpr Rule kRules[] = {
     {"HNSHK", {2, 3, 4, 5}, 0, 1},
     {"HNSHA", {2}, 0},
     {"HNVSK", {2, 3, 6}, 0, 1},
-    {"HNVSD", {}, 2},  // its content is segments of its own
     {"HKIDN", {5}, 0},
     {"HKVVB", {}, 2},
     {"HKSYN", {}, 2},
@@ -54,159 +50,140 @@ bool IsParameters(std::string_view code) {
   return code.size() == 6 && code.starts_with("HI") && code.ends_with('S');
 }
 
-bool Stays(const Rule* rule, unsigned element, std::size_t group) {
-  if (element == 1) return true;
+bool IsCodePart(char c) { return IsDigit(static_cast<unsigned char>(c)) || (c >= 'A' && c <= 'Z'); }
+
+// What a head is made of. Other text in its place is none.
+bool IsHeadPart(LogBytes& bytes, const GroupElement& group) {
+  constexpr std::uint32_t kLongest = 6;
+  if (group.raw.Size() > kLongest) return false;
+  for (std::uint32_t at = group.raw.begin; at != group.raw.end; ++at)
+    if (!IsCodePart(bytes.At(at))) return false;
+  return true;
+}
+
+bool Stays(LogBytes& bytes, std::string_view code, const GroupElement& group) {
+  if (group.element == 1) return IsHeadPart(bytes, group);
+  if (IsParameters(code)) return true;
+  const Rule* const rule = RuleOf(code);
   if (rule == nullptr) return false;
-  if (rule->all_from != 0 && element >= rule->all_from) return true;
-  return group < rule->groups || std::ranges::find(rule->elements, element) != rule->elements.end();
+  if (rule->all_from != 0 && group.element >= rule->all_from) return true;
+  return group.group < rule->groups ||
+         std::ranges::find(rule->elements, group.element) != rule->elements.end();
 }
 
-bool IsDigit(unsigned char c) { return c >= '0' && c <= '9'; }
-bool IsUpper(unsigned char c) { return (c >= 'A' && c <= 'Z') || (c >= 0xC0 && c < 0xDF); }
-// Bytes above 127 are letters in ISO 8859-1, or parts of them in UTF-8.
-bool IsLetter(unsigned char c) { return IsUpper(c) || (c >= 'a' && c <= 'z') || c >= 0x80; }
-bool IsWord(unsigned char c) { return IsDigit(c) || IsLetter(c); }
-
-// What a word is made of: "Aaa00".
-std::string ShapeOf(std::string_view word) {
-  std::string shape;
-  for (const char c : word) {
-    const auto byte = static_cast<unsigned char>(c);
-    shape += IsDigit(byte) ? '0' : IsUpper(byte) ? 'A' : 'a';
-  }
-  return shape;
+// The first position from `from` on where something holds, or the end.
+template <class Holds>
+std::uint32_t Find(LogBytes& bytes, std::uint32_t from, std::uint32_t end, Holds holds) {
+  while (from != end && !holds(bytes.At(from))) ++from;
+  return from;
+}
+auto Is(char wanted) {
+  return [wanted](char c) { return c == wanted; };
 }
 
-// The word of a shape with a number: its last characters count, digits by tens and letters by 26.
-std::string Counted(std::string shape, std::uint32_t number) {
-  for (std::size_t i = shape.size(); i-- != 0;) {
-    char& c = shape[i];
-    const std::uint32_t base = c == '0' ? 10 : 26;
-    const char zero = c == '0' ? '0' : c == 'A' ? 'X' : 'x';
-    const std::uint32_t value = number % base;
-    number /= base;
-    c = static_cast<char>(c == '0' ? zero + static_cast<char>(value)
-                                   : zero - 23 + static_cast<char>((value + 23) % 26));
-  }
-  return shape;
+void Copy(LogBytes& bytes, Range range, Gatherer& to) {
+  bytes.Put(range, [&](std::string_view piece) { to.Add(piece); });
 }
 
 }  // namespace
 
-void Anonymiser::Word(char* data, std::size_t size) {
-  const std::string_view word(data, size);
-  auto known = replaced_.find(word);
-  if (known == replaced_.end()) {
-    const std::string shape = ShapeOf(word);
-    known = replaced_.emplace(word, Counted(shape, ++counts_[shape])).first;
-  }
-  std::memcpy(data, known->second.data(), size);
-}
-
-void Anonymiser::Words(char* data, std::size_t size) {
-  char* const end = data + size;
-  const auto is_word = [](char c) { return IsWord(static_cast<unsigned char>(c)); };
-  while ((data = std::find_if(data, end, is_word)) != end) {
-    char* const behind = std::find_if_not(data, end, is_word);
-    Word(data, static_cast<std::size_t>(behind - data));
-    data = behind;
+void Anonymiser::Word(LogBytes& bytes, Range word, Gatherer& to) const {
+  std::array<char, WordCipher::kLongest> piece;
+  while (!word.IsEmpty()) {
+    std::size_t size = 0;
+    while (size < piece.size() && !word.IsEmpty()) piece[size++] = bytes.At(word.begin++);
+    words_.Replace(piece.data(), size);
+    to.Add({piece.data(), size});
   }
 }
 
-void Anonymiser::KnownWords(char* data, std::size_t size) {
-  constexpr std::size_t kShortest = 3;
-  char* const end = data + size;
-  const auto is_word = [](char c) { return IsWord(static_cast<unsigned char>(c)); };
-  const auto is_digit = [](char c) { return IsDigit(static_cast<unsigned char>(c)); };
-  while ((data = std::find_if(data, end, is_word)) != end) {
-    char* const behind = std::find_if_not(data, end, is_word);
-    const std::string_view word(data, static_cast<std::size_t>(behind - data));
-    const bool has_digit = std::ranges::any_of(word, is_digit);
-    if (has_digit || (word.size() >= kShortest && replaced_.contains(word)))
-      Word(data, word.size());
-    data = behind;
+void Anonymiser::Words(LogBytes& bytes, Range range, Gatherer& to) const {
+  while (!range.IsEmpty()) {
+    const std::uint32_t word = Find(bytes, range.begin, range.end, IsWordPart);
+    Copy(bytes, {range.begin, word}, to);
+    range.begin = Find(bytes, word, range.end, std::not_fn(IsWordPart));
+    Word(bytes, {word, range.begin}, to);
+  }
+}
+
+// Lines of information name orders: "HKCCS".
+void Anonymiser::Info(LogBytes& bytes, Range range, Gatherer& to) const {
+  constexpr std::uint32_t kShortest = 5, kLongest = 6;
+  while (!range.IsEmpty()) {
+    const std::uint32_t word = Find(bytes, range.begin, range.end, IsWordPart);
+    Copy(bytes, {range.begin, word}, to);
+    range.begin = Find(bytes, word, range.end, std::not_fn(IsWordPart));
+    const std::uint32_t size = range.begin - word;
+    const bool is_code = size >= kShortest && size <= kLongest && bytes.At(word) == 'H' &&
+                         bytes.At(word + 1) == 'K' &&
+                         Find(bytes, word, range.begin, std::not_fn(IsCodePart)) == range.begin;
+    is_code ? Copy(bytes, {word, range.begin}, to) : Word(bytes, {word, range.begin}, to);
   }
 }
 
 // Tags keep their names; their attributes' values and the text between them do not stay. References
 // like "&amp;" and declarations do, as without them it would be no XML.
-void Anonymiser::Markup(char* data, std::size_t size) {
-  const std::string_view all(data, size);
-  const auto find = [all](char c, std::size_t from) {
-    return std::min(all.find(c, from), all.size());
-  };
-  for (std::size_t at = 0; at < size;) {
-    const std::size_t tag = find('<', at);
-    Text(data + at, tag - at);
-    const std::size_t end = find('>', tag);
-    if (!all.substr(tag).starts_with("<?")) {
-      for (std::size_t quote = tag; (quote = all.find_first_of("\"'", quote)) < end;) {
-        const std::size_t close = find(all[quote], quote + 1);
-        Text(data + quote + 1, std::min(close, end) - quote - 1);
-        quote = close + 1;
-      }
+void Anonymiser::Markup(LogBytes& bytes, Range range, Gatherer& to) const {
+  const auto is_quote = [](char c) { return c == '"' || c == '\''; };
+  std::uint32_t at = range.begin;
+  while (at != range.end) {
+    const std::uint32_t tag = Find(bytes, at, range.end, Is('<'));
+    Text(bytes, {at, tag}, to);
+    const std::uint32_t end = Find(bytes, tag, range.end, Is('>'));
+    const bool is_declaration = end - tag > 1 && bytes.At(tag + 1) == '?';
+    at = tag;
+    while (!is_declaration && at != end) {
+      const std::uint32_t quote = Find(bytes, at, end, is_quote);
+      const std::uint32_t value = std::min(quote + 1, end);
+      Copy(bytes, {at, value}, to);
+      at = quote == end ? end : Find(bytes, value, end, Is(bytes.At(quote)));
+      Text(bytes, {value, at}, to);
+      // The quote that ends the value begins no other one.
+      if (at != end) Copy(bytes, {at, at + 1}, to), ++at;
     }
-    at = std::min(end + 1, size);
+    const std::uint32_t behind = std::min(end + 1, range.end);
+    Copy(bytes, {at, behind}, to);
+    at = behind;
   }
 }
 
-void Anonymiser::Text(char* data, std::size_t size) {
-  constexpr std::size_t kLongestReference = 10;
-  const std::string_view all(data, size);
-  for (std::size_t at = 0; at < size;) {
-    const std::size_t reference = std::min(all.find('&', at), size);
-    Words(data + at, reference - at);
-    const std::size_t end = all.find(';', reference);
-    at = end != std::string_view::npos && end - reference < kLongestReference ? end + 1
-         : reference < size                                                   ? reference + 1
-                                                                              : size;
+void Anonymiser::Text(LogBytes& bytes, Range range, Gatherer& to) const {
+  constexpr std::uint32_t kLongestReference = 10;
+  while (!range.IsEmpty()) {
+    const std::uint32_t reference = Find(bytes, range.begin, range.end, Is('&'));
+    Words(bytes, {range.begin, reference}, to);
+    const std::uint32_t limit = std::min(range.end - reference, kLongestReference) + reference;
+    const std::uint32_t end = Find(bytes, reference, limit, Is(';'));
+    range.begin = std::min(end != limit ? end + 1 : reference + 1, range.end);
+    Copy(bytes, {reference, range.begin}, to);
   }
 }
 
-void Anonymiser::Segment(char* data, std::string_view bytes, const struct Segment& segment) {
-  const std::string code = segment.Code();
-  if (IsParameters(code)) return;
-  const Rule* const rule = RuleOf(code);
-  for (std::size_t i = 0; i < segment.elements.size(); ++i) {
-    for (std::size_t j = 0; j < segment.elements[i].size(); ++j) {
-      const GroupElement& group = segment.elements[i][j];
-      if (Stays(rule, static_cast<unsigned>(i + 1), j)) continue;
-      char* const at = data + (group.raw.data() - bytes.data());
-      if (group.is_binary && group.raw.find('<') != std::string_view::npos) {
-        Markup(at, group.raw.size());
-      } else {
-        Words(at, group.raw.size());
-      }
-    }
-  }
+void Anonymiser::PutElement(LogBytes& bytes, std::string_view code, const GroupElement& group,
+                            const Sink& to) const {
+  if (Stays(bytes, code, group)) return bytes.Put(group.raw, to);
+  Gatherer gathered(to);
+  const bool is_markup =
+      group.is_binary && Find(bytes, group.raw.begin, group.raw.end, Is('<')) != group.raw.end;
+  is_markup ? Markup(bytes, group.raw, gathered) : Words(bytes, group.raw, gathered);
 }
 
-void Anonymiser::Message(char* data, std::string_view bytes) {
-  for (const auto& segment : ParseSegments(bytes)) Segment(data, bytes, segment);
-}
-
-std::string Anonymiser::Body(const LogBlock& block, std::string_view body) {
-  std::string result(body);
+void Anonymiser::PutBody(LogBytes& bytes, const LogBlock& block, const Sink& to) const {
+  const Range body{block.body, block.body + block.length};
+  Gatherer gathered(to);
   switch (block.kind) {
     case Kind::Date:
     case Kind::Time:
-      break;
-    case Kind::Message:
-      Message(result.data(), body);
-      break;
+      return Copy(bytes, body, gathered);
     case Kind::Xml:
     case Kind::Instruction:
     case Kind::Page:
-      Markup(result.data(), result.size());
-      break;
-    case Kind::Screen:
-    case Kind::Broken:
-      Words(result.data(), result.size());
-      break;
+      return Markup(bytes, body, gathered);
     case Kind::Info:
-      KnownWords(result.data(), result.size());
+      return Info(bytes, body, gathered);
+    default:
+      return Words(bytes, body, gathered);
   }
-  return result;
 }
 
 }  // namespace tmx::tools

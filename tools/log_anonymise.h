@@ -1,38 +1,42 @@
 // Taking people out of a log so that it can be shown to others.
 #pragma once
 
-#include <cstdint>
-#include <map>
-#include <string>
 #include <string_view>
 
 #include "tmxtools/streams/log_blocks.h"
+#include "tools/hbci_text.h"
+#include "tools/log_bytes.h"
+#include "tools/word_cipher.h"
 
 namespace tmx::tools {
 
 // Replaces names, account numbers, IBANs, user ids and the free text of a bank's answers by made-up
-// ones of the same length: letters by letters and digits by digits, everything else stays. The same
-// word always becomes the same one, so that what belongs together can still be seen.
+// ones of the same length, everything that is no letter or digit stays. The same word always
+// becomes the same one, so that what belongs together can still be seen; see WordCipher.
 //
 // Which elements of a segment stay is a table; of segments that it does not know nothing stays but
 // the head. Of binary data, XML, pages and screens only the marks of their form stay; of lines of
-// information, words with digits and words that were replaced before.
+// information, the codes of orders.
+//
+// Thread rule: any number at once.
 class Anonymiser {
  public:
-  // The body of a block with the same length.
-  std::string Body(const LogBlock& block, std::string_view body);
+  explicit Anonymiser(const SipKey& key) : words_(key) {}
+
+  // The body of a block that is no message.
+  void PutBody(LogBytes& bytes, const LogBlock& block, const Sink& to) const;
+  // A group element of the segment that the reader is in.
+  void PutElement(LogBytes& bytes, std::string_view code, const GroupElement& group,
+                  const Sink& to) const;
 
  private:
-  void Message(char* data, std::string_view bytes);
-  void Segment(char* data, std::string_view bytes, const struct Segment& segment);
-  void Markup(char* data, std::size_t size);
-  void Text(char* data, std::size_t size);
-  void Words(char* data, std::size_t size);
-  void KnownWords(char* data, std::size_t size);
-  void Word(char* data, std::size_t size);
+  void Words(LogBytes& bytes, Range range, Gatherer& to) const;
+  void Word(LogBytes& bytes, Range word, Gatherer& to) const;
+  void Info(LogBytes& bytes, Range range, Gatherer& to) const;
+  void Text(LogBytes& bytes, Range range, Gatherer& to) const;
+  void Markup(LogBytes& bytes, Range range, Gatherer& to) const;
 
-  std::map<std::string, std::string, std::less<>> replaced_;
-  std::map<std::string, std::uint32_t, std::less<>> counts_;  // by shape
+  WordCipher words_;
 };
 
 }  // namespace tmx::tools

@@ -114,13 +114,6 @@ bool LogContents::Open(const LogSource& source, const String& key) {
   return is_log;
 }
 
-std::string LogContents::Read(std::uint32_t position, std::uint32_t length) {
-  std::string bytes(length, '\0');
-  Stream().Seek(position);
-  bytes.resize(Stream().Read(bytes.data(), length));
-  return bytes;
-}
-
 bool LogContents::IsGood() {
   HbError err;
   if (!file_.GetStreamError(err)) return true;

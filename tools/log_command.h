@@ -45,7 +45,6 @@ class LogContents {
   // False, with a complaint, when it cannot be read.
   bool Open(const LogSource& source, const String& key);
   SvStream& Stream() { return *file_.GetStream(); }
-  std::string Read(std::uint32_t position, std::uint32_t length);
   // False, with a complaint, after a failed read.
   bool IsGood();
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "tmxtools/platform/crypto.h"
 #include "tools/command.h"
 #include "tools/hbci_text.h"
-#include "tools/log_anonymise.h"
 #include "tools/log_command.h"
 #include "tools/log_lines.h"
 #include "tools/output.h"
@@ -23,60 +23,137 @@ using Json = nlohmann::ordered_json;
 
 // ---- text ---------------------------------------------------------------------------------------
 
+class LinesToOutput : public LineSink {
+ public:
+  void Begin(const LogLine& line) override {
+    end_ = line.kind == LogLine::Kind::Title ? " ==\n" : "\n";
+    if (line.kind == LogLine::Kind::Title) std::fputs("\n== ", stdout);
+    Add(line.text);
+  }
+  void Add(std::string_view text) override { std::fputs(ForOutput(text).c_str(), stdout); }
+  void End() override { std::fputs(end_, stdout); }
+
+ private:
+  const char* end_ = "";
+};
+
 class TextPrinter : public LogPrinter {
  public:
-  void Block(const LogBlock& block, std::string_view body) override {
-    const std::vector<LogLine> lines = LinesOf(block, body);
-    for (const LogLine& line : lines) {
-      const bool is_title = line.kind == LogLine::Kind::Title;
-      std::printf(is_title ? "\n== %s ==\n" : "%s\n", ForOutput(line.text).c_str());
-    }
-  }
+  void Block(ShownLog& log, const LogBlock& block) override { PutLines(log, block, lines_); }
+
+ private:
+  LinesToOutput lines_;
 };
 
 // ---- JSON ---------------------------------------------------------------------------------------
 
-std::string Base64(std::string_view bytes) {
-  static constexpr char kDigits[] =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    std::uint32_t group = 0;
-    const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
-    for (std::size_t j = 0; j < 3; ++j)
-      group = group << 8 | (j < count ? static_cast<unsigned char>(bytes[i + j]) : 0u);
-    for (std::size_t j = 0; j < 4; ++j)
-      text += j <= count ? kDigits[group >> (18 - 6 * j) & 63] : '=';
+void Put(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+
+class Base64 {
+ public:
+  ~Base64() {
+    if (count_ == 0) return;
+    char digits[4];
+    Digits(group_ << 8 * (3 - count_), digits);
+    for (std::size_t i = count_ + 1; i < 4; ++i) digits[i] = '=';
+    Put({digits, 4});
   }
-  return text;
+  void Add(std::string_view bytes) {
+    const Sink put = Put;
+    Gatherer gathered(put);
+    for (const char c : bytes) {
+      group_ = group_ << 8 | static_cast<unsigned char>(c);
+      if (++count_ < 3) continue;
+      char digits[4];
+      Digits(group_, digits);
+      gathered.Add({digits, 4});
+      group_ = 0;
+      count_ = 0;
+    }
+  }
+
+ private:
+  static void Digits(std::uint32_t group, char* digits) {
+    static constexpr char kDigits[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    for (int i = 0; i < 4; ++i) digits[i] = kDigits[group >> (18 - 6 * i) & 63];
+  }
+
+  std::uint32_t group_ = 0;
+  std::uint32_t count_ = 0;  // of the bytes in the group
+};
+
+void PutJson(const Produce& text) {
+  Put("\"");
+  PutAsUtf8(text, [](std::string_view piece) {
+    // A piece may end inside a character, which is nothing to a byte that needs no escape.
+    const Sink put = Put;
+    Gatherer gathered(put);
+    for (const char c : piece) {
+      if (static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\') {
+        gathered.Add(c);
+        continue;
+      }
+      const std::string escaped = Json(std::string(1, c)).dump();
+      gathered.Add(std::string_view(escaped).substr(1, escaped.size() - 2));
+    }
+  });
+  Put("\"");
 }
 
-Json JsonOf(const GroupElement& group, bool is_container) {
-  if (!group.is_binary) return AsUtf8(group.Text());
-  Json binary = {{"bytes", group.raw.size()}};
-  if (is_container) return binary;  // its content follows as segments
-  if (IsText(group.raw)) {
-    binary["text"] = AsUtf8(group.raw);
+void PutElement(ShownLog& log, const SegmentReader& segment, const GroupElement& group) {
+  if (!group.is_binary) return PutJson(log.Text(segment, group));
+  Put("{\"bytes\":" + std::to_string(group.raw.Size()));
+  const Produce raw = log.Raw(segment, group);
+  if (segment.IsContainer()) {  // its content follows as segments
+  } else if (IsText(raw)) {
+    Put(",\"text\":");
+    PutJson(raw);
   } else {
-    binary["base64"] = Base64(group.raw);
+    Put(",\"base64\":\"");
+    {
+      Base64 base64;
+      raw([&](std::string_view piece) { base64.Add(piece); });
+    }
+    Put("\"");
   }
-  return binary;
+  Put("}");
 }
 
-Json JsonOf(const Segment& segment) {
-  Json elements = Json::array();
-  for (std::size_t i = 1; i < segment.elements.size(); ++i) {
-    const DataElement& element = segment.elements[i];
-    if (element.size() == 1 && element[0].raw.empty()) continue;
-    Json groups = Json::array();
-    for (const GroupElement& group : element)
-      groups.push_back(JsonOf(group, segment.IsContainer()));
-    elements.push_back({{"number", i + 1}, {"groups", std::move(groups)}});
+// The head as one text: "HNHBK:1:3".
+void PutHead(ShownLog& log, SegmentReader segment) {
+  PutJson([&](const Sink& to) {
+    SegmentReader head = segment;
+    for (GroupElement group; head.NextElement(group) && group.element == 1;) {
+      if (group.group != 0) to(":");
+      if (group.is_binary) {
+        to("<" + std::to_string(group.raw.Size()) + " bytes>");
+      } else {
+        log.Text(head, group)([&](std::string_view piece) { to(Printable(piece)); });
+      }
+    }
+  });
+}
+
+void PutSegment(ShownLog& log, SegmentReader& segment) {
+  Put("{\"head\":");
+  PutHead(log, segment);
+  Put(segment.IsInside() ? ",\"inside\":true,\"elements\":[" : ",\"elements\":[");
+  bool is_first = true;
+  for (GroupElement group; segment.NextElement(group);) {
+    const bool is_empty = group.group == 0 && group.is_last && group.raw.IsEmpty();
+    if (group.element == 1 || is_empty) continue;
+    if (group.group == 0) {
+      Put((is_first ? "" : ",") + ("{\"number\":" + std::to_string(group.element)) +
+          ",\"groups\":[");
+      is_first = false;
+    } else {
+      Put(",");
+    }
+    PutElement(log, segment, group);
+    if (group.is_last) Put("]}");
   }
-  Json json = {{"head", AsUtf8(segment.Head())}};
-  if (segment.is_inside) json["inside"] = true;
-  json["elements"] = std::move(elements);
-  return json;
+  Put("]}");
 }
 
 const char* NameOf(Kind kind) {
@@ -92,7 +169,7 @@ const char* NameOf(Kind kind) {
 class JsonPrinter : public LogPrinter {
  public:
   void Begin() override { std::fputs("[", stdout); }
-  void Block(const LogBlock& block, std::string_view body) override {
+  void Block(ShownLog& log, const LogBlock& block) override {
     Json json = {{"kind", NameOf(block.kind)}, {"start", block.begin}};
     const bool has_direction = block.kind == Kind::Message || block.kind == Kind::Xml ||
                                block.kind == Kind::Instruction || block.kind == Kind::Page;
@@ -101,19 +178,31 @@ class JsonPrinter : public LogPrinter {
       json["length"] = block.length;
     }
     if (block.kind == Kind::Screen) json["committed"] = block.is_auto_commit;
-    if (block.kind == Kind::Message) {
-      json["segments"] = Json::array();
-      for (const Segment& segment : ParseSegments(body))
-        json["segments"].push_back(JsonOf(segment));
-    } else {
-      json["text"] = AsUtf8(body);
-    }
-    std::printf("%s\n%s", is_first_ ? "" : ",", json.dump().c_str());
+    std::string begin = json.dump();
+    begin.pop_back();  // more members follow
+    Put((is_first_ ? "\n" : ",\n") + begin);
     is_first_ = false;
+    if (block.kind == Kind::Message) {
+      PutSegments(log, block);
+    } else {
+      Put(",\"text\":");
+      PutJson(log.Body(block));
+    }
+    Put("}");
   }
   void End() override { std::fputs("\n]\n", stdout); }
 
  private:
+  static void PutSegments(ShownLog& log, const LogBlock& block) {
+    Put(",\"segments\":[");
+    SegmentReader segments = log.Segments(block);
+    for (bool is_first = true; segments.NextSegment(); is_first = false) {
+      if (!is_first) Put(",");
+      PutSegment(log, segments);
+    }
+    Put("]");
+  }
+
   bool is_first_ = true;
 };
 
@@ -135,15 +224,19 @@ int Export(const LogSource& source, const String& key, const ExportOptions& opti
   LogContents contents;
   if (!contents.Open(source, key)) return kFindings;
   const std::unique_ptr<LogPrinter> printer = PrinterFor(options, source);
-  Anonymiser anonymiser;
+  std::optional<Anonymiser> anonymiser;
+  if (options.anonymise) {
+    // Nobody keeps the key, so nobody gets the words back.
+    SipKey words;
+    auto* const bytes = reinterpret_cast<std::uint8_t*>(&words);
+    if (!CurrentCrypto().FillRandom(bytes, sizeof(words)))
+      return ComplainAbout(source.path, "no random numbers for made-up words");
+    anonymiser.emplace(words);
+  }
+  ShownLog log(contents.Stream(), anonymiser);
   LogBlocks blocks(contents.Stream());
   printer->Begin();
-  while (blocks.Next()) {
-    const LogBlock& block = blocks.Block();
-    std::string body = contents.Read(block.body, block.length);
-    if (options.anonymise) body = anonymiser.Body(block, body);
-    printer->Block(block, body);
-  }
+  while (blocks.Next()) printer->Block(log, blocks.Block());
   printer->End();
   return contents.IsGood() ? kDone : kFindings;
 }

@@ -2,9 +2,8 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
-#include "tmxtools/streams/log_blocks.h"
+#include "tools/shown_log.h"
 
 namespace tmx::tools {
 
@@ -13,7 +12,7 @@ class LogPrinter {
  public:
   virtual ~LogPrinter() = default;
   virtual void Begin() {}
-  virtual void Block(const LogBlock& block, std::string_view body) = 0;
+  virtual void Block(ShownLog& log, const LogBlock& block) = 0;
   virtual void End() {}
 };
 
@@ -22,7 +21,7 @@ class HtmlPrinter : public LogPrinter {
  public:
   explicit HtmlPrinter(std::string title) : title_(std::move(title)) {}
   void Begin() override;
-  void Block(const LogBlock& block, std::string_view body) override;
+  void Block(ShownLog& log, const LogBlock& block) override;
   void End() override;
 
  private:

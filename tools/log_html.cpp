@@ -122,12 +122,12 @@ std::string Escaped(std::string_view utf8) {
   return text;
 }
 
-void Put(const std::string& html) { std::fwrite(html.data(), 1, html.size(), stdout); }
+void Put(std::string_view html) { std::fwrite(html.data(), 1, html.size(), stdout); }
 
 // Control characters other than line ends and tabs as dots; they must not stand in a page.
-std::string Clean(std::string_view bytes) {
+std::string Clean(std::string_view utf8) {
   std::string text;
-  for (const char c : AsUtf8(bytes)) {
+  for (const char c : utf8) {
     const auto byte = static_cast<unsigned char>(c);
     if (c == '\r') continue;
     text += (byte < ' ' && c != '\n' && c != '\t') || byte == 0x7F ? '.' : c;
@@ -135,25 +135,58 @@ std::string Clean(std::string_view bytes) {
   return Escaped(text);
 }
 
-void PutSegment(const Segment& segment) {
-  Put(segment.is_inside ? "<div class=\"segment inside\">" : "<div class=segment>");
-  Put("<b>" + Escaped(Utf8(segment.Head())) + "</b>");
-  std::string binary;
-  for (std::size_t i = 1; i < segment.elements.size(); ++i) {
-    std::string element;
-    for (const GroupElement& group : segment.elements[i]) {
-      if (&group != &segment.elements[i].front()) element += ":";
-      if (!group.is_binary) {
-        element += Clean(group.Text());
-        continue;
-      }
-      element += "&lt;" + std::to_string(group.raw.size()) + " bytes&gt;";
-      if (IsText(group.raw) && !segment.IsContainer())
-        binary += "<pre>" + Clean(group.raw) + "</pre>\n";
-    }
-    if (!element.empty()) Put("<i>" + std::to_string(i + 1) + "</i>" + element);
+void PutClean(const Produce& text, const Sink& to) {
+  PutAsUtf8(text, [&](std::string_view piece) { to(Clean(piece)); });
+}
+
+void PutPreformatted(const Produce& text) {
+  Put("<pre>");
+  PutClean(text, Put);
+  Put("</pre>\n");
+}
+
+void PutHead(ShownLog& log, const SegmentReader& segment, const GroupElement& group) {
+  if (group.group != 0) Put(":");
+  if (group.is_binary) return Put("&lt;" + std::to_string(group.raw.Size()) + " bytes&gt;");
+  log.Text(segment, group)([](std::string_view piece) { Put(Escaped(Utf8(Printable(piece)))); });
+}
+
+// A label that stands before the first piece of an element, if there is any.
+class ElementPrinter {
+ public:
+  void Put(ShownLog& log, const SegmentReader& segment, const GroupElement& group) {
+    if (group.group == 0) is_labelled_ = false;
+    const auto put = [&](std::string_view html) {
+      if (html.empty()) return;
+      if (!is_labelled_) tools::Put("<i>" + std::to_string(group.element) + "</i>");
+      is_labelled_ = true;
+      tools::Put(html);
+    };
+    if (group.group != 0) put(":");
+    if (group.is_binary) return put("&lt;" + std::to_string(group.raw.Size()) + " bytes&gt;");
+    PutClean(log.Text(segment, group), put);
   }
-  Put("</div>\n" + binary);
+
+ private:
+  bool is_labelled_ = false;
+};
+
+void PutSegment(ShownLog& log, SegmentReader& segment) {
+  SegmentReader again = segment;
+  Put(segment.IsInside() ? "<div class=\"segment inside\"><b>" : "<div class=segment><b>");
+  ElementPrinter element;
+  bool is_head = true;
+  for (GroupElement group; segment.NextElement(group);) {
+    if (is_head && group.element != 1) Put("</b>"), is_head = false;
+    is_head ? PutHead(log, segment, group) : element.Put(log, segment, group);
+  }
+  Put(is_head ? "</b></div>\n" : "</div>\n");
+  if (segment.IsContainer()) return;
+  for (GroupElement group; again.NextElement(group);) {
+    if (!group.is_binary || group.element == 1) continue;
+    const Produce raw = log.Raw(again, group);
+    if (IsText(raw)) PutPreformatted(raw);
+  }
 }
 
 }  // namespace
@@ -173,13 +206,13 @@ void HtmlPrinter::Begin() {
       "</header>\n<main>\n");
 }
 
-void HtmlPrinter::Block(const LogBlock& block, std::string_view body) {
+void HtmlPrinter::Block(ShownLog& log, const LogBlock& block) {
   const std::string title = TitleOf(block);
   if (title.empty()) {
-    const char* const label = block.kind == Kind::Date   ? "Datum: "
-                              : block.kind == Kind::Time ? "Uhrzeit: "
-                                                         : "";
-    Put("<div class=info>" + (label + Clean(body)) + "</div>\n");
+    Put("<div class=info>");
+    Put(LabelOf(block));
+    PutClean(log.Body(block), Put);
+    Put("</div>\n");
     return;
   }
   const bool has_direction = block.kind != Kind::Screen && block.kind != Kind::Broken;
@@ -187,9 +220,10 @@ void HtmlPrinter::Block(const LogBlock& block, std::string_view body) {
   Put("<details open class=\"" + std::string(direction) + "\"><summary>" + title +
       "</summary><div class=body>\n");
   if (block.kind == Kind::Message) {
-    for (const Segment& segment : ParseSegments(body)) PutSegment(segment);
+    SegmentReader segments = log.Segments(block);
+    while (segments.NextSegment()) PutSegment(log, segments);
   } else {
-    Put("<pre>" + Clean(body) + "</pre>\n");
+    PutPreformatted(log.Body(block));
   }
   Put("</div></details>\n");
 }

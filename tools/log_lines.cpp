@@ -1,7 +1,5 @@
 #include "tools/log_lines.h"
 
-#include <algorithm>
-
 #include "tools/hbci_text.h"
 #include "tools/utf8.h"
 
@@ -10,27 +8,92 @@ namespace {
 
 using Kind = LogBlock::Kind;
 
-void AddText(std::vector<LogLine>& lines, std::string_view text, std::string_view indent = "") {
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    std::string_view line = text.substr(0, end);
-    if (line.ends_with('\r')) line.remove_suffix(1);
-    LogLine& added = lines.emplace_back();
-    added.text = std::string(indent) + Printable(line);
-    text.remove_prefix(std::min(end + 1, text.size()));
+// Cuts a text at its line ends.
+class LineCutter {
+ public:
+  LineCutter(std::string_view indent, LineSink& to) : to_(to) { begin_.text = indent; }
+  ~LineCutter() {
+    if (is_open_) to_.End();
   }
+  LineCutter(const LineCutter&) = delete;
+  LineCutter& operator=(const LineCutter&) = delete;
+
+  void Add(std::string_view text) {
+    while (!text.empty()) {
+      const std::size_t end = text.find('\n');
+      if (!is_open_) to_.Begin(begin_);
+      is_open_ = end == std::string_view::npos;
+      AddToLine(text.substr(0, end));
+      if (is_open_) return;
+      has_return_ = false;
+      to_.End();
+      text.remove_prefix(end + 1);
+    }
+  }
+
+ private:
+  // The last character is held back when it may belong to the line end.
+  void AddToLine(std::string_view part) {
+    if (part.empty()) return;
+    if (has_return_) to_.Add(Printable("\r"));
+    has_return_ = part.ends_with('\r');
+    if (has_return_) part.remove_suffix(1);
+    to_.Add(Printable(part));
+  }
+
+  LogLine begin_;
+  LineSink& to_;
+  bool is_open_ = false;
+  bool has_return_ = false;
+};
+
+void PutText(const Produce& text, std::string_view indent, LineSink& to) {
+  LineCutter cutter(indent, to);
+  PutAsLatin1(text, [&](std::string_view piece) { cutter.Add(piece); });
 }
 
-void AddSegment(std::vector<LogLine>& lines, const Segment& segment) {
-  LogLine& line = lines.emplace_back();
-  line.kind = LogLine::Kind::Segment;
-  line.text = SegmentLine(segment);
-  line.head = segment.is_inside ? 2 : 0;
-  line.head_length = segment.Head().size();
+// One segment on one line, each filled element behind its number: "HNHBS:5:1  2=1". Binary data is
+// named by its length.
+class SegmentLine {
+ public:
+  SegmentLine(ShownLog& log, SegmentReader& segment, LineSink& to)
+      : log_(log), segment_(segment), to_(to) {}
+
+  void Put() {
+    LogLine line;
+    line.kind = LogLine::Kind::Segment;
+    if (segment_.IsInside()) line.text = "  ";
+    to_.Begin(line);
+    for (GroupElement group; segment_.NextElement(group);) Put(group);
+    to_.End();
+  }
+
+ private:
+  void Put(const GroupElement& group) {
+    const bool is_head = group.element == 1;
+    const Sink part = [&](std::string_view text) { is_head ? to_.AddHead(text) : to_.Add(text); };
+    const bool is_filled =
+        group.group != 0 || !group.is_last || group.is_binary || !group.raw.IsEmpty();
+    if (!is_head && is_filled && group.group == 0) part("  " + std::to_string(group.element) + "=");
+    if (group.group != 0) part(":");
+    if (group.is_binary) return part("<" + std::to_string(group.raw.Size()) + " bytes>");
+    log_.Text(segment_, group)([&](std::string_view piece) { part(Printable(piece)); });
+  }
+
+  ShownLog& log_;
+  SegmentReader& segment_;
+  LineSink& to_;
+};
+
+void PutSegment(ShownLog& log, SegmentReader& segment, LineSink& to) {
+  SegmentReader again = segment;
+  SegmentLine(log, segment, to).Put();
   if (segment.IsContainer()) return;  // its content follows as segments
-  for (const DataElement& element : segment.elements)
-    for (const GroupElement& group : element)
-      if (group.is_binary && IsText(group.raw)) AddText(lines, AsLatin1(group.raw), "      | ");
+  for (GroupElement group; again.NextElement(group);) {
+    if (!group.is_binary) continue;
+    const Produce raw = log.Raw(again, group);
+    if (IsText(raw)) PutText(raw, "      | ", to);
+  }
 }
 
 }  // namespace
@@ -58,28 +121,28 @@ std::string TitleOf(const LogBlock& block) {
   }
 }
 
-std::vector<LogLine> LinesOf(const LogBlock& block, std::string_view body) {
-  std::vector<LogLine> lines;
-  const std::string title = TitleOf(block);
-  if (title.empty()) {
-    const char* const label = block.kind == Kind::Date   ? "Datum: "
-                              : block.kind == Kind::Time ? "Uhrzeit: "
-                                                         : "";
-    lines.emplace_back().text = label + Printable(body);
-    return lines;
+const char* LabelOf(const LogBlock& block) {
+  return block.kind == Kind::Date ? "Datum: " : block.kind == Kind::Time ? "Uhrzeit: " : "";
+}
+
+void PutLines(ShownLog& log, const LogBlock& block, LineSink& to) {
+  LogLine head;
+  head.text = TitleOf(block);
+  if (head.text.empty()) {
+    head.text = LabelOf(block);
+    to.Begin(head);
+    log.Body(block)([&](std::string_view piece) { to.Add(Printable(piece)); });
+    return to.End();
   }
   const bool has_direction = block.kind != Kind::Screen && block.kind != Kind::Broken;
-  LogLine& head = lines.emplace_back();
   head.kind = LogLine::Kind::Title;
-  head.text = title;
   head.sent = has_direction && block.sent;
   head.received = has_direction && !block.sent;
-  if (block.kind == Kind::Message) {
-    for (const Segment& segment : ParseSegments(body)) AddSegment(lines, segment);
-  } else {
-    AddText(lines, AsLatin1(body));
-  }
-  return lines;
+  to.Begin(head);
+  to.End();
+  if (block.kind != Kind::Message) return PutText(log.Body(block), "", to);
+  SegmentReader segments = log.Segments(block);
+  while (segments.NextSegment()) PutSegment(log, segments, to);
 }
 
 }  // namespace tmx::tools

@@ -1,11 +1,11 @@
 // A log as lines for people to read.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <string>
-#include <vector>
+#include <string_view>
 
-#include "tools/log_command.h"
+#include "tools/shown_log.h"
 
 namespace tmx::tools {
 
@@ -21,10 +21,22 @@ struct LogLine {
   bool received = false;
 };
 
+// Takes lines in pieces, as one may be longer than memory.
+class LineSink {
+ public:
+  virtual ~LineSink() = default;
+  virtual void Begin(const LogLine& line) = 0;  // with the first piece of its text
+  virtual void AddHead(std::string_view text) { Add(text); }
+  virtual void Add(std::string_view text) = 0;
+  virtual void End() = 0;
+};
+
 // The lines of one block: a title for what has one, messages one segment a line, the rest as text.
-std::vector<LogLine> LinesOf(const LogBlock& block, std::string_view body);
+void PutLines(ShownLog& log, const LogBlock& block, LineSink& to);
 
 // The title of a block with a body, like "HBCI message sent, 217 bytes"; empty for single lines.
 std::string TitleOf(const LogBlock& block);
+// What stands before a single line.
+const char* LabelOf(const LogBlock& block);
 
 }  // namespace tmx::tools

@@ -258,6 +258,24 @@ class Viewer {
   std::string note_;
 };
 
+class LineCollector : public LineSink {
+ public:
+  std::vector<LogLine> Take() { return std::move(lines_); }
+
+ private:
+  void Begin(const LogLine& line) override { lines_.push_back(line); }
+  void AddHead(std::string_view text) override {
+    LogLine& line = lines_.back();
+    if (line.head_length == 0) line.head = line.text.size();
+    line.head_length += text.size();
+    line.text += text;
+  }
+  void Add(std::string_view text) override { lines_.back().text += text; }
+  void End() override {}
+
+  std::vector<LogLine> lines_;
+};
+
 int View(const LogSource& source, const String& key) {
   if (!Terminal::IsThere()) {
     std::fprintf(stderr, "tmx: view needs a terminal; export prints the whole log\n");
@@ -265,15 +283,12 @@ int View(const LogSource& source, const String& key) {
   }
   LogContents contents;
   if (!contents.Open(source, key)) return kFindings;
-  std::vector<LogLine> lines;
+  LineCollector lines;
+  ShownLog log(contents.Stream());
   LogBlocks blocks(contents.Stream());
-  while (blocks.Next()) {
-    const LogBlock& block = blocks.Block();
-    const std::vector<LogLine> more = LinesOf(block, contents.Read(block.body, block.length));
-    lines.insert(lines.end(), more.begin(), more.end());
-  }
+  while (blocks.Next()) PutLines(log, blocks.Block(), lines);
   if (!contents.IsGood()) return kFindings;
-  Viewer(source.path.substr(source.path.rfind('/') + 1), std::move(lines)).Run();
+  Viewer(source.path.substr(source.path.rfind('/') + 1), lines.Take()).Run();
   return kDone;
 }
 

@@ -5,51 +5,84 @@
 namespace tmx::tools {
 namespace {
 
-// The length of the UTF-8 sequence that bytes begin with, 0 when they begin with none.
-std::size_t SequenceLength(std::string_view bytes) {
-  const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-  const unsigned first = at(0);
-  if (first < 0x80) return 1;
-  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4 || bytes.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i)
-    if ((at(i) & 0xC0) != 0x80) return 0;
-  const bool is_out_of_range = (first == 0xE0 && at(1) < 0xA0) || (first == 0xED && at(1) > 0x9F) ||
-                               (first == 0xF0 && at(1) < 0x90) || (first == 0xF4 && at(1) > 0x8F);
-  return is_out_of_range ? 0 : length;
-}
-
-bool IsUtf8(std::string_view bytes) {
-  for (std::size_t at = 0; at < bytes.size();) {
-    const std::size_t length = SequenceLength(bytes.substr(at));
-    if (length == 0) return false;
-    at += length;
+// Whether bytes are UTF-8, told while they pass by.
+class Utf8Check {
+ public:
+  void Add(std::string_view bytes) {
+    for (const char c : bytes) Add(static_cast<unsigned char>(c));
   }
-  return true;
+  // Behind the last byte.
+  bool IsUtf8() const { return is_good_ && missing_ == 0; }
+
+ private:
+  void Add(unsigned char byte) {
+    if (missing_ != 0) {
+      is_good_ = is_good_ && byte >= lowest_ && byte <= highest_;
+      --missing_;
+    } else if (byte >= 0x80) {
+      is_good_ = is_good_ && byte >= 0xC2 && byte <= 0xF4;
+      missing_ = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : 1;
+      lowest_ = byte == 0xE0 ? 0xA0 : byte == 0xF0 ? 0x90 : 0x80;
+      highest_ = byte == 0xED ? 0x9F : byte == 0xF4 ? 0x8F : 0xBF;
+      return;
+    }
+    lowest_ = 0x80;
+    highest_ = 0xBF;
+  }
+
+  bool is_good_ = true;
+  int missing_ = 0;
+  // What the next byte of a character may be.
+  unsigned char lowest_ = 0x80, highest_ = 0xBF;
+};
+
+// Makes ISO 8859-1 of valid UTF-8.
+class Latin1Decoder {
+ public:
+  std::string Decode(std::string_view utf8) {
+    std::string text;
+    for (const char c : utf8) {
+      const auto byte = static_cast<unsigned char>(c);
+      if (byte < 0x80) {
+        text += c;
+      } else if (byte >= 0xC0) {
+        first_ = byte;
+        if (first_ > kLastFirst) text += '?';
+      } else if (first_ <= kLastFirst) {
+        text += static_cast<char>((first_ & 3) << 6 | (byte & 0x3F));
+      }
+    }
+    return text;
+  }
+
+ private:
+  static constexpr unsigned char kLastFirst = 0xC3;  // of the characters up to 255
+  unsigned char first_ = 0;
+};
+
+bool IsUtf8(const Produce& text) {
+  Utf8Check check;
+  text([&](std::string_view piece) { check.Add(piece); });
+  return check.IsUtf8();
 }
 
 }  // namespace
 
 std::string AsUtf8(std::string_view bytes) {
-  return IsUtf8(bytes) ? std::string(bytes) : Utf8(bytes);
+  Utf8Check check;
+  check.Add(bytes);
+  return check.IsUtf8() ? std::string(bytes) : Utf8(bytes);
 }
 
-std::string AsLatin1(std::string_view bytes) {
-  if (!IsUtf8(bytes)) return std::string(bytes);
-  std::string text;
-  for (std::size_t at = 0; at < bytes.size();) {
-    const std::size_t length = SequenceLength(bytes.substr(at));
-    const auto first = static_cast<unsigned char>(bytes[at]);
-    if (length == 1) {
-      text += bytes[at];
-    } else if (first <= 0xC3) {
-      text += static_cast<char>((first & 3) << 6 | (bytes[at + 1] & 0x3F));
-    } else {
-      text += '?';
-    }
-    at += length;
-  }
-  return text;
+void PutAsUtf8(const Produce& text, const Sink& to) {
+  if (IsUtf8(text)) return text(to);
+  text([&](std::string_view piece) { to(Utf8(piece)); });
+}
+
+void PutAsLatin1(const Produce& text, const Sink& to) {
+  if (!IsUtf8(text)) return text(to);
+  Latin1Decoder decoder;
+  text([&](std::string_view piece) { to(decoder.Decode(piece)); });
 }
 
 }  // namespace tmx::tools

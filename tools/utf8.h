@@ -5,10 +5,15 @@
 #include <string>
 #include <string_view>
 
+#include "tools/log_bytes.h"
+
 namespace tmx::tools {
 
 std::string AsUtf8(std::string_view bytes);
+
+// The same for a text that comes in pieces. It is asked for twice.
+void PutAsUtf8(const Produce& text, const Sink& to);
 // Characters that ISO 8859-1 does not have become "?".
-std::string AsLatin1(std::string_view bytes);
+void PutAsLatin1(const Produce& text, const Sink& to);
 
 }  // namespace tmx::tools

@@ -1,11 +1,11 @@
-// The disk of the fuzz targets that run macro files: "general", which has no subroutine, and one
-// file of the target, which it keeps as long as an engine may read it. No run leaves anything
-// behind that the next one could see.
+// The disk of the fuzz targets that run macro files: those of the target, which it keeps as long as
+// an engine may read them. No run leaves anything behind that the next one could see.
 #pragma once
 
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tests/support/bytecode_builder.h"
 #include "tests/support/refusing_env.h"
@@ -37,15 +37,20 @@ class MacroDisk : public RefusingEnv {
   static constexpr const char* kMacroPath = "/home";
   static constexpr const char* kMacroDir = "/home/macro";
 
+  // "general" without a subroutine.
   static const MacroImage& General() {
     static const MacroImage general = ImageBuilder("general").Build();
     return general;
   }
 
-  explicit MacroDisk(const MacroImage& image) : image_(image) {}
+  // A file of the target beside General().
+  explicit MacroDisk(const MacroImage& image) : images_{&image, &General()} {}
+  explicit MacroDisk(const std::vector<MacroImage>& images) {
+    for (const MacroImage& image : images) images_.push_back(&image);
+  }
 
   EnvResult<std::unique_ptr<EnvFile>> Open(const std::string& path, FileAccess) override {
-    for (const MacroImage* image : {&image_, &General()}) {
+    for (const MacroImage* const image : images_) {
       if (image->index && IsAt(path, *image, ".hbz"))
         return {std::make_unique<ViewedFile>(*image->index), {}};
       if (image->code && IsAt(path, *image, ".hbx"))
@@ -69,7 +74,7 @@ class MacroDisk : public RefusingEnv {
     return take(kMacroDir) && take("/") && take(image.name) && path == extension;
   }
 
-  const MacroImage& image_;
+  std::vector<const MacroImage*> images_;
 };
 
 }  // namespace tmx

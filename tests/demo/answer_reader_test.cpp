@@ -82,6 +82,13 @@ TEST_F(AnswerReaderTest, KeepsUnknownSegmentsUnderOtherElements) {
   EXPECT_EQ(BytesOf(*other, kOtherElements + 4000), "x'y");
 }
 
+TEST_F(AnswerReaderTest, ARequestOfTheBankIsAnUnknownSegment) {
+  const auto request = ReadOne("HKSAL:3:7:3+x'");
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->GetSegmentKennung().View(), "HKSAL");
+  EXPECT_EQ(TextOf(*request, kOtherElements + 1000), "x");
+}
+
 TEST_F(AnswerReaderTest, KeepsOddValuesAsTheyStood) {
   const auto end = ReadOne("HNHBS:5:1+zwei?+'");
   ASSERT_TRUE(end);

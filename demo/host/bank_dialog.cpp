@@ -12,6 +12,10 @@
 namespace tmx::demo {
 namespace {
 
+// Of the dialog's security variables, as the macros name them.
+constexpr unsigned long kPinField = 4096;
+constexpr unsigned long kTanField = 4099;
+
 // HHMMSS
 std::string TimeText(const DateTime& moment) {
   const Time time = moment.GetTime();
@@ -57,6 +61,7 @@ bool BankDialog::End() {
   HbRequest& end = NewRequest("HKEND", 1);
   end.GetValues().PutFieldString(dialog_->GetDialogId(), field::kDialogId);
   const bool ended = Send({&end});
+  ForgetPin();
   dialog_ = nullptr;
   return ended;
 }
@@ -113,6 +118,10 @@ bool BankDialog::AskPin(HbRequest& head) {
          report_.Fail(Outcome::kNotGiven, "no PIN was given");
 }
 
+void BankDialog::ForgetTan() { dialog_->GetSecurityVariables().Unregister(kTanField); }
+
+void BankDialog::ForgetPin() { dialog_->GetSecurityVariables().Unregister(kPinField); }
+
 void BankDialog::Log(std::string_view bytes, bool sent) {
   HbProtocolFile* const log = job_.GetProtocol();
   if (log == nullptr) return;
@@ -159,6 +168,7 @@ bool BankDialog::TakeAnswer(HbMessage& message, const std::string& bytes) {
   const std::string mismatch = MismatchOf(
       answer, bytes.size(), {std::string(dialog_->GetDialogId().View()), message.GetMsgNo()});
   if (mismatch.empty()) Distribute(message, answer);
+  if (report_.is_shut) ForgetPin();
   if (report_.is_shut || message.GetStatus() == HbStatusError) {
     std::string texts;
     for (std::size_t i = before; i < report_.bank_texts.size(); ++i)

@@ -49,6 +49,8 @@ class BankDialog {
   // Sends one message. False when nothing came back that answers it, or when the bank refuses the
   // message as a whole; then each request has an error response, whose code is the outcome.
   bool Send(const std::vector<HbRequest*>& requests);
+  // A TAN is for one message: no later one carries it.
+  void ForgetTan();
 
  private:
   bool SendMessage(const std::vector<HbRequest*>& requests);
@@ -57,6 +59,7 @@ class BankDialog {
   HbMessage& NewMessage(const std::vector<HbRequest*>& requests);
   void FillHead(HbRequest& head, const HbMessage& message);
   bool AskPin(HbRequest& head);
+  void ForgetPin();
   void Log(std::string_view bytes, bool sent);
   void TakeCodes(const AnswerReader::Result& answer);
   void Distribute(HbMessage& message, const AnswerReader::Result& answer);

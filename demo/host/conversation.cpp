@@ -15,6 +15,7 @@ constexpr unsigned short kStandardVersion = 300;
 ConversationOptions WithDefaults(ConversationOptions options) {
   if (!options.wait)
     options.wait = [](std::chrono::seconds time) { std::this_thread::sleep_for(time); };
+  if (!options.show) options.show = [](const Challenge&) {};
   return options;
 }
 
@@ -26,7 +27,7 @@ Conversation::Conversation(HbJob& job, HbUser& user, HbMacroEngine& engine, Acce
       access_(access),
       options_(WithDefaults(std::move(options))),
       dialog_(job, user, engine, access, std::move(exchange), report_),
-      tans_(dialog_, user, access, options_.wait, report_),
+      tans_(dialog_, user, access, {options_.show, options_.wait}, report_),
       permissions_(user, report_) {
   if (user_.GetHbciVersion() != kStandardVersion) user_.SetHbciVersion(kStandardVersion);
 }

@@ -16,6 +16,7 @@ struct ConversationOptions {
   std::string product_version = "1.0";
   std::string wanted_function;  // empty: the first that the bank allows
   std::string wanted_medium;    // empty: the first that the bank names
+  ShowChallenge show;           // pictures and codes among them; empty: only the text is seen
   TanSteps::Wait wait;          // replaced by tests; empty: sleeps
 };
 

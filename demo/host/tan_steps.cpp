@@ -1,5 +1,6 @@
 #include "demo/host/tan_steps.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "demo/host/segment_values.h"
@@ -10,6 +11,11 @@ namespace {
 constexpr int kTanNeeded = 30;  // 0030
 constexpr int kConfirmElsewhere = 3955;
 constexpr int kNotYetConfirmed = 3956;
+constexpr long kMostQuestions = 200;
+constexpr long kLongestWait = 120;  // seconds between two questions
+
+// What a bank asks for, but at least 1 and never without end.
+long WithinLimit(long number, long most) { return std::clamp(number, 1L, most); }
 
 // What the second step has brought belongs to the order.
 void HandOver(HbRequest& order, const HbRequest& step) {
@@ -19,9 +25,13 @@ void HandOver(HbRequest& order, const HbRequest& step) {
 
 }  // namespace
 
-TanSteps::TanSteps(BankDialog& dialog, const HbUser& user, const Access& access, Wait wait,
+TanSteps::TanSteps(BankDialog& dialog, const HbUser& user, const Access& access, Surface surface,
                    Report& report)
-    : dialog_(dialog), user_(user), access_(access), wait_(std::move(wait)), report_(report) {}
+    : dialog_(dialog),
+      user_(user),
+      access_(access),
+      surface_(std::move(surface)),
+      report_(report) {}
 
 HbRequest* TanSteps::NewRequest(const char* process, const std::string& order_code) {
   const auto procedure = TanProcedure::Find(user_, access_.security_function);
@@ -65,26 +75,29 @@ bool TanSteps::GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challe
   const TanProcedure procedure = *TanProcedure::Find(user_, access_.security_function);
   std::string label = procedure.Text(field::kProcedureInputText);
   if (label.empty()) label = "TAN";
+  const Challenge shown = ReadChallenge(challenge, false);
+  surface_.show(shown);
   HbError error;
   std::string ignored;
-  const std::string text = TextOf(challenge, field::kChallenge);
-  if (!dialog_.Runner().Run(tan, "AskTan", error, ignored, std::string_view(text),
-                            std::string_view(label),
-                            static_cast<short>(procedure.Number(field::kProcedureTanLength, 99))))
+  const bool given = dialog_.Runner().Run(
+      tan, "AskTan", error, ignored, std::string_view(shown.text), std::string_view(label),
+      static_cast<short>(procedure.Number(field::kProcedureTanLength, 99)));
+  const bool sent = given && dialog_.Send({answer});
+  dialog_.ForgetTan();
+  if (!given)
     return report_.Fail(Outcome::kNotGiven, "no TAN was given: the order is not carried out");
-  if (!dialog_.Send({answer})) return false;
-  HandOver(order, *answer);
-  return true;
+  if (sent) HandOver(order, *answer);
+  return sent;
 }
 
 bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge) {
   const std::string reference = TextOf(challenge, field::kOrderReference);
   const TanProcedure procedure = *TanProcedure::Find(user_, access_.security_function);
-  const long most = procedure.Number(field::kProcedureMaxRequests, 20);
+  const long most = WithinLimit(procedure.Number(field::kProcedureMaxRequests, 20), kMostQuestions);
   long wait = procedure.Number(field::kProcedureWaitFirst, 5);
-  report_.bank_texts.push_back("     " + TextOf(challenge, field::kChallenge));
+  surface_.show(ReadChallenge(challenge, true));
   for (long i = 0; i < most; ++i) {
-    wait_(std::chrono::seconds(wait));
+    surface_.wait(std::chrono::seconds(WithinLimit(wait, kLongestWait)));
     HbRequest* const question = NewRequest("S", "");
     if (question == nullptr) return false;
     PutText(question->GetValues(), reference, field::kOrderReference);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "demo/host/bank_dialog.h"
+#include "demo/host/challenge.h"
 #include "demo/host/tan_procedure.h"
 
 namespace tmx::demo {
@@ -18,7 +19,14 @@ class TanSteps {
   // Waits before the bank is asked whether the user has confirmed.
   using Wait = std::function<void(std::chrono::seconds)>;
 
-  TanSteps(BankDialog& dialog, const HbUser& user, const Access& access, Wait wait, Report& report);
+  // How the steps reach the user. Both are given.
+  struct Surface {
+    ShowChallenge show;
+    Wait wait;
+  };
+
+  TanSteps(BankDialog& dialog, const HbUser& user, const Access& access, Surface surface,
+           Report& report);
 
   // Sends requests together with the HKTAN of one of them, gives the TAN or waits for the
   // confirmation, if the bank asks for one. What the bank then answers belongs to that request.
@@ -34,7 +42,7 @@ class TanSteps {
   BankDialog& dialog_;
   const HbUser& user_;
   const Access& access_;
-  Wait wait_;
+  Surface surface_;
   Report& report_;
 };
 

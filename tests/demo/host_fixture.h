@@ -30,6 +30,7 @@ class HostFixture : public ::testing::Test {
   }
 
   void Restart(ConversationOptions options) {
+    options.show = [this](const Challenge& challenge) { challenges_.push_back(challenge); };
     options.wait = [this](std::chrono::seconds time) { waited_ += time.count(); };
     const auto exchange = [this](const std::string& message, std::string& answer,
                                  std::string& problem) {
@@ -71,6 +72,7 @@ class HostFixture : public ::testing::Test {
   std::string tan_ = "123456";
   bool gives_tan_ = true;
   std::string challenge_;
+  std::vector<Challenge> challenges_;
   long waited_ = 0;
   int messages_ = 0;
   std::vector<std::string> sent_;

@@ -1,0 +1,182 @@
+// Transfers with a TAN or a confirmation on another device.
+#include "demo/host/tan_steps.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "demo/bank/procedures.h"
+#include "demo/host/segment_values.h"
+#include "tests/demo/transfer_fixture.h"
+
+namespace tmx::demo {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+class TanSteps : public TransferFixture {};
+
+TEST_F(TanSteps, MovesMoneyOnceItsTanIsGiven) {
+  ASSERT_TRUE(TransferTo("12.34")) << conversation().Problem();
+  EXPECT_EQ(Balance(), FirstBalance() - 1234);
+  EXPECT_EQ(access_.security_function, "910");
+  EXPECT_EQ(access_.tan_medium, "Karte 1");
+  EXPECT_THAT(challenge_, HasSubstr("TAN"));
+}
+
+TEST_F(TanSteps, IsNotCarriedOutWithoutATan) {
+  gives_tan_ = false;
+  EXPECT_FALSE(TransferTo("12.34"));
+  EXPECT_EQ(conversation().Problem(), "no TAN was given: the order is not carried out");
+  EXPECT_EQ(Balance(), FirstBalance());
+}
+
+TEST_F(TanSteps, IsRefusedWithAWrongTan) {
+  tan_ = "654321";
+  EXPECT_FALSE(TransferTo("12.34"));
+  EXPECT_THAT(conversation().Problem(), HasSubstr("9941"));
+  EXPECT_EQ(Balance(), FirstBalance());
+}
+
+TEST_F(TanSteps, IsConfirmedOnAnotherDeviceWhereTheProcedureIsDecoupled) {
+  ConversationOptions options;
+  options.wanted_function = "946";
+  Restart(options);
+  ASSERT_TRUE(TransferTo("12.34")) << conversation().Problem();
+  EXPECT_EQ(Balance(), FirstBalance() - 1234);
+  EXPECT_EQ(waited_, 3);  // two seconds, and one more
+}
+
+TEST_F(TanSteps, HandOnAFlickerCode) {
+  ASSERT_TRUE(TransferTo("1.00")) << conversation().Problem();
+  ASSERT_THAT(challenges_, SizeIs(1));
+  EXPECT_EQ(challenges_[0].kind, ChallengeKind::kFlicker);
+  EXPECT_EQ(challenges_[0].bytes, "1784047110112000050815");
+  EXPECT_EQ(challenges_[0].medium, "Karte 1");
+  EXPECT_EQ(challenges_[0].text, challenge_);
+  EXPECT_FALSE(challenges_[0].is_elsewhere);
+}
+
+TEST_F(TanSteps, HandOnAPicture) {
+  ConversationOptions options;
+  options.wanted_medium = "Leser + Kamera";
+  Restart(options);
+  ASSERT_TRUE(TransferTo("1.00")) << conversation().Problem();
+  ASSERT_THAT(challenges_, SizeIs(1));
+  EXPECT_EQ(challenges_[0].kind, ChallengeKind::kPicture);
+  EXPECT_EQ(challenges_[0].type, "image/png");
+  EXPECT_THAT(challenges_[0].bytes, StartsWith("\x89PNG"));
+  EXPECT_THAT(challenges_[0].bytes, SizeIs(67));
+}
+
+TEST_F(TanSteps, SendATanInOneMessageOnly) {
+  ASSERT_TRUE(TransferTo("1.00")) << conversation().Problem();
+  ASSERT_TRUE(conversation().Close()) << conversation().Problem();
+  const auto with_tan = std::ranges::count_if(sent_, [this](const std::string& message) {
+    return message.find(tan_) != std::string::npos;
+  });
+  EXPECT_EQ(with_tan, 1);
+}
+
+TEST_F(TanSteps, DoNotSendARefusedTanAgain) {
+  tan_ = "654321";
+  EXPECT_FALSE(TransferTo("12.34"));
+  conversation().Close();
+  EXPECT_EQ(sent_.back().find(tan_), std::string::npos);
+}
+
+TEST_F(TanSteps, ShowWhatIsToBeConfirmedBeforeTheyWait) {
+  ConversationOptions options;
+  options.wanted_function = "946";
+  Restart(options);
+  ASSERT_TRUE(TransferTo("12.34")) << conversation().Problem();
+  ASSERT_THAT(challenges_, SizeIs(1));
+  EXPECT_TRUE(challenges_[0].is_elsewhere);
+  EXPECT_EQ(challenges_[0].kind, ChallengeKind::kText);
+  EXPECT_THAT(challenges_[0].text, HasSubstr("App"));
+}
+
+TEST_F(TanSteps, AskNoMoreOftenForAConfirmationThanTheBankAllows) {
+  BankOptions bank;
+  bank.confirm_after = 1000;
+  bank_ = SandboxBank(bank);
+  ConversationOptions options;
+  options.wanted_function = "946";
+  Restart(options);
+  EXPECT_FALSE(TransferTo("12.34"));
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kNotGiven);
+  EXPECT_EQ(conversation().Problem(), "the order was not confirmed in time");
+  EXPECT_EQ(waited_, kFirstWait + (kMostStatusRequests - 1) * kNextWait);
+  EXPECT_EQ(Balance(), FirstBalance());
+}
+
+TEST_F(TanSteps, HaveLimitsOfTheirOwn) {
+  BankOptions bank;
+  bank.confirm_after = 1000;
+  bank_ = SandboxBank(bank);
+  ConversationOptions options;
+  options.wanted_function = "946";
+  Restart(options);
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  HbSegment& procedures = *user_.GetBPDSegment("HITANS", 7, true);
+  const unsigned long second = 1000;  // the procedure
+  procedures.PutFieldInt32(0, field::kProcedureMaxRequests + second);
+  procedures.PutFieldInt32(86400, field::kProcedureWaitFirst + second);
+  std::vector<BankAccount> accounts;
+  ASSERT_TRUE(conversation().Accounts(accounts)) << conversation().Problem();
+  EXPECT_FALSE(conversation().Transfer(
+      accounts[0], kPain, PaymentFile(accounts[0].iban, "DE02120300000000202051", "1.00")));
+  EXPECT_EQ(conversation().Problem(), "the order was not confirmed in time");
+  EXPECT_EQ(waited_, 120);
+}
+
+TEST_F(TanSteps, OpenADialogWithATan) {
+  BankOptions bank;
+  bank.tan_at_login = true;
+  bank_ = SandboxBank(bank);
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_THAT(challenges_, SizeIs(1));
+  EXPECT_GT(user_.UPDSegmentCount(), 0);
+  EXPECT_NE(user_.GetUPDSegment(String()), nullptr);
+}
+
+Challenge Read(const std::string& bytes) {
+  const auto hitan = Ref<HbSegment>::Adopt(new HbSegment("HITAN", 7));
+  hitan->PutFieldBinary(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
+                        field::kChallengeHhdUc);
+  return ReadChallenge(*hitan, false);
+}
+
+TEST(Challenge, OfTextAloneHasNoBytes) {
+  const auto hitan = Ref<HbSegment>::Adopt(new HbSegment("HITAN", 7));
+  hitan->PutFieldString("Bitte", field::kChallenge);
+  const Challenge challenge = ReadChallenge(*hitan, true);
+  EXPECT_EQ(challenge.kind, ChallengeKind::kText);
+  EXPECT_EQ(challenge.text, "Bitte");
+  EXPECT_EQ(challenge.bytes, "");
+  EXPECT_TRUE(challenge.is_elsewhere);
+}
+
+TEST(Challenge, KeepsBytesThatAreNoPicture) {
+  for (const std::string& bytes :
+       {std::string("0248"), std::string("\0", 1), std::string("\0\3a/b", 5),
+        std::string("\0\3a/b\0", 6), std::string("\0\3a/b\0\2x", 8), std::string("\0\3abc\0\1x", 8),
+        std::string("\0\3a /\0\1x", 8)}) {
+    const Challenge challenge = Read(bytes);
+    EXPECT_EQ(challenge.kind, ChallengeKind::kFlicker);
+    EXPECT_EQ(challenge.bytes, bytes);
+  }
+}
+
+TEST(Challenge, TakesAPictureWithItsType) {
+  const Challenge challenge = Read(std::string("\0\3a/b\0\2xy", 9));
+  EXPECT_EQ(challenge.kind, ChallengeKind::kPicture);
+  EXPECT_EQ(challenge.type, "a/b");
+  EXPECT_EQ(challenge.bytes, "xy");
+}
+
+}  // namespace
+}  // namespace tmx::demo

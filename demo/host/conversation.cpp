@@ -10,7 +10,8 @@
 namespace tmx::demo {
 namespace {
 
-constexpr unsigned short kStandardVersion = 300;
+constexpr unsigned short kFints30 = 300;
+constexpr unsigned short kHbci22 = 220;
 
 ConversationOptions WithDefaults(ConversationOptions options) {
   if (!options.wait)
@@ -29,11 +30,17 @@ Conversation::Conversation(HbJob& job, HbUser& user, HbMacroEngine& engine, Acce
       dialog_(job, user, engine, access, std::move(exchange), report_),
       tans_(dialog_, user, access, {options_.show, options_.wait}, report_),
       permissions_(user, report_) {
-  if (user_.GetHbciVersion() != kStandardVersion) user_.SetHbciVersion(kStandardVersion);
+  if (!IsHbci22() && user_.GetHbciVersion() != kFints30) user_.SetHbciVersion(kFints30);
+}
+
+bool Conversation::IsHbci22() const { return user_.GetHbciVersion() == kHbci22; }
+
+bool Conversation::MustSynchronise() const {
+  return access_.system_id == "0" || (!IsHbci22() && access_.allowed_functions.empty());
 }
 
 bool Conversation::Open() {
-  if (access_.system_id == "0" || access_.allowed_functions.empty()) {
+  if (MustSynchronise()) {
     if (!OpenDialog(true) || !ChooseFunction() || !ChooseMedium() || !dialog_.End()) return false;
   } else if (!ChooseFunction()) {
     return false;
@@ -53,7 +60,7 @@ HbRequest& Conversation::NewIdentity() {
 }
 
 HbRequest& Conversation::NewPreparation() {
-  HbRequest& preparation = dialog_.NewRequest("HKVVB", 3);
+  HbRequest& preparation = dialog_.NewRequest("HKVVB", IsHbci22() ? 2 : 3);
   HbSegment& values = preparation.GetValues();
   const HbSegment* const bank = user_.GetBPDSegment("HIBPA", 0, true);
   const HbSegment* const rights = user_.GetUPDSegment(String());
@@ -72,7 +79,7 @@ bool Conversation::OpenDialog(bool synchronise) {
   HbRequest& identity = NewIdentity();
   std::vector<HbRequest*> requests{&identity, &NewPreparation()};
   if (synchronise) {
-    HbRequest& question = dialog_.NewRequest("HKSYN", 3);
+    HbRequest& question = dialog_.NewRequest("HKSYN", IsHbci22() ? 2 : 3);
     question.GetValues().PutFieldInt16(0, field::kSyncMode);
     requests.push_back(&question);
   }

@@ -24,6 +24,10 @@ struct ConversationOptions {
 // checks the parameters of bank and user before it builds a request; where they forbid it, the
 // problem names the parameter.
 //
+// It speaks FinTS 3.0, or HBCI 2.2 with a user of that version: then it knows no procedures with a
+// TAN, and the user's parameters name the accounts. The engine must have the macro files that go
+// with it.
+//
 // After a refused PIN or a lock nothing more is sent, not even the end of the dialog: a second try
 // could lock the account.
 //
@@ -59,6 +63,8 @@ class Conversation {
   const std::vector<std::string>& BankTexts() const { return report_.bank_texts; }
 
  private:
+  bool IsHbci22() const;
+  bool MustSynchronise() const;
   bool OpenDialog(bool synchronise);
   HbRequest& NewIdentity();
   HbRequest& NewPreparation();

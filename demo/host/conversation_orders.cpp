@@ -30,9 +30,34 @@ std::string ContinuationMark(const HbObject& order) {
   return mark;
 }
 
+// The account whose fields stand that far from their ids.
+BankAccount AccountOf(const HbSegment& segment, unsigned long at) {
+  BankAccount account;
+  account.number = TextOf(segment, field::kAccountNumber + at);
+  account.iban = TextOf(segment, field::kIban + at);
+  account.bic = TextOf(segment, field::kBic + at);
+  account.subaccount = TextOf(segment, field::kSubaccount + at);
+  account.country = NumberOf(segment, field::kCountry + at, account.country);
+  account.bank_code = TextOf(segment, field::kBankCode + at);
+  return account;
+}
+
+// The accounts that the user's parameters name.
+std::vector<BankAccount> AccountsOf(const HbUser& user) {
+  std::vector<BankAccount> accounts;
+  for (unsigned short i = 0; i < user.UPDSegmentCount(); ++i)
+    if (const HbSegment& segment = *user.GetUPDSegment(i); CodeOf(segment) == "HIUPD")
+      accounts.push_back(AccountOf(segment, 0));
+  return accounts;
+}
+
 }  // namespace
 
 bool Conversation::Accounts(std::vector<BankAccount>& accounts) {
+  if (IsHbci22()) {
+    accounts = AccountsOf(user_);
+    return !accounts.empty() || report_.Fail(Outcome::kWrongAnswer, "HIUPD names no accounts");
+  }
   constexpr unsigned long kAccountStep = 100;
   const unsigned short version = permissions_.VersionOf("HKSPA", 1, 1);
   if (version == 0) return false;
@@ -42,20 +67,14 @@ bool Conversation::Accounts(std::vector<BankAccount>& accounts) {
   if (answer == nullptr)
     return report_.Fail(Outcome::kWrongAnswer, "the bank has named no accounts");
   for (unsigned long at = 0;; at += kAccountStep) {
-    BankAccount account;
-    const bool more = HasText(*answer, field::kAccountNumber + at, account.number);
-    account.iban = TextOf(*answer, field::kIban + at);
-    if (!more && account.iban.empty()) return true;
-    account.bic = TextOf(*answer, field::kBic + at);
-    account.subaccount = TextOf(*answer, field::kSubaccount + at);
-    account.country = NumberOf(*answer, field::kCountry + at, account.country);
-    account.bank_code = TextOf(*answer, field::kBankCode + at);
+    BankAccount account = AccountOf(*answer, at);
+    if (account.number.empty() && account.iban.empty()) return true;
     accounts.push_back(std::move(account));
   }
 }
 
 bool Conversation::Balance(const BankAccount& account, Ref<HbSegment>& balance) {
-  const unsigned short version = permissions_.VersionOf("HKSAL", 8, 5);
+  const unsigned short version = permissions_.VersionOf("HKSAL", 8, IsHbci22() ? 3 : 5);
   if (version == 0 || !permissions_.IsAllowedFor(account, "HKSAL")) return false;
   HbRequest& order = dialog_.NewRequest("HKSAL", version);
   PutAccount(order.GetValues(), account);

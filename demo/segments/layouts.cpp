@@ -59,6 +59,7 @@ constexpr Layout kLayouts[] = {
      ACCOUNT "+Iban+CustomerId+AccountType" ACCOUNT_OWNER ACCOUNT_LIMIT ALLOWED_JOBS
              "x999+AccountData"},
     {"HISYN", 3, 4, "SystemId+MessageNumber+SignatureId+SignatureId2"},
+    {"HISAL", 3, 4, OLD_ACCOUNT BALANCE},
     {"HISAL", 5, 5, ACCOUNT BALANCE "+BalanceDate+BalanceTime+DueDate"},
     {"HISAL", 6, 6, ACCOUNT BALANCE "+Overdraft:OverdraftCurrency+BalanceDate:BalanceTime+DueDate"},
     {"HISAL", 7, 8,
@@ -84,7 +85,7 @@ constexpr Layout kLayouts[] = {
      JOB_PARAMETERS "+SecurityClass+OneStepAllowed:ManyTansAllowed:HashMethod:(" PROCEDURE
                     ":ProcedureMaxRequests:ProcedureWaitFirst:ProcedureWaitNext:ProcedureManual:"
                     "ProcedureAutomatic)*1000"},
-    {"HISALS", 5, 5, JOB_PARAMETERS},
+    {"HISALS", 3, 5, JOB_PARAMETERS},
     {"HISALS", 6, 8, JOB_PARAMETERS "+SecurityClass"},
     {"HIKAZS", 5, 5, JOB_PARAMETERS "+StorageDays:MaxEntriesAllowed:AllAccountsAllowed"},
     {"HIKAZS", 6, 7,
@@ -103,6 +104,7 @@ constexpr Layout kLayouts[] = {
     {"HKSYN", 2, 3, "SyncMode"},
     {"HKEND", 1, 1, "DialogId"},
     {"HKSPA", 1, 1, "(" ACCOUNT ")*100"},
+    {"HKSAL", 3, 4, OLD_ACCOUNT "+AllAccounts+Currency+MaxEntries+Touchdown"},
     {"HKSAL", 5, 6, ACCOUNT "+AllAccounts+MaxEntries+Touchdown"},
     {"HKSAL", 7, 8, SEPA_ACCOUNT "+AllAccounts+MaxEntries+Touchdown"},
     {"HKKAZ", 5, 6, ACCOUNT PERIOD},

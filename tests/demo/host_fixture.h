@@ -17,9 +17,11 @@ namespace tmx::demo {
 
 class HostFixture : public ::testing::Test {
  protected:
-  HostFixture() : engine_(MacroPath().c_str()) {
+  // `messages` is the macro file of what stands around the segments.
+  explicit HostFixture(const char* messages = "pt0") : engine_(MacroPath().c_str()) {
     HbError error;
-    for (const char* name : {"hbcim4", "pt0"}) EXPECT_TRUE(engine_.PushFile(name, error)) << name;
+    for (const char* name : {"hbcim4", messages})
+      EXPECT_TRUE(engine_.PushFile(name, error)) << name;
     user_.SetKIKLaenderkennzeichen(280);
     user_.SetKIKKreditsinstitutscode("99900011");
     user_.SetBenutzerkennung("4711");

@@ -19,7 +19,7 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 // A message with right lengths around the segments given.
 std::string Wrapped(const std::string& body, const std::string& tail = "HNHBS:5:1+1'") {
   const std::string rest =
-      "+300+0+1'HNVSK:998:3+PIN:1+998+1+1::0+1:20260115:120000+2:2:13:@8@00000000:5:1+"
+      "+300+D1+1'HNVSK:998:3+PIN:1+998+1+1::0+1:20260115:120000+2:2:13:@8@00000000:5:1+"
       "280:99900011:4711:V:0:0+0'HNVSD:999:1+@" +
       std::to_string(body.size()) + '@' + body + '\'' + tail;
   std::string size = std::to_string(10 + 12 + rest.size());
@@ -79,7 +79,7 @@ TEST(StrictMessageChecker, FindsFaultsOfTheEnvelope) {
   EXPECT_EQ(test::CheckMessage(Replaced(right, "HNVSK", "HNVSX")), "envelope: order");
   EXPECT_EQ(test::CheckMessage(Replaced(right, ":998:", ":997:")), "envelope: number");
   EXPECT_EQ(test::CheckMessage(Replaced(right, "+0000", "+0001")), "size");
-  EXPECT_EQ(test::CheckMessage(Replaced(right, "+300+", "+220+")), "version of the standard");
+  EXPECT_EQ(test::CheckMessage(Replaced(right, "+300+", "+210+")), "version of the standard");
   EXPECT_EQ(test::CheckMessage(Wrapped(kBody, "HNHBS:5:1+2'")), "message number of HNHBS");
   EXPECT_EQ(test::CheckMessage(Wrapped(kBody, "HNHBS:6:1+1'")), "segment number of HNHBS");
 }

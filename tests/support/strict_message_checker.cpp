@@ -1,7 +1,6 @@
 #include "tests/support/strict_message_checker.h"
 
 #include <algorithm>
-#include <map>
 #include <vector>
 
 namespace tmx::test {
@@ -19,37 +18,45 @@ bool IsNumber(std::string_view text) {
          std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// Elements between '+', parts between ':'. A letter is a part's type, a capital one is mandatory:
-// n number, t text, d date, h time, j yes or no, b bytes; '*' repeats the part before it.
-const std::map<std::string, std::string>& Forms() {
-  static const std::map<std::string, std::string> forms{
-      {"HNHBK:3", "N+N+T+N+t:n"},
-      {"HNVSK:3", "T:N+N+N+N:t:T+N:D:H+N:N:N:B:N:N:b+N:T:T:T:N:N+N"},
-      {"HNVSD:1", "B"},
-      {"HNSHK:4", "T:N+N+T+N+N+N:t:T+N+N:D:H+N:N:N+N:N:N+N:T:T:T:N:N"},
-      {"HKIDN:2", "N:T+T+T+N"},
-      {"HKVVB:3", "N+N+N+T+T"},
-      {"HKSYN:3", "N"},
-      {"HKTAN:6", "T+t+t:t:t:t:n:t+b+t+j+j+t:t:n:t+n+t*+t+b"},
-      {"HKTAN:7", "T+t+t:t:t:t:n:t+b+t+j+j+t:t:n:t+n+t*+t+b"},
-      {"HKSPA:1", "t:t:n:t"},
-      {"HKSAL:5", "T:t:N:T+J+n+t"},
-      {"HKSAL:6", "T:t:N:T+J+n+t"},
-      {"HKSAL:7", "t:t:t:t:n:t+J+n+t"},
-      {"HKSAL:8", "t:t:t:t:n:t+J+n+t"},
-      {"HKKAZ:5", "T:t:N:T+J+d+d+n+t"},
-      {"HKKAZ:6", "T:t:N:T+J+d+d+n+t"},
-      {"HKKAZ:7", "t:t:t:t:n:t+J+d+d+n+t"},
-      {"HKCAZ:1", "t:t:t:t:n:t+T*+J+d+d+n+t"},
-      {"HKCCS:1", "T:t:t:t:n:t+T+B"},
-      {"HKTAB:4", "N+T"},
-      {"HKTAB:5", "N+T"},
-      {"HKEND:1", "T"},
-      {"HNSHA:2", "T+t+T:t"},
-      {"HNHBS:1", "N"},
-  };
-  return forms;
-}
+#define ACCOUNT "T:t:N:T"
+#define OLD_ACCOUNT "T:N:T"
+#define SEPA_ACCOUNT "t:t:t:t:n:t"
+#define KEY "N:T:T:T:N:N"
+
+constexpr SegmentForm kForms[] = {
+    {"HNHBK:3", "N+N+T+N+t:n", 0},
+    {"HNVSK:2", "N+N+N:t:T+N:D:H+N:N:N:B:N:N:b+" KEY "+N", 220},
+    {"HNVSK:3", "T:N+N+N+N:t:T+N:D:H+N:N:N:B:N:N:b+" KEY "+N", 300},
+    {"HNVSD:1", "B", 0},
+    {"HNSHK:3", "N+T+N+N+N:t:T+N+N:D:H+N:N:N+N:N:N+" KEY, 220},
+    {"HNSHK:4", "T:N+N+T+N+N+N:t:T+N+N:D:H+N:N:N+N:N:N+" KEY, 300},
+    {"HKIDN:2", "N:T+T+T+N", 0},
+    {"HKVVB:2", "N+N+N+T+T", 220},
+    {"HKVVB:3", "N+N+N+T+T", 300},
+    {"HKSYN:2", "N", 220},
+    {"HKSYN:3", "N", 300},
+    {"HKTAN:5", "T+t+" SEPA_ACCOUNT "+b+t+t+j+j+t:t:n:t+n+t*+t", 300},
+    {"HKTAN:6", "T+t+" SEPA_ACCOUNT "+b+t+j+j+t:t:n:t+n+t*+t+b", 300},
+    {"HKTAN:7", "T+t+" SEPA_ACCOUNT "+b+t+j+j+t:t:n:t+n+t*+t+b", 300},
+    {"HKSPA:1", "t:t:n:t", 300},
+    {"HKSAL:3", OLD_ACCOUNT "+J+t+n+t", 220},
+    {"HKSAL:4", OLD_ACCOUNT "+J+t+n+t", 220},
+    {"HKSAL:5", ACCOUNT "+J+n+t", 0},
+    {"HKSAL:6", ACCOUNT "+J+n+t", 300},
+    {"HKSAL:7", SEPA_ACCOUNT "+J+n+t", 300},
+    {"HKSAL:8", SEPA_ACCOUNT "+J+n+t", 300},
+    {"HKKAZ:5", ACCOUNT "+J+d+d+n+t", 300},
+    {"HKKAZ:6", ACCOUNT "+J+d+d+n+t", 300},
+    {"HKKAZ:7", SEPA_ACCOUNT "+J+d+d+n+t", 300},
+    {"HKCAZ:1", SEPA_ACCOUNT "+T*+J+d+d+n+t", 300},
+    {"HKCCS:1", "T:t:t:t:n:t+T+B", 300},
+    {"HKTAB:4", "N+T", 300},
+    {"HKTAB:5", "N+T", 300},
+    {"HKEND:1", "T", 0},
+    {"HNSHA:1", "T+t+T:t", 220},
+    {"HNSHA:2", "T+t+T:t", 300},
+    {"HNHBS:1", "N", 0},
+};
 
 class Checker {
  public:
@@ -59,11 +66,12 @@ class Checker {
     std::vector<Pieces> outer;
     std::vector<Pieces> inner;
     if (!Split(bytes_, outer) || !CheckEnvelope(outer)) return problem_;
-    if (!Split(outer[2][1][0].text, inner) || !CheckInner(inner, outer)) return problem_;
+    if (!Split(outer[2][1][0].text, inner) || !CheckInner(inner, outer[3])) return problem_;
     for (const auto* const list : {&outer, &inner})
       for (const Pieces& segment : *list)
         if (!CheckForm(segment)) return problem_;
-    return "";
+    CheckReferences(outer, inner);
+    return problem_;
   }
 
  private:
@@ -125,21 +133,49 @@ class Checker {
       if (Text(outer[i], 0, 1) != numbers[i]) return Fail("envelope: number");
     std::string size = std::to_string(bytes_.size());
     size.insert(0, 12 - size.size(), '0');
+    const std::string standard = Text(outer[0], 2);
+    standard_ = standard == "220" ? 220 : 300;
     return Must(Text(outer[0], 1) == size, "size") &&
-           Must(Text(outer[0], 2) == "300", "version of the standard") &&
-           Must(Text(outer[3], 1) == Text(outer[0], 4), "message number of HNHBS") &&
+           Must(standard == "300" || standard == "220", "version of the standard") &&
            Must(outer[2].size() == 2 && outer[2][1][0].binary, "HNVSD without bytes");
   }
 
-  bool CheckInner(const std::vector<Pieces>& inner, const std::vector<Pieces>& outer) {
+  bool CheckInner(const std::vector<Pieces>& inner, const Pieces& tail) {
     if (inner.size() < 3 || Text(inner.front(), 0) != "HNSHK" || Text(inner.back(), 0) != "HNSHA")
       return Fail("signature missing");
     std::size_t number = 2;
     for (const Pieces& segment : inner)
       if (Text(segment, 0, 1) != std::to_string(number++)) return Fail("segment number");
-    return Must(Text(outer[3], 0, 1) == std::to_string(number), "segment number of HNHBS") &&
-           Must(Text(inner.front(), 3) == Text(inner.back(), 1), "control reference") &&
-           Must(Text(inner.front(), 6, 2) == Text(outer[1], 4, 2), "system id of HNVSK");
+    return Must(Text(tail, 0, 1) == std::to_string(number), "segment number of HNHBS");
+  }
+
+  // What segments say about others.
+  bool CheckReferences(const std::vector<Pieces>& outer, const std::vector<Pieces>& inner) {
+    // The profile stands in front from version 300 on.
+    const std::size_t shift = standard_ == 300 ? 1 : 0;
+    const Pieces& crypt = outer[1];
+    const Pieces& sign = inner.front();
+    const std::string system_id = Text(sign, shift + 5, 2);
+    if (!Must(Text(outer[3], 1) == Text(outer[0], 4), "message number of HNHBS") ||
+        !Must(Text(sign, shift + 2) == Text(inner.back(), 1), "control reference") ||
+        !Must(system_id == Text(crypt, shift + 3, 2), "system id of HNVSK"))
+      return false;
+    for (std::size_t part = 0; part < 3; ++part)
+      if (Text(sign, shift + 10, part) != Text(crypt, shift + 6, part))
+        return Fail("bank or user of HNVSK");
+    for (const Pieces& segment : inner) {
+      const std::string code = Text(segment, 0);
+      if (code == "HKEND" && Text(segment, 1) != Text(outer[0], 3)) return Fail("dialog of HKEND");
+      if (code == "HKIDN" && Text(segment, 3) != system_id) return Fail("system id of HKIDN");
+      if (code == "HKTAN" && !Text(segment, 2).empty() && !Holds(inner, Text(segment, 2)))
+        return Fail("order of HKTAN");
+    }
+    return true;
+  }
+
+  static bool Holds(const std::vector<Pieces>& segments, const std::string& code) {
+    return std::ranges::any_of(segments,
+                               [&](const Pieces& segment) { return Text(segment, 0) == code; });
   }
 
   static bool HasType(const Part& part, char type) {
@@ -170,12 +206,15 @@ class Checker {
 
   bool CheckForm(const Pieces& segment) {
     const std::string name = Text(segment, 0) + ':' + Text(segment, 0, 2);
-    const auto found = Forms().find(name);
-    if (found == Forms().end() || segment[0].size() != 3) return Fail("unknown segment " + name);
+    const auto* const found = std::ranges::find_if(kForms, [&](const SegmentForm& form) {
+      return form.name == name && (form.standard == 0 || form.standard == standard_);
+    });
+    if (found == std::end(kForms)) return Fail("unknown segment " + name);
+    if (segment[0].size() != 3) return Fail("reference in " + name);
     if (segment.size() > 1 && segment.back().size() == 1 && segment.back()[0].text.empty() &&
         !segment.back()[0].binary)
       return Fail("trailing empty element in " + name);
-    std::string_view form = found->second;
+    std::string_view form = found->elements;
     for (std::size_t i = 1; !form.empty() || i < segment.size(); ++i) {
       if (form.empty()) return Fail("too many elements in " + name);
       const std::string_view one = form.substr(0, form.find('+'));
@@ -186,10 +225,13 @@ class Checker {
   }
 
   std::string_view bytes_;
+  int standard_ = 300;
   std::string problem_;
 };
 
 }  // namespace
+
+std::span<const SegmentForm> SegmentForms() { return kForms; }
 
 std::string CheckMessage(std::string_view bytes) { return Checker(bytes).Run(); }
 

@@ -37,7 +37,7 @@ TEST_F(Hbci220Test, OpensWithANewSystemIdAndTakesTheParameters) {
   EXPECT_EQ(user_.GetBPDSegment("HIBPA", 0, true)->GetSegmentVersion(), 2);
   EXPECT_EQ(user_.GetUPDSegment(String())->GetSegmentVersion(), 2);
   EXPECT_EQ(messages_, 3);  // synchronisation, its end, and the dialog
-  EXPECT_THAT(last_message_,
+  EXPECT_THAT(sent_.back(),
               AllOf(HasSubstr("+220+0+1'HNVSK:998:2+998+"), HasSubstr("HNSHK:2:3+999+"),
                     HasSubstr("HKVVB:4:2+"), HasSubstr("HNSHA:5:1+")));
   EXPECT_TRUE(conversation().Close()) << conversation().Problem();
@@ -63,7 +63,7 @@ TEST_F(Hbci220Test, ReadsTheBalanceOfAnAccountThatTheParametersName) {
   ASSERT_TRUE(conversation().Balance(accounts[0], balance)) << conversation().Problem();
   EXPECT_EQ(balance->GetSegmentVersion(), 5);
   EXPECT_EQ(TextOf(*balance, field::kBookedAmount), AmountText(kept->Balance()));
-  EXPECT_THAT(last_message_, HasSubstr("HKSAL:3:5+" + accounts[0].number + "::280:99900011+N'"));
+  EXPECT_THAT(sent_.back(), HasSubstr("HKSAL:3:5+" + accounts[0].number + "::280:99900011+N'"));
 }
 
 TEST_F(Hbci220Test, WhatTheBankDoesNotOfferIsNotSent) {
@@ -105,7 +105,7 @@ TEST_F(Hbci220Test, AsksForABalanceInTheVersionThatTheBankOffers) {
     user_.GetInternalUser()->InsertBPDSegment(offer.segments[0].Get(), true);
     Ref<HbSegment> balance;
     EXPECT_FALSE(conversation().Balance(accounts[0], balance));  // the sandbox bank knows 5 alone
-    EXPECT_THAT(last_message_,
+    EXPECT_THAT(sent_.back(),
                 HasSubstr("HKSAL:3:" + number + "+" + accounts[0].number + ":280:99900011+N'"));
     const AnswerReader::Result answer = reader.Read(
         "HISAL:5:" + number +

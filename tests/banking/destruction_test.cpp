@@ -5,6 +5,7 @@
 #include "tmxtools/banking/job.h"
 #include "tmxtools/banking/message.h"
 #include "tmxtools/banking/request.h"
+#include "tmxtools/variables/variable.h"
 
 namespace {
 
@@ -51,6 +52,34 @@ TEST(Destruction, AJobsDialogsDieBeforeItsRequestsWhichAreThenWithoutMessage) {
     static_cast<void>(message.release());
   }
   EXPECT_TRUE(was_free);
+}
+
+// A request that looks at a variable when it dies.
+class VariableWatcher : public HbRequest {
+ public:
+  VariableWatcher(const HbVariable& variable, unsigned long& references)
+      : HbRequest("HNHBK", 3, 0), variable_(variable), references_(references) {}
+  ~VariableWatcher() override { references_ = variable_.GetRefCount(); }
+
+ private:
+  const HbVariable& variable_;
+  unsigned long& references_;
+};
+
+TEST(Destruction, WhatADialogAsksForGoesBeforeItsMessages) {
+  const auto pin = tmx::MakeRef<HbStringVariable>();
+  const unsigned long without_item = pin->GetRefCount();
+  unsigned long references = 0;
+  {
+    HbDialog dialog(nullptr);
+    dialog.GetCallbackItems()->Register(
+        std::make_unique<HbCallbackItem>(4096UL, pin.Get()).release());
+    ASSERT_GT(pin->GetRefCount(), without_item);
+    auto message = std::make_unique<HbMessage>();
+    message->SetMsgHead(std::make_unique<VariableWatcher>(*pin, references).release());
+    ASSERT_TRUE(dialog.AddMsg(*message.release(), 0));
+  }
+  EXPECT_EQ(references, without_item);
 }
 
 }  // namespace

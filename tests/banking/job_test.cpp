@@ -455,6 +455,28 @@ TEST_F(JobLog, TriesOnlyOnceAndRecordsOneError) {
   EXPECT_TRUE(error.IsSet());
 }
 
+// A job that hears of its errors.
+class ListeningJob : public HbJob {
+ public:
+  using HbJob::InsertErrorResponse;
+  void InsertErrorResponse(const HbError& error) override { heard.push_back(error.GetCode()); }
+
+  std::vector<unsigned short> heard;
+};
+
+TEST_F(JobLog, ADerivedJobHearsOfTheError) {
+  memory_.Put("/home/file", "");
+  ListeningJob job;
+  HbError error;
+  job.SetProtocolPathAndKey("file", "key");
+  EXPECT_FALSE(job.OpenNewProtocol(error));
+  EXPECT_TRUE(job.heard.empty());
+  EXPECT_EQ(job.GetProtocol(), nullptr);
+  EXPECT_EQ(job.heard, std::vector<unsigned short>{error.GetCode()});
+  EXPECT_EQ(job.ResponseCount(), 0);
+  EXPECT_EQ(job.GetStatus(), HbStatusOpen);
+}
+
 TEST_F(JobLog, ANewOneReplacesTheOldOne) {
   job_.SetProtocolPathAndKey("logs", "");
   ASSERT_NE(job_.GetProtocol(), nullptr);
@@ -467,11 +489,35 @@ TEST_F(JobLog, ANewOneReplacesTheOldOne) {
 TEST_F(JobLog, SaysSoWhenMemoryEnds) {
   job_.SetProtocolPathAndKey("logs", "");
   HbError error;
+  bool opened = true;
   {
-    const FailingMemory memory(0);
-    EXPECT_FALSE(job_.OpenNewProtocol(error));
+    const FailingMemory memory(0, 1);
+    opened = job_.OpenNewProtocol(error);
   }
+  EXPECT_FALSE(opened);
+  EXPECT_EQ(error.GetCode(), 17748);
   EXPECT_EQ(job_.GetProtocolFileName(), "");
+  EXPECT_TRUE(job_.OpenNewProtocol(error));
+  EXPECT_FALSE(error.IsSet());
+}
+
+// Not even for an error is there memory.
+TEST_F(JobLog, WhereverMemoryEndsForGoodThereIsALogOrNone) {
+  for (std::size_t allowed = 0;; ++allowed) {
+    HbJob job;
+    job.SetProtocolPathAndKey("logs", "");
+    HbError error;
+    bool opened = false;
+    {
+      const FailingMemory memory(allowed);
+      opened = job.OpenNewProtocol(error);
+    }
+    EXPECT_EQ(job.GetProtocolFileName() != "", opened) << allowed;
+    job.SetProtocolPathAndKey("", "");
+    EXPECT_EQ(job.GetProtocol() != nullptr, opened) << allowed;
+    if (opened) break;
+    ASSERT_LT(allowed, 1000U);
+  }
 }
 
 }  // namespace

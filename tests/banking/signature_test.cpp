@@ -315,6 +315,71 @@ TEST_F(Signature, ForgetsPresignedMessagesWithoutDestroyingThem) {
   EXPECT_NE(second.GetMessage(), message);
 }
 
+// They are the host's, who frees them.
+TEST_F(Signature, LeavesPresignedMessagesWhenItsJobDies) {
+  auto job = std::make_unique<HbJob>();
+  ASSERT_TRUE(Insert(RequestIn(*job), FirstBlock(0, 0, 2)));
+  ASSERT_TRUE(Insert(RequestIn(*job), Ids(1, 1, 0)));
+  job.reset();
+  ASSERT_EQ(made_.size(), 2u);
+  EXPECT_EQ(HbMessage::FindLive(made_[0]), made_[0]);
+  EXPECT_EQ(HbMessage::FindLive(made_[1]), made_[1]);
+  EXPECT_EQ(RequestsOf(*made_[0]), (std::vector<HbRequest*>{nullptr, nullptr}));
+  EXPECT_EQ(made_[0]->GetSignSize(HbRoleIssuer, HbSignDataPart0), 6);
+}
+
+TEST_F(Signature, ForgetsItsIdsWithABlockThatIsTooShort) {
+  HbRequest& request = Request();
+  ASSERT_TRUE(Insert(request, Ids(1, 2, 3)));
+  HbMessage* const message = request.GetMessage();
+  EXPECT_EQ(request.GetDlgId(), 3);
+  EXPECT_FALSE(Insert(request, Ids(1, 2, 3).substr(0, 5)));
+  ExpectRefused();
+  EXPECT_EQ(request.GetReqId(), HbRequest::kUnknown);
+  EXPECT_EQ(request.GetMsgId(), HbRequest::kUnknown);
+  EXPECT_EQ(request.GetDlgId(), HbRequest::kUnknown);
+  EXPECT_EQ(request.GetMessage(), message);
+}
+
+TEST_F(Signature, ForgetsNoIdsWithoutAJob) {
+  HbRequest& request = Request();
+  ASSERT_TRUE(Insert(request, Ids(1, 2, 3)));
+  const std::unique_ptr<HbRequest> alone(&request);
+  Unlink(job_, request);
+  EXPECT_FALSE(Insert(request, Ids(4, 5, 6)));
+  EXPECT_EQ(request.GetReqId(), 1);
+  EXPECT_EQ(request.GetMsgId(), 2);
+  EXPECT_EQ(request.GetDlgId(), 3);
+}
+
+// The former parent goes on listing it.
+TEST_F(Signature, TakesARequestOutOfAnotherMessage) {
+  HbRequest& request = Request();
+  HbMessage former;
+  former.AddRequest(request);
+  ASSERT_TRUE(Insert(request, FirstBlock(4, 0, 1)));
+  HbMessage* const presigned = request.GetMessage();
+  ASSERT_NE(presigned, &former);
+  EXPECT_EQ(RequestsOf(*presigned), std::vector<HbRequest*>{&request});
+  EXPECT_EQ(RequestsOf(former), std::vector<HbRequest*>{&request});
+  EXPECT_TRUE(presigned->IsSigned(HbRoleIssuer));
+  EXPECT_FALSE(former.IsSigned(HbRoleIssuer));
+}
+
+// Then any parent will do.
+TEST_F(Signature, GoesToTheMessageThatARequestHasWhenItsPlaceIsTaken) {
+  ASSERT_TRUE(Insert(Request(), Ids(0, 4, 0) + Part("a") + Part("b") + Part("c")));
+  HbMessage* const presigned = made_[0];
+  HbRequest& late = Request();
+  HbMessage own;
+  own.AddRequest(late);
+  EXPECT_TRUE(late.InsertSignature(error_, Bytes(FirstBlock(4, 0, 1)), FirstBlock(4, 0, 1).size(),
+                                   HbRoleIssuer));
+  EXPECT_EQ(late.GetMessage(), &own);
+  EXPECT_EQ(own.GetSignSize(HbRoleIssuer, HbSignDataPart0), 6);
+  EXPECT_EQ(presigned->GetSignSize(HbRoleIssuer, HbSignDataPart0), 1);
+}
+
 TEST_F(Signature, OutlivesAPresignedMessageThatDies) {
   HbRequest &first = Request(), &second = Request();
   ASSERT_TRUE(Insert(first, Ids(1, 0, 0)));

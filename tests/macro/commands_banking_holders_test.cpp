@@ -42,21 +42,62 @@ TEST_P(DeclarationTest, ItemsCountFromOne) {
   EXPECT_EQ(engine_->GetCurrentRequestItem(), 2);
 }
 
-TEST_P(DeclarationTest, WithoutAnItemThereIsNoRegistry) {
-  CodeBuilder code = Field(kItem, 33, 2010).Op(3, 3).Byte(1).Var(33).Str("x").Exit();
-  ExpectOk(code);
+// A field has no value without its segment, and none can be given to it.
+TEST_P(DeclarationTest, AFieldWithoutASegmentIsNullAndAnyOtherUseAnError) {
+  for (const unsigned opcode : {kResponse, kItem, kUpd}) {
+    ExpectOk(Field(opcode, 33, 2010).Op(145, 1).U16(33).Exit());
+    EXPECT_TRUE(engine_->GetCondition());
+    ExpectError(Exit(Field(opcode, 33, 2010).Raw(Write(33).Bytes())), kMalformed, At(13));
+    ExpectError(Field(opcode, 33, 2010).Op(3, 3).Byte(1).Var(33).Str("x").Exit(), kMalformed,
+                At(14));
+  }
   EXPECT_EQ(request_->ReqItemCount(), 0);
+}
+
+TEST_P(DeclarationTest, AFieldWithoutASegmentCannotBePassedOn) {
+  CodeBuilder outer = Field(kItem, 33, 2010).Op(32, 2).RawText("Next").U16(33).Exit();
+  CodeBuilder next = CodeBuilder().Op(1, 2).Byte(kString1).U16(33).Exit();
+  EXPECT_FALSE(RunImage(ImageBuilder("test").Sub("SUB", outer).Sub("Next", next).Build()));
+  EXPECT_EQ(err_.GetCode(), kMalformed);
 }
 
 TEST_P(DeclarationTest, AUserParameterHasNoSegmentUntilOneIsChosen) {
   AddUpd("account0");
   AddUpd("account1");
-  CodeBuilder code = Field(kUpd, 33, 2010).Raw(Write(33).Bytes()).Op(7, 1).Str("|");
+  CodeBuilder code = Field(kUpd, 33, 2010).Op(145, 1).U16(33);
   code.Op(139, 1).Int(1).Raw(Write(33).Bytes());
-  code.Op(139, 1).Int(0).Raw(Write(33).Bytes());
-  code.Op(139, 1).Int(2).Raw(Write(33).Bytes()).Exit();
+  code.Op(139, 1).Int(0).Raw(Write(33).Bytes()).Exit();
   ExpectOk(code);
-  EXPECT_EQ(Output(), "|account1account0");
+  EXPECT_TRUE(engine_->GetCondition());
+  EXPECT_EQ(Output(), "account1account0");
+}
+
+TEST_P(DeclarationTest, AUserParameterBehindTheLastHasNoSegment) {
+  AddUpd("account0");
+  CodeBuilder code = Field(kUpd, 33, 2010).Op(139, 1).Int(0).Raw(Write(33).Bytes());
+  ExpectOk(code.Op(139, 1).Int(1).Op(145, 1).U16(33).Exit());
+  EXPECT_EQ(Output(), "account0");
+  EXPECT_TRUE(engine_->GetCondition());
+}
+
+// The declaration moves it like any holder that exists.
+TEST_P(DeclarationTest, AUserParameterDeclaredAgainHasNoSegmentUntilTheNextChoice) {
+  AddUpd("account0");
+  CodeBuilder code = Field(kUpd, 33, 2010).Op(139, 1).Int(0);
+  code.Raw(Field(kUpd, 33, 2010).Bytes()).Op(145, 1).U16(33);
+  ExpectOk(CodeBuilder(code).Exit());
+  EXPECT_TRUE(engine_->GetCondition());
+  ExpectOk(code.Op(139, 1).Int(0).Raw(Write(33).Bytes()).Exit());
+  EXPECT_EQ(Output(), "account0");
+}
+
+TEST_P(DeclarationTest, AUserParameterDeclaredAgainKeepsItsVariable) {
+  AddUpd("account0");
+  AddUpd("account1");
+  CodeBuilder code = Field(kUpd, 33, 2010).Op(139, 1).Int(0).Raw(Write(33).Bytes());
+  code.Raw(Field(kUpd, 33, 2010, kInt5).Bytes()).Raw(Write(33).Bytes());
+  ExpectOk(code.Op(139, 1).Int(1).Raw(Write(33).Bytes()).Exit());
+  EXPECT_EQ(Output(), "account0account0account1");
 }
 
 TEST_P(DeclarationTest, ABankParameterOfTheRequestIsFoundByItsNameAndVersion) {
@@ -80,9 +121,21 @@ TEST_P(DeclarationTest, AGeneralBankParameterIsNamed) {
   EXPECT_EQ(Output(), "pin");
 }
 
+// A declaration tells the observer of its holder.
 TEST_P(DeclarationTest, AnUnknownBankParameterIsAnErrorAndDeclaresNothing) {
   ExpectError(Exit(GeneralBpd("HIPINS", 1)), kMalformed, At(18));
   ExpectError(Exit(Field(kRequestBpd, 33, 2010)), kMalformed, At(9));
+  EXPECT_EQ(observer_.changes, 0);
+}
+
+TEST_P(DeclarationTest, ADeclarationTellsTheObserverOnce) {
+  if (GetParam() != Path::kObserved) return;
+  AddBpd("HISALS", 5, "five");
+  for (const unsigned opcode : {kResponse, kSecurity, kRequest, kRequestBpd, kItem, kUpd}) {
+    observer_.changes = 0;
+    ExpectOk(Exit(Field(opcode, 33, 2010)));
+    EXPECT_EQ(observer_.changes, 1) << opcode;
+  }
 }
 
 TEST_P(DeclarationTest, ABankParameterWithoutAnIssuerIsAnError) {
@@ -175,10 +228,21 @@ TEST_P(DeclarationTest, ARegistryThatDiesDetachesItsHolders) {
     request_.reset();
     return 1L;
   }));
-  CodeBuilder code = Field(kRequest, 33, 2010).Op(26, 0);
-  code.Op(3, 3).Byte(1).Var(33).Str("own").Raw(Write(33).Bytes()).Exit();
-  ExpectOk(code);
-  EXPECT_EQ(Output(), "own");
+  CodeBuilder code = Field(kRequest, 33, 2010).Op(26, 0).Op(145, 1).U16(33);
+  const std::size_t end = code.Size();
+  ExpectError(Exit(code.Raw(Write(33).Bytes())), kMalformed, At(end + 4));
+  EXPECT_TRUE(engine_->GetCondition());
+}
+
+TEST_P(DeclarationTest, AHolderKeepsTheVariableOfARegistryThatDies) {
+  engine_->SetSecurityHdl(Link([this](void*) {
+    engine_->SetRequest(nullptr);
+    request_.reset();
+    return 1L;
+  }));
+  CodeBuilder code = Field(kRequest, 33, 2010).Op(3, 3).Byte(1).Var(33).Str("kept").Op(26, 0);
+  ExpectOk(Exit(code.Raw(Write(33).Bytes())));
+  EXPECT_EQ(Output(), "kept");
 }
 
 TEST_P(DeclarationTest, ARequestThatDiesCountsAsNone) {
@@ -204,9 +268,10 @@ TEST_P(ChoiceTest, AnItemNumberAboveTheCountPointsAtNoRegistry) {
   for (const int number : {2, 0, -1}) {
     engine_->SetRequest(request_.get());
     CodeBuilder code = Field(kItem, 33, 2010).Raw(Write(33).Bytes());
-    code.Op(144, 1).Int(number).Op(3, 3).Byte(1).Var(33).Str("own").Raw(Write(33).Bytes()).Exit();
+    code.Op(144, 1).Int(number).Op(145, 1).U16(33).Exit();
     ExpectOk(code);
-    EXPECT_EQ(Output(), "itemown");
+    EXPECT_EQ(Output(), "item");
+    EXPECT_TRUE(engine_->GetCondition());
     EXPECT_EQ(engine_->GetCurrentRequestItem(), static_cast<unsigned short>(number));
     String text;
     EXPECT_TRUE(item.GetFieldString(text, 2010));
@@ -215,10 +280,14 @@ TEST_P(ChoiceTest, AnItemNumberAboveTheCountPointsAtNoRegistry) {
 }
 
 TEST_P(ChoiceTest, TheCurrentItemChosenAgainChangesNothing) {
-  CodeBuilder code = Field(kItem, 33, 2010).Op(3, 3).Byte(1).Var(33).Str("own");
+  // The variable of the first item, although the holder belongs to the values by now.
+  AddItem("item");
+  request_->GetValues().PutFieldString("value", 2010);
+  CodeBuilder code = Field(kItem, 33, 2010).Raw(Write(33).Bytes());
+  code.Raw(Field(kRequest, 33, 2010).Bytes()).Raw(Field(kItem, 33, 2030).Bytes());
   code.Op(144, 1).Int(1).Raw(Write(33).Bytes()).Exit();
   ExpectOk(code);
-  EXPECT_EQ(Output(), "own");
+  EXPECT_EQ(Output(), "itemitem");
 }
 
 TEST_P(ChoiceTest, ANewRequestBeginsWithItsFirstItem) {
@@ -237,6 +306,37 @@ TEST_P(ChoiceTest, HoldersOfAllFramesAreMoved) {
   CodeBuilder next = Field(kItem, 33, 2010).Op(144, 1).Int(2).Raw(Write(33).Bytes()).Exit();
   EXPECT_TRUE(RunImage(ImageBuilder("test").Sub("SUB", outer).Sub("Next", next).Build())) << Text();
   EXPECT_EQ(Output(), "firstsecondsecond");
+}
+
+TEST_P(ChoiceTest, UserParametersOfAllFramesAreMoved) {
+  AddUpd("account0");
+  AddUpd("account1");
+  CodeBuilder outer = Field(kUpd, 33, 2010).Op(139, 1).Int(0).Raw(Write(33).Bytes());
+  outer.Op(32, 1).RawText("Next").Raw(Write(33).Bytes()).Exit();
+  CodeBuilder next = Field(kUpd, 33, 2010).Op(139, 1).Int(1).Raw(Write(33).Bytes()).Exit();
+  EXPECT_TRUE(RunImage(ImageBuilder("test").Sub("SUB", outer).Sub("Next", next).Build())) << Text();
+  EXPECT_EQ(Output(), "account0account1account1");
+}
+
+// Also when no holder is of the kind that moves.
+TEST_P(ChoiceTest, ChoosingTellsTheObserverOnce) {
+  if (GetParam() != Path::kObserved) return;
+  AddUpd("account0");
+  for (const unsigned opcode : {kItem, kUpd, kRequest}) {
+    const CodeBuilder begin = Field(opcode, 33, 2010).Raw(Field(opcode, 34, 2020).Bytes());
+    for (const auto& code :
+         {CodeBuilder(begin).Op(139, 1).Int(0), CodeBuilder(begin).Op(139, 1).Int(7),
+          CodeBuilder(begin).Op(144, 1).Int(2)}) {
+      engine_->SetRequest(request_.get());
+      observer_.changes = 0;
+      ExpectOk(Exit(code));
+      EXPECT_EQ(observer_.changes, 3) << opcode;
+    }
+    observer_.changes = 0;
+    engine_->SetRequest(request_.get());
+    ExpectOk(Exit(CodeBuilder(begin).Op(144, 1).Int(1)));
+    EXPECT_EQ(observer_.changes, 2) << "the item is the current one";
+  }
 }
 
 TEST_P(ChoiceTest, ChoosingTakesOneNumberAndNeedsARequest) {
@@ -302,15 +402,44 @@ TEST_P(GroupTest, OperandsMayBeVariables) {
   EXPECT_EQ(Output(), "ABC");
 }
 
+// Another variable takes its place in the segment meanwhile; only the holder still has it.
 TEST_P(GroupTest, TheFieldAtWhichTheCursorStandsKeepsItsVariable) {
-  CodeBuilder code = Fields().Raw(Write(33).Bytes());
-  code.Op(136, 2).U16(33).Long(2010);
-  code.Op(138, 4).U16(33).Long(2010).Long(100).Int(0).Raw(Write(33).Bytes()).Exit();
-  ExpectOk(code);
-  EXPECT_EQ(Output(), "AA");
-  const int changes = observer_.changes;
-  ExpectOk(Fields().Raw(Write(33).Bytes()).Raw(Write(33).Bytes()).Exit());
-  EXPECT_EQ(observer_.changes - changes, changes);
+  engine_->SetSecurityHdl(Link([this](void*) {
+    const auto other = MakeRef<HbStringVariable>();
+    other->Set("other");
+    request_->GetValues().Unregister(2010);
+    request_->GetValues().Register(2010, other.Get());
+    return 1L;
+  }));
+  const CodeBuilder begin = Fields().Raw(Write(33).Bytes()).Op(26, 0);
+  for (const bool first : {true, false}) {
+    request_->GetValues().PutFieldString("A", 2010);
+    CodeBuilder code = begin;
+    if (first) {
+      code.Op(136, 2).U16(33).Long(2010);
+    } else {
+      code.Op(138, 4).U16(33).Long(2010).Long(100).Int(0);
+    }
+    ExpectOk(Exit(code.Raw(Write(33).Bytes())));
+    EXPECT_EQ(Output(), "AA") << first;
+  }
+  // A step of nothing is a step.
+  request_->GetValues().PutFieldString("A", 2010);
+  CodeBuilder step = begin;
+  ExpectOk(Exit(step.Op(137, 2).U16(33).Long(0).Raw(Write(33).Bytes())));
+  EXPECT_EQ(Output(), "Aother");
+}
+
+TEST_P(GroupTest, StandingStillDoesNotTellTheObserver) {
+  if (GetParam() != Path::kObserved) return;
+  ExpectOk(Fields().Exit());
+  const int before = std::exchange(observer_.changes, 0);
+  CodeBuilder code = Fields().Op(136, 2).U16(33).Long(2010);
+  ExpectOk(code.Op(138, 4).U16(33).Long(2010).Long(100).Int(0).Exit());
+  EXPECT_EQ(observer_.changes, before);
+  observer_.changes = 0;
+  ExpectOk(Fields().Op(137, 2).U16(33).Long(0).Exit());
+  EXPECT_EQ(observer_.changes, before + 1);
 }
 
 TEST_P(GroupTest, MovingTellsTheObserver) {

@@ -53,6 +53,20 @@ TEST_P(ReturnCodeTest, ASuccessfulRequestPassesTheCodeToItsMessage) {
   EXPECT_EQ(request_->GetStatus(), HbStatusSuccess);
 }
 
+// A warning is no success.
+TEST_P(ReturnCodeTest, ARequestWithAnyOtherStatusTakesTheCodeItself) {
+  for (const HbStatus status : {HbStatusOpen, HbStatusSkipped, HbStatusCancelled, HbStatusSent,
+                                HbStatusWarning, HbStatusError}) {
+    request_->Reset();
+    request_->SetStatus(status);
+    ExpectOk(CodeBuilder().Op(22, 2).Int(18593).Str("late").Exit());
+    ASSERT_EQ(request_->ResponseCount(), 1) << status;
+    EXPECT_EQ(TextOfError(*request_, 0), "9000:late");
+    EXPECT_EQ(request_->GetStatus(), HbStatusError);
+    EXPECT_EQ(message_->ResponseCount(), 0);
+  }
+}
+
 TEST_P(ReturnCodeTest, WithoutAMessageASuccessfulRequestTakesTheCodeItself) {
   request_->SetSuccess();
   request_->SetClientData(nullptr);
@@ -152,7 +166,7 @@ TEST_P(ResponseTest, AResponseLastsFromCallToCallUntilTheNextRequest) {
   EXPECT_EQ(engine_->GetResponse(), nullptr);
 }
 
-// The holder is detached and gets a value of its own.
+// The holder is detached and keeps what it has.
 TEST_P(ResponseTest, CountZeroDisposesOfTheResponseAndCreatesNone) {
   CodeBuilder code = Field(6, 33, 2010).Raw(Create("HISAL").Bytes());
   code.Op(3, 3).Byte(1).Var(33).Str("lost").Op(38, 0);
@@ -165,11 +179,10 @@ TEST_P(ResponseTest, CountZeroDisposesOfTheResponseAndCreatesNone) {
   EXPECT_EQ(engine_->GetResponse(), nullptr);
 }
 
-TEST_P(ResponseTest, ADetachedHolderThatHasNoVariableGetsOne) {
+TEST_P(ResponseTest, ADetachedHolderThatHasNoVariableGetsNone) {
   CodeBuilder code = Field(6, 33, 2010).Raw(Create("HISAL").Bytes()).Op(38, 0);
-  code.Op(3, 3).Byte(1).Var(33).Str("own").Raw(Write(33).Bytes()).Exit();
-  ExpectOk(code);
-  EXPECT_EQ(Output(), "own");
+  const std::size_t end = code.Size();
+  ExpectError(code.Op(3, 3).Byte(1).Var(33).Str("own").Exit(), kMalformed, At(end + 5));
 }
 
 // The operand stays unread: its bytes are the next instruction.
@@ -177,6 +190,35 @@ TEST_P(ResponseTest, WithoutARequestTheOperandStaysUnread) {
   engine_->SetRequest(nullptr);
   ExpectOk(CodeBuilder().Op(38, 1).Op(7, 1).Str("read").Exit());
   EXPECT_EQ(Output(), "read");
+}
+
+TEST_P(ResponseTest, CreatingAndCommittingTellTheObserverOnceEach) {
+  if (GetParam() != Path::kObserved) return;
+  const CodeBuilder begin = Field(6, 33, 2010).Raw(Field(6, 34, 2020).Bytes());
+  ExpectOk(CodeBuilder(begin).Raw(Create("HISAL").Bytes()).Exit());
+  EXPECT_EQ(observer_.changes, 3);
+  observer_.changes = 0;
+  ExpectOk(CodeBuilder(begin).Op(39, 0).Exit());
+  EXPECT_EQ(observer_.changes, 3);
+  observer_.changes = 0;
+  ExpectOk(CodeBuilder(begin).Op(39, 0).Op(38, 0).Exit());
+  EXPECT_EQ(observer_.changes, 2) << "nothing was committed or created";
+}
+
+TEST_P(ResponseTest, TheEnginesEndDisposesOfTheResponse) {
+  ExpectOk(Create("HISAL").Exit());
+  RegistryBinding watch;
+  watch.Bind(engine_->GetResponse());
+  ASSERT_NE(watch.registry(), nullptr);
+  engine_.reset();
+  EXPECT_EQ(watch.registry(), nullptr);
+}
+
+TEST_P(ResponseTest, TheEnginesEndLeavesAResponseThatSomebodyHas) {
+  ExpectOk(Create("HISAL").Exit());
+  const Ref<HbSegment> kept = Ref<HbSegment>::Share(engine_->GetResponse());
+  engine_.reset();
+  EXPECT_EQ(kept->GetSegmentKennung(), "HISAL");
 }
 
 TEST_P(ResponseTest, AnEmptyIdentifierOrAnotherTypeIsAnError) {

@@ -53,6 +53,17 @@ TEST_P(NeedsTest, AnyOtherFieldWithCountOneIsAnError) {
   EXPECT_EQ(Items().Count(), 0);
 }
 
+// It is there although nothing asks for it.
+TEST_P(NeedsTest, TheVariableIsEnteredBeforeTheQuestionProvesWrong) {
+  ExpectError(Secret(33, 4097).Op(24, 1).U16(33).Exit(), kMalformed, At(13));
+  ASSERT_NE(dialog_->GetSecurityVariables()[4097], nullptr);
+  EXPECT_TRUE(dialog_->GetSecurityVariables()[4097]->IsNull());
+  CodeBuilder code = Secret(33, 4711, kInt5);
+  EXPECT_FALSE(Run(Needs(code, 33, "x", 8, true, 1, 4).Exit()));
+  ASSERT_NE(dialog_->GetSecurityVariables()[4711], nullptr);
+  EXPECT_EQ(dialog_->GetSecurityVariables()[4711]->GetType(), kInt5);
+}
+
 TEST_P(NeedsTest, TheLongFormSaysHow) {
   CodeBuilder code = Secret(33, 4711);
   ExpectOk(Needs(code, 33, "Medium", 7, false, 2, 32).Exit());
@@ -146,10 +157,28 @@ TEST_P(NeedsTest, WrongCountsIdsAndHoldersAreErrors) {
   ExpectError(wrong.Str("y").Exit(), kMalformed, At(end + 2));
 }
 
-// The operands behind a bad id stay unread.
-TEST_P(NeedsTest, ABadIdOfTheLongFormEndsTheCommand) {
+TEST_P(NeedsTest, TheOperandsBehindABadIdAreReadAndNothingIsAskedFor) {
   CodeBuilder code = Secret(33, 4096);
   ExpectError(Needs(code, 31, "x", 0, true, 1, 1).Exit(), kMalformed, At(13));
+  EXPECT_EQ(Items().Count(), 0);
+  // Each further error stands in the place of the one before.
+  CodeBuilder wrong = Secret(33, 4096).Op(24, 6).U16(31).Str("x").Int(0).Bool(true).Int(1);
+  const std::size_t end = wrong.Size();
+  ExpectError(wrong.Str("y").Exit(), kMalformed, At(end + 2));
+  EXPECT_FALSE(Run(Secret(33, 4096).Op(24, 6).U16(31).Str("x").Int(0)));
+  EXPECT_EQ(err_.GetParamText()->View(), "/home/macro/test.hbx");
+}
+
+// They make variables that do not exist yet.
+TEST_P(NeedsTest, TheOperandsBehindABadIdHaveTheirEffect) {
+  if (GetParam() != Path::kObserved) return;
+  CodeBuilder code = Secret(33, 4096).Declare(kString1, 34).Declare(kInt5, 35).Declare(10, 36);
+  const std::size_t end = code.Size();
+  ExpectOk(CodeBuilder(code).Exit());
+  const int declared = std::exchange(observer_.changes, 0);
+  code.Op(24, 6).U16(31).Var(34).Var(35).Var(36).Var(35).Var(35).Exit();
+  ExpectError(code, kMalformed, At(end + 4));
+  EXPECT_EQ(observer_.changes, declared + 5);
 }
 
 TEST_P(NeedsTest, CutOffIsTheFilesError) {
@@ -220,6 +249,25 @@ TEST_P(SecurityDialogTest, AHandlerThatDeclinesCanBeTestedByTheMacro) {
   EXPECT_EQ(Output(), "declined");
   EXPECT_FALSE(engine_->GetCondition());
   EXPECT_EQ(Items().Count(), 0);
+}
+
+TEST_P(SecurityDialogTest, TheObserverLearnsOfTheAnswerBeforeTheItemsAreCleared) {
+  if (GetParam() != Path::kObserved) return;
+  for (const bool supplied : {true, false}) {
+    std::vector<int> items;
+    bool answered = false;
+    engine_->SetSecurityHdl(Link([&](void*) {
+      answered = true;
+      return supplied ? 1L : 0L;
+    }));
+    observer_.on_change = [&] {
+      if (answered) items.push_back(Items().Count());
+    };
+    ExpectOk(AskForPin().Op(26, 0).Op(18, 0).Exit());
+    EXPECT_EQ(items, std::vector<int>{1});
+    EXPECT_EQ(Items().Count(), 0);
+    observer_.on_change = nullptr;
+  }
 }
 
 TEST_P(SecurityDialogTest, WrongCountsTextsAndTreesAreErrors) {
@@ -300,8 +348,9 @@ TEST_P(ReentryTest, SetRequestDropsTheResponseThatHoldersShow) {
     return 1L;
   }));
   CodeBuilder code = Field(6, 33, 2010).Op(38, 1).Str("HISAL").Op(26, 0);
-  ExpectOk(code.Op(3, 3).Byte(1).Var(33).Str("own").Raw(Write(33).Bytes()).Op(39, 0).Exit());
-  EXPECT_EQ(Output(), "own");
+  ExpectOk(code.Op(145, 1).U16(33).Op(39, 0).Op(7, 1).Str("on").Exit());
+  EXPECT_TRUE(engine_->GetCondition());
+  EXPECT_EQ(Output(), "on");
   EXPECT_EQ(request_->ResponseCount(), 0);
 }
 

@@ -13,12 +13,16 @@
 namespace {
 
 thread_local std::size_t allowed_allocations = SIZE_MAX;
+thread_local std::size_t failures_left = 0;
 thread_local WatchedMemory* watch = nullptr;
 thread_local MeasuredMemory* measure = nullptr;
 
 void* Allocate(std::size_t size) noexcept {
-  if (allowed_allocations == 0) return nullptr;
-  if (allowed_allocations != SIZE_MAX) --allowed_allocations;
+  if (allowed_allocations == 0 && failures_left > 0) {
+    if (failures_left != SIZE_MAX) --failures_left;
+    return nullptr;
+  }
+  if (allowed_allocations != SIZE_MAX && allowed_allocations > 0) --allowed_allocations;
   void* const memory = std::malloc(size == 0 ? 1 : size);
   // What lay there before is no leak of the program that gives it back next.
   if (watch != nullptr && memory != nullptr) std::memset(memory, 0, malloc_usable_size(memory));
@@ -57,7 +61,10 @@ void WatchedMemory::Look(const void* memory) {
   }
 }
 
-FailingMemory::FailingMemory(std::size_t allowed) { allowed_allocations = allowed; }
+FailingMemory::FailingMemory(std::size_t allowed, std::size_t failures) {
+  allowed_allocations = allowed;
+  failures_left = failures;
+}
 FailingMemory::~FailingMemory() { allowed_allocations = SIZE_MAX; }
 
 void* operator new(std::size_t size) {

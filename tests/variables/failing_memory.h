@@ -2,13 +2,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
-// While it lives, every allocation of this thread from the given number on fails.
+// While it lives, allocations of this thread from the given number on fail, all or a few of them.
 class FailingMemory {
  public:
-  explicit FailingMemory(std::size_t allowed);
+  explicit FailingMemory(std::size_t allowed, std::size_t failures = SIZE_MAX);
   ~FailingMemory();
   FailingMemory(const FailingMemory&) = delete;
   FailingMemory& operator=(const FailingMemory&) = delete;

@@ -75,8 +75,7 @@ bool HbMacroEngine::Prompt::SetFixed(unsigned long field_id) {
 template <class Operands>
 void HbMacroEngine::CmdNeeds(Operands& in, int count) {
   const short id = in.RawId();
-  if (!in.Ok()) return;
-  if (id < tmx::kFirstVariableTag) return SetMacroStatus(kMalformed);
+  if (in.Ok() && id < tmx::kFirstVariableTag) SetMacroStatus(kMalformed);
   Prompt prompt;
   if (count == 6) {
     prompt.label = in.Text();

@@ -208,7 +208,8 @@ HbVariable* MeMacroEngine::GetVariable(short id, unsigned short type, bool creat
     if (holder->GetRegistry() != nullptr) {
       if (!ResolveInRegistry(*holder, storage, create)) return nullptr;
     } else {
-      if (!create) return nullptr;
+      // A field without its segment has no value; only what belongs to the frame gets one.
+      if (!create || holder->GetHolderClass() > HbVariableHolder::kLocal) return nullptr;
       HbVariable* const created = HbVariables::CreateVariable(storage);
       if (created == nullptr) return nullptr;
       holder->AdoptVariable(created);

@@ -94,7 +94,7 @@ bool HbProtocolFile::Open(const String& path, unsigned short mode, const String&
     }
   }
   if (err.IsSet()) Close();
-  return !err.IsSet();
+  return IsOpen();  // no matter whether there was memory for an error
 }
 
 bool HbProtocolFile::ReadUncryptedProtocol(HbError& err, const String& path) {
@@ -103,7 +103,7 @@ bool HbProtocolFile::ReadUncryptedProtocol(HbError& err, const String& path) {
   given_name_ = path;
   if (HbFile::Open(err, path, mode_bit::Read, nullptr, 0, nullptr, nullptr)) ReadProtocol(err);
   if (err.IsSet()) Close();
-  return !err.IsSet();
+  return IsOpen();
 }
 
 void HbProtocolFile::WriteHeader(HbError& err) {

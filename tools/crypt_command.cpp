@@ -10,6 +10,7 @@
 #include "tmxtools/platform/crypto.h"
 #include "tmxtools/platform/file_stream.h"
 #include "tmxtools/streams/crypt_file_stream.h"
+#include "tmxtools/streams/crypt_hash.h"
 #include "tmxtools/streams/crypt_header.h"
 #include "tools/output.h"
 #include "tools/progress.h"
@@ -66,6 +67,9 @@ constexpr char kNoRsaKey[] = "--rsa-key holds no RSA key without passphrase";
 constexpr char kNotValid[] =
     "not valid: changed bytes, or other keys or flags than it was made with";
 
+// The plain bytes of a tagged stream that can be opened again; one to eight of padding follow.
+constexpr std::uint32_t kLongestTagged = ChunkTree::MaxLengthAtStart / 8 * 8 - 1;
+
 unsigned ModeOf(const CryptOptions& options) {
   return (options.tagged ? crypt_mode::Tagged : 0u) | (options.encrypt ? crypt_mode::Encrypt : 0u) |
          (options.sign ? crypt_mode::Sign : 0u);
@@ -77,7 +81,8 @@ int RefuseStream(const std::string& file, const SvStream& stream, const char* no
   if (code == stream_error::General) Refuse(file, no_key);
   if (code == stream_error::WrongFormat) Refuse(file, kNotValid);
   if (code == stream_error::OutOfMemory)
-    Refuse(file, "out of memory, or too long for a tagged stream (523264000 bytes)");
+    Refuse(file, "out of memory, or longer than a tagged stream may be (" +
+                     std::to_string(kLongestTagged) + " bytes)");
   return Refuse(file, stream);
 }
 
@@ -106,6 +111,8 @@ int Write(const CryptOptions& options) {
   keys.Open(stream, scratch.Name(), stream_mode::Read | stream_mode::Write | ModeOf(options));
   if (stream.HasError()) return RefuseStream(options.file, stream, kNoKeyToWrite);
   if (!CopyInput(options.file, stream) && !stream.HasError()) return kRefused;
+  // The stream would take somewhat more, but nobody could open it again.
+  if (options.tagged && stream.Size() > kLongestTagged) stream.SetError(stream_error::OutOfMemory);
   stream.Flush();
   stream.Close();
   if (stream.HasError()) return RefuseStream(options.file, stream, kNoKeyToWrite);

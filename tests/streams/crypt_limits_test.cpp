@@ -6,6 +6,7 @@
 
 #include "tests/streams/crypt_fixture.h"
 #include "tests/variables/failing_memory.h"
+#include "tmxtools/streams/crypt_hash.h"
 
 namespace tmx {
 namespace {
@@ -97,6 +98,12 @@ TEST(CryptLimits, ATaggedStreamTooLongForTheMapsBeginningIs2321) {
   EXPECT_FALSE(OpenOver(stream, inner, kReadOnly | kTaggedSigned));
   EXPECT_EQ(stream.GetError(), 2321u);
   stream.Close();
+}
+
+TEST(CryptLimits, AMapBeginsForNoLongerRegionThanItSays) {
+  EXPECT_EQ(ChunkTree::MaxLengthAtStart, 523263999u);
+  EXPECT_TRUE(DirtyChunkMap().Start(ChunkTree::MaxLengthAtStart));
+  EXPECT_FALSE(DirtyChunkMap().Start(ChunkTree::MaxLengthAtStart + 1));
 }
 
 TEST(CryptLimits, TheLongestTaggedStreamTakesLessThan32MB) {

@@ -9,7 +9,6 @@ namespace {
 // Stored bytes are read in portions of this length; it is a multiple of 8 and of a chunk's length.
 constexpr std::size_t kPortion = 192 * ChunkTree::ChunkLength;
 constexpr std::size_t kDigestLength = Digest().size();
-constexpr std::size_t kMapSlack = 128;
 
 constexpr std::size_t ChunkCount(std::size_t length) {
   return (length + ChunkTree::ChunkLength - 1) / ChunkTree::ChunkLength;
@@ -66,7 +65,7 @@ bool LinearHash::Take(CryptRegion& region, CiIterativeRipemd160Hasher& hasher, s
 }
 
 bool DirtyChunkMap::Start(std::uint32_t region_length) {
-  const std::size_t length = region_length / (8 * ChunkTree::ChunkLength) + kMapSlack;
+  const std::size_t length = region_length / (8 * ChunkTree::ChunkLength) + Slack;
   if (length > MaxLength) return false;
   bytes_.assign(length, 0xFF);
   return true;
@@ -75,7 +74,7 @@ bool DirtyChunkMap::Start(std::uint32_t region_length) {
 void DirtyChunkMap::Reach(std::size_t chunk) {
   const std::size_t length = chunk / 8 + 1;
   assert(length <= MaxLength);
-  if (length > bytes_.size()) bytes_.resize(std::min(length + kMapSlack, MaxLength), 0xFF);
+  if (length > bytes_.size()) bytes_.resize(std::min(length + Slack, MaxLength), 0xFF);
 }
 
 void DirtyChunkMap::SetAll() { std::fill(bytes_.begin(), bytes_.end(), std::uint8_t{0xFF}); }

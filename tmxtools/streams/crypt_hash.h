@@ -53,6 +53,7 @@ class LinearHash : public RegionHash {
 class DirtyChunkMap {
  public:
   static constexpr std::size_t MaxLength = 65535;
+  static constexpr std::size_t Slack = 128;  // how much longer than needed a map begins
 
   // A map for a region, all bits set; false when it would be longer than MaxLength.
   bool Start(std::uint32_t region_length);
@@ -80,6 +81,9 @@ class ChunkTree : public RegionHash {
  public:
   static constexpr std::size_t ChunkLength = 1000;
   static constexpr std::size_t MaxLevels = 10;
+  // Of a region at the start; one that grows gets somewhat longer, but cannot be opened again then.
+  static constexpr std::uint32_t MaxLengthAtStart =
+      8 * (DirtyChunkMap::MaxLength - DirtyChunkMap::Slack + 1) * ChunkLength - 1;
 
   // False when the region is too long for the map.
   bool Start(std::uint32_t region_length);

@@ -50,7 +50,7 @@ inline constexpr unsigned short CRYPT_SIGN = tmx::crypt_mode::Sign;
 // stands every public operation does nothing. Codes: 525 no inner stream, no key where one is
 // needed, a key that cannot be used, encrypted data whose length is no multiple of 8; 530 seek on
 // an invalid stream or into the padding; 2321 out of memory, or a tagged stream too long for its
-// map of changed chunks (524279999 bytes of data while it grows, 523264000 when it is opened); 2831
+// map of changed chunks (524279999 bytes of data while it grows, 523263999 when it is opened); 2831
 // read on an invalid stream, stored bytes that end too early; 3088 write on an invalid or read-only
 // stream; 3861 no magic, unknown key-block flag, padding that does not match, data that is not
 // encrypted and whose length is no multiple of 8. A signature that does not match is no error by

@@ -7,6 +7,7 @@
 
 #include "tests/banking/tree_objects.h"
 #include "tests/support/print.h"
+#include "tests/variables/failing_memory.h"
 #include "tmxtools/banking/request.h"
 #include "tmxtools/core/error.h"
 
@@ -266,6 +267,28 @@ TEST_F(Signature, FillsPlacesInAnyOrderAndKeepsTheFirst) {
   EXPECT_FALSE(Insert(again, Ids(1, 5, 5)));
   EXPECT_EQ(again.GetMessage(), nullptr);
   EXPECT_EQ(RequestsOf(message), (std::vector<HbRequest*>{&r0, &r1, &r2}));
+}
+
+// Wherever memory ends, the request stands in its place or nowhere, and can be put in later.
+TEST_F(Signature, PutsARequestInItsPlaceOrNowhereWhenMemoryEnds) {
+  for (const unsigned place : {3U, 1U}) {  // behind the last one, then where nothing stands yet
+    HbRequest& request = Request();
+    const std::string block = Ids(place, 0, 0);
+    for (std::size_t allowed = 0; request.GetMessage() == nullptr; ++allowed) {
+      ASSERT_LT(allowed, 100U);
+      bool done = false;
+      {
+        const FailingMemory memory(allowed);
+        done = request.InsertSignature(error_, Bytes(block), block.size(), HbRoleIssuer);
+      }
+      EXPECT_EQ(done, request.GetMessage() != nullptr) << allowed;
+      if (!done) EXPECT_EQ(request.GetRequestId(), HbRequest::kUnknown) << allowed;
+    }
+    EXPECT_EQ(request.GetRequestId(), place);
+    made_.push_back(request.GetMessage());
+  }
+  EXPECT_EQ(made_[0], made_[1]);
+  EXPECT_EQ(made_[0]->RequestCount(), 4);
 }
 
 TEST_F(Signature, TellsMessagesApartByBothIds) {

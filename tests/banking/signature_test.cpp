@@ -345,8 +345,8 @@ TEST_F(Signature, LeavesPresignedMessagesWhenItsJobDies) {
   ASSERT_TRUE(Insert(RequestIn(*job), Ids(1, 1, 0)));
   job.reset();
   ASSERT_EQ(made_.size(), 2u);
-  EXPECT_EQ(HbMessage::FindLive(made_[0]), made_[0]);
-  EXPECT_EQ(HbMessage::FindLive(made_[1]), made_[1]);
+  ASSERT_EQ(HbMessage::FindLive(made_[0]), made_[0]);
+  ASSERT_EQ(HbMessage::FindLive(made_[1]), made_[1]);
   EXPECT_EQ(RequestsOf(*made_[0]), (std::vector<HbRequest*>{nullptr, nullptr}));
   EXPECT_EQ(made_[0]->GetSignSize(HbRoleIssuer, HbSignDataPart0), 6);
 }

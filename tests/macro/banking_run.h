@@ -27,6 +27,7 @@ class ByteReadingEngine : public HbMacroEngine {
  public:
   using HbMacroEngine::GetCurrentDialog;
   using HbMacroEngine::HbMacroEngine;
+  using HbMacroEngine::ResetHolderOfClass;
 };
 
 // Calls a function whenever variables change, and counts.

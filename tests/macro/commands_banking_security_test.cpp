@@ -433,5 +433,13 @@ TEST(BankingEngineTest, ThereIsNoDialogAtFirst) {
   EXPECT_EQ(engine.GetStatus().GetCode(), kNoRequest);
 }
 
+TEST(BankingEngineTest, HoldersOfAnEngineThatRunsNothingNeedNoReset) {
+  ByteReadingEngine engine("/home");
+  const auto segment = MakeRef<HbSegment>("HISAL", static_cast<unsigned short>(5));
+  engine.ResetHolderOfClass(HbMacroEngine::kResponse, segment.Get());
+  engine.ResetHolderOfClass(HbMacroEngine::kResponse, nullptr);
+  EXPECT_FALSE(engine.GetStatus().IsSet());
+}
+
 }  // namespace
 }  // namespace tmx

@@ -483,6 +483,12 @@ TEST_F(FrameCacheTest, TheEleventhFrameReplacesTheOldestSlotRoundRobin) {
   }
 }
 
+TEST_F(FrameCacheTest, AFrameThatLosesItsSlotIsKeptForItsSubroutine) {
+  std::vector<HbStackFrame*> frames;
+  for (int sub = 0; sub < 11; ++sub) frames.push_back(LoadAndCache(sub));
+  EXPECT_EQ(Load("Sub0").get(), frames[0]);
+}
+
 TEST_F(FrameCacheTest, APushOrPopEmptiesTheCache) {
   LoadAndCache(0);
   Put(ImageBuilder("newer").Sub("Sub0", "\x12").Build());

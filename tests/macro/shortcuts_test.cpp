@@ -1,5 +1,6 @@
 // Where the engine takes a shortcut, held against the reference engine, which takes none: calls
-// that begin without a frame, and amounts and dates that are read and written as they stand.
+// that begin without a frame, variables that commands and calls make, instructions that are taken
+// together, and amounts and dates that are read and written as they stand.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -63,6 +64,12 @@ TEST(FramelessCallTest, GetsItsFrameForASourceLineAndAName) {
   EXPECT_EQ(RunCaller(AddTo(callee, 33, 34).Exit()).output, "22 5");
 }
 
+TEST(FramelessCallTest, GetsItsFrameForASourceFile) {
+  CodeBuilder callee = LongParams(2);
+  AddTo(callee, 33, 34).Op(160, 1).RawText("source.hbm");
+  EXPECT_EQ(RunCaller(AddTo(callee, 33, 34).Exit()).output, "17 5");
+}
+
 TEST(FramelessCallTest, AnErrorBelongsToTheCallee) {
   CodeBuilder callee = LongParams(2);
   AddTo(callee, 33, 34).Op(50, 1).Var(40);
@@ -109,6 +116,88 @@ TEST(FramelessCallTest, OneVariableTwiceAndCallsWithinCalls) {
                                .Sub("Callee", callee)
                                .Build();
   EXPECT_EQ(RunFiles({image}).output, "56");
+}
+
+TEST(FramelessCallTest, RecursionWhileTheSubroutineIsMetForTheFirstTime) {
+  CodeBuilder callee = LongParams(2);
+  callee.Op(28, 5).Byte(6).Byte('+').Var(33).Var(33).Long(1);
+  callee.Op(2, 4).Byte(6).Byte('<').Var(33).Long(9).Op(31, 2).Byte(1).Target(1);
+  callee.Op(32, 3).RawText("Callee").Var(33).Var(34);
+  AddTo(callee.Bind(1), 34, 33);
+  EXPECT_EQ(RunCaller(callee.Exit()).output, "9 23");
+}
+
+// ---- variables that are made
+// ---------------------------------------------------------------------
+
+// Locals without a value: a text 33, a date 34, an int 35, a long 36, an amount 37 and a bool 38.
+CodeBuilder Locals() {
+  CodeBuilder code;
+  int id = 33;
+  for (const unsigned type : {1u, 2u, 5u, 6u, 8u, 10u})
+    code.Op(5, 2).Byte(type).U16(static_cast<unsigned>(id++));
+  return code;
+}
+
+TEST(MadeVariableTest, CommandsMakeWhatTheyReadAndWrite) {
+  CodeBuilder code = Locals();
+  code.Op(58, 1).Str("one;two").Op(14, 3).Var(33).Int(-1).Char(';').Op(7, 1).Var(33);
+  code.Op(8, 2).Var(34).Str("d.m.yy").Op(25, 1).Var(35).Op(50, 1).Var(36).Op(9, 2).Var(37).Str(
+      "v.n");
+  code.Op(2, 4).Byte(10).Byte('=').Var(38).Bool(false).Op(31, 2).Byte(0).Target(1);
+  code.Op(7, 1).Str("true").Bind(1);
+  ExpectNoError(RunCode(code.Exit()));
+}
+
+TEST(MadeVariableTest, EveryTypeIsReceivedAsAText) {
+  for (int id = 33; id <= 39; ++id) {
+    CodeBuilder code = Locals();
+    code.Op(58, 1).Var(id).Op(5, 2).Byte(1).U16(39).Op(14, 1).Var(39).Op(7, 1).Var(39);
+    const RunOutcome outcome = RunCode(code.Exit());
+    EXPECT_EQ(outcome.output.empty(), id != 34 && id != 35 && id != 36) << id;
+  }
+}
+
+TEST(MadeVariableTest, AValueOfEveryTypeIsReceivedAsAText) {
+  CodeBuilder code;
+  code.Op(5, 3).Byte(2).U16(33).RawDate(5, 3, 2003).Op(5, 3).Byte(5).U16(34).U16(0xFFFE);
+  code.Op(5, 3).Byte(6).U16(35).U32(70000).Op(5, 3).Byte(8).U16(36).RawText("1,50");
+  code.Op(5, 2).Byte(1).U16(37);
+  for (int id = 33; id <= 36; ++id)
+    code.Op(58, 1).Var(id).Op(14, 1).Var(37).Op(7, 1).Var(37).Op(7, 1).Str(" ");
+  EXPECT_EQ(RunCode(code.Exit()).output, "05.03.2003 -2 70000 1,50 ");
+}
+
+TEST(MadeVariableTest, AnOperandOfAnotherTypeIsRefused) {
+  CodeBuilder code = Locals();
+  const std::string position = At(code.Size() + 4);
+  ExpectMacroError(RunCode(code.Op(52, 2).Var(36).Var(33).Exit()), kMalformed, position);
+}
+
+TEST(MadeVariableTest, CallsMakeTheirArguments) {
+  CodeBuilder caller = Locals();
+  caller.Op(32, 4).RawText("Callee").Str("x").Var(33).Var(36);
+  caller.Op(7, 1).Var(33).Op(50, 1).Var(36).Exit();
+  CodeBuilder callee;
+  callee.Op(1, 2).Byte(1).U16(33).Op(1, 2).Byte(1).U16(34).Op(1, 2).Byte(6).U16(35);
+  callee.Op(3, 3).Byte(1).Var(34).Var(33).Op(3, 3).Byte(6).Var(35).Long(7);
+  EXPECT_EQ(RunCaller(callee.Exit(), caller).output, "x7");
+}
+
+// ---- instructions taken together
+// -----------------------------------------------------------------
+
+TEST(RowTest, AnyNumberOfParametersStandsInARow) {
+  constexpr int kCount = 10000;
+  EXPECT_EQ(RunCaller(LongParams(kCount).Exit()).output, "7 5");
+}
+
+TEST(RowTest, AnyNumberOfAdditionsStandsInARow) {
+  constexpr int kCount = 4000;
+  CodeBuilder code;
+  code.Op(5, 3).Byte(6).U16(33).U32(0);
+  for (int i = 0; i < kCount; ++i) code.Op(28, 5).Byte(6).Byte('+').Var(33).Var(33).Long(1);
+  EXPECT_EQ(RunCode(code.Op(50, 1).Var(33).Exit()).output, "4000");
 }
 
 // ---- amounts and dates as they stand -----------------------------------------------------------

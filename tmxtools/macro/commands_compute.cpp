@@ -1,8 +1,10 @@
 // The commands that assign, compute and compare, and those that work on texts and dates.
 
+#include <algorithm>
+
 #include "tmxtools/core/amount.h"
 #include "tmxtools/macro/operands.h"
-#include "tmxtools/platform/converter.h"
+#include "tmxtools/platform/upper_case.h"
 
 using tmx::kMalformed;
 using tmx::OpTypes;
@@ -48,8 +50,14 @@ int Order(const Value& a, const Value& b) {
   return a < b ? -1 : b < a ? 1 : 0;
 }
 
-int OrderWithoutCase(const String& a, const String& b) {
-  return Order(vos::Converter::toUpper(a, "german"), vos::Converter::toUpper(b, "german"));
+int OrderWithoutCase(std::string_view a, std::string_view b) {
+  const std::size_t common = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    const auto left = static_cast<unsigned char>(tmx::UpperCase(a[i]));
+    const auto right = static_cast<unsigned char>(tmx::UpperCase(b[i]));
+    if (left != right) return Order(left, right);
+  }
+  return Order(a.size(), b.size());
 }
 
 }  // namespace
@@ -220,7 +228,7 @@ void MeMacroEngine::CmdCompare(Operands& in, int) {
     case TypeCode::kString: {
       const String& a = in.Text();
       const String& b = in.Text();
-      if (in.Ok()) order = OrderWithoutCase(a, b);
+      if (in.Ok()) order = OrderWithoutCase(a.View(), b.View());
       break;
     }
     case TypeCode::kDate: {

@@ -1,9 +1,23 @@
 // The commands that search the input, move the cursor in it and set it.
 
+#include <algorithm>
+
 #include "tmxtools/macro/operands.h"
-#include "tmxtools/platform/converter.h"
+#include "tmxtools/platform/upper_case.h"
 
 using tmx::TypeCode;
+
+namespace {
+
+// The position of a pattern, or the text's length. The empty pattern is never found.
+std::size_t FindWithoutCase(std::string_view text, std::string_view pattern) {
+  if (pattern.empty()) return text.size();
+  const auto same = [](char a, char b) { return tmx::UpperCase(a) == tmx::UpperCase(b); };
+  const auto hit = std::search(text.begin(), text.end(), pattern.begin(), pattern.end(), same);
+  return static_cast<std::size_t>(hit - text.begin());
+}
+
+}  // namespace
 
 // ---- searching and skipping -------------------------------------------------------------------
 
@@ -48,12 +62,12 @@ void MeMacroEngine::CmdSearch(Operands& in, int count) {
   auto* const line =
       count >= 3 ? static_cast<HbIntVariable*>(in.Variable(TypeCode::kInt)) : nullptr;
   if (!in.Ok()) return;
-  const String upper = vos::Converter::toUpper(String(InputFromCursor()), "german");
-  const std::uint16_t hit = upper.Find(vos::Converter::toUpper(pattern, "german"));
-  condition_ = hit != String::NotFound;
+  const std::string_view input = InputFromCursor();
+  const std::size_t hit = FindWithoutCase(input, pattern.View());
+  condition_ = hit < input.size();
   if (condition_) {
-    MoveCursorToHit(hit, mode);
-    if (count >= 3) LocateHit(hit, *column, *line);
+    MoveCursorToHit(static_cast<std::uint32_t>(hit), mode);
+    if (count >= 3) LocateHit(static_cast<std::uint32_t>(hit), *column, *line);
   }
   NotifyVariablesChanged();
 }

@@ -23,6 +23,7 @@ constexpr int kOpGoto = 30;
 constexpr int kOpIfGoto = 31;
 constexpr int kOpCall = 32;
 constexpr int kOpEat = 55;
+constexpr int kOpFile = 160;
 constexpr int kOpLine = 161;
 constexpr int kOpVariableName = 163;
 
@@ -30,16 +31,12 @@ constexpr int kOpVariableName = 163;
 // or it changes what frames there are.
 constexpr bool IsDecoded(int opcode) {
 #define TMX_NUMBER(number, command) number,
-  constexpr int kDecoded[] = {kOpParam,
-                              kOpLocal,
-                              kOpExit,
-                              kOpGoto,
-                              kOpIfGoto,
-                              kOpCall,
-                              kOpLine,
-                              kOpVariableName,
-                              TMX_DECODED_COMMANDS(TMX_NUMBER)
-                                  TMX_DECODED_BANKING_COMMANDS(TMX_NUMBER)};
+  constexpr int kDecoded[] = {
+      kOpParam,        kOpLocal,
+      kOpExit,         kOpGoto,
+      kOpIfGoto,       kOpCall,
+      kOpFile,         kOpLine,
+      kOpVariableName, TMX_DECODED_COMMANDS(TMX_NUMBER) TMX_DECODED_BANKING_COMMANDS(TMX_NUMBER)};
 #undef TMX_NUMBER
   for (const int one : kDecoded)
     if (one == opcode) return true;
@@ -160,24 +157,35 @@ class DecodedCode::Reader {
 DecodedCode::DecodedCode(const MacroCode& code)
     : code_(code),
       length_(static_cast<std::uint16_t>(code.bytes.size())),
-      slots_(std::make_unique<DecodedInstruction[]>(std::size_t{length_} + 1)) {}
+      numbers_(std::size_t{length_} + 1),
+      instructions_(1) {
+  instructions_[0].action = Action::kReadBytes;
+  instructions_[0].offset = length_;
+}
 
 DecodedCode::~DecodedCode() = default;
 
-void DecodedCode::Decode(std::uint16_t offset) {
-  DecodedInstruction& slot = slots_[offset];
+void DecodedCode::Enter(std::uint16_t offset) {
+  const auto number = static_cast<std::uint16_t>(instructions_.size());
+  instructions_.emplace_back().offset = offset;
+  numbers_[offset] = number;
+}
+
+DecodedInstruction DecodedCode::Decode(std::uint16_t offset, int in_a_row) {
+  DecodedInstruction slot;
   slot.action = Action::kReadBytes;
-  if (offset == length_) return;
+  slot.offset = offset;
   Reader in(*this, offset);
   const int opcode = static_cast<int>(in.Big(1));
   if (opcode == kFiller) {
     slot.action = Action::kSkip;
-    slot.next = static_cast<std::uint16_t>(in.at());
-    return;
+    slot.next_offset = static_cast<std::uint16_t>(in.at());
+    slot.next = NumberAt(slot.next_offset);
+    return slot;
   }
   const int count = static_cast<int>(in.Big(1));
   const Opcode* const row = FindOpcode(opcode);
-  if (!in.Ok() || row == nullptr || !row->Accepts(count) || !IsDecoded(opcode)) return;
+  if (!in.Ok() || row == nullptr || !row->Accepts(count) || !IsDecoded(opcode)) return slot;
 
   Plan plan;
   std::unique_ptr<DecodedOperand[]> arguments;
@@ -248,23 +256,24 @@ void DecodedCode::Decode(std::uint16_t offset) {
       }
     }
   }
-  if (!in.Ok()) return;
+  if (!in.Ok()) return slot;
 
   slot.opcode = static_cast<std::uint8_t>(opcode);
   slot.count = static_cast<std::uint8_t>(count);
-  slot.next = static_cast<std::uint16_t>(in.at());
+  slot.next_offset = static_cast<std::uint16_t>(in.at());
+  slot.next = NumberAt(slot.next_offset);
   switch (opcode) {
     case kOpLine:
       slot.action = Action::kLine;
       slot.number = plan.Number(0);
-      return;
+      return slot;
     case kOpParam:
-      if (count == 3) return slot.action = Action::kReadBytes, void();
-      slot.action = Action::kParams;
       slot.id = static_cast<std::int16_t>(plan.Number(1));
       slot.number = 1;
-      if (slot.id < kFirstHolderId) slot.action = Action::kReadBytes;
-      return CombineParams(offset);
+      if (count == 3 || slot.id < kFirstHolderId) return slot;
+      slot.action = Action::kParams;
+      CombineParams(slot, in_a_row);
+      return slot;
     case kOpLocal:
       slot.action = count == 3 ? Action::kLocalDefault : Action::kLocal;
       slot.number = plan.Number(0);
@@ -272,35 +281,37 @@ void DecodedCode::Decode(std::uint16_t offset) {
       break;
     case kOpExit:
       slot.action = Action::kExit;
-      return;
+      return slot;
     case kOpGoto:
     case kOpIfGoto: {
       const auto target = static_cast<std::uint32_t>(plan.Number(plan.count - 1));
-      if (target > length_) return;
-      slot.target = static_cast<std::uint16_t>(target);
+      if (target > length_) return slot;
+      slot.target = NumberAt(static_cast<std::uint16_t>(target));
       slot.action = opcode == kOpGoto     ? Action::kGoto
                     : plan.Number(0) != 0 ? Action::kIfNot
                                           : Action::kIf;
-      return;
+      return slot;
     }
     case kOpEat:
       slot.op = plan.count > 0 ? static_cast<char>(plan.Number(0)) : ' ';
       slot.action = Action::kEat;
-      return;
+      return slot;
+    case kOpFile:
+      slot.action = Action::kFile;
+      break;
     case kOpVariableName:
       slot.action = Action::kName;
       break;
     case kOpCall: {
       CallSite site;
       site.name = plan.operands[0].text;
-      site.arguments = arguments.get();
       site.argument_count = count > 0 ? count - 1 : 0;
-      site.references = ReferencesOf(arguments.get(), site.argument_count);
-      if (arguments != nullptr) operands_.push_back(std::move(arguments));
+      site.arguments = Keep(arguments.get(), static_cast<std::size_t>(site.argument_count));
+      site.references = ReferencesOf(site.arguments, site.argument_count);
       calls_.push_back(site);
       slot.call = &calls_.back();
       slot.action = Action::kCall;
-      return;
+      return slot;
     }
     case kOpOp: {
       const DecodedOperand& right = plan.operands[4];
@@ -311,22 +322,36 @@ void DecodedCode::Decode(std::uint16_t offset) {
       const OpTypes types =
           OpOperandTypes(type, static_cast<char>(plan.Number(1)),
                          right_is_literal ? static_cast<TypeCode>(right.tag) : TypeCode::kNone);
-      if (types.left == TypeCode::kNone) return;
-      if (right_is_literal && right.tag != static_cast<int>(types.right)) return;
+      if (types.left == TypeCode::kNone) return slot;
+      if (right_is_literal && right.tag != static_cast<int>(types.right)) return slot;
       if (left.tag < kFirstVariableTag && (left.tag != static_cast<int>(types.left) ||
                                            (type == TypeCode::kInt && !right_is_literal)))
-        return;
+        return slot;
       slot.action = Action::kCommand;
       break;
     }
     default:
       slot.action = Action::kCommand;
   }
-  auto operands = std::make_unique<DecodedOperand[]>(plan.count + 1);
-  for (std::size_t i = 0; i < plan.count; ++i) operands[i] = plan.operands[i];
-  slot.operands = operands.get();
-  operands_.push_back(std::move(operands));
-  if (slot.action == Action::kCommand) Combine(offset);
+  slot.operands = Keep(plan.operands.data(), plan.count);
+  if (slot.action == Action::kCommand) Combine(slot, in_a_row);
+  return slot;
+}
+
+// Puts operands side by side in blocks.
+const DecodedOperand* DecodedCode::Keep(const DecodedOperand* operands, std::size_t count) {
+  if (free_operand_count_ < count) {
+    constexpr std::size_t kBlock = 64;
+    const std::size_t size = std::max(kBlock, count);
+    operands_.push_back(std::make_unique<DecodedOperand[]>(size));
+    free_operands_ = operands_.back().get();
+    free_operand_count_ = size;
+  }
+  DecodedOperand* const kept = free_operands_;
+  std::copy_n(operands, count, kept);
+  free_operands_ += count;
+  free_operand_count_ -= count;
+  return kept;
 }
 
 // The ids of arguments that are all variables, else null.
@@ -341,59 +366,60 @@ const std::int16_t* DecodedCode::ReferencesOf(const DecodedOperand* arguments, i
 }
 
 // Takes the declarations that follow a declaration of a parameter together with it.
-void DecodedCode::CombineParams(std::uint16_t offset) {
-  DecodedInstruction& slot = slots_[offset];
-  if (slot.action != Action::kParams || slot.next >= length_ || code_.bytes[slot.next] != kOpParam)
+void DecodedCode::CombineParams(DecodedInstruction& params, int in_a_row) {
+  if (in_a_row == kMaxInARow || params.next_offset >= length_ ||
+      code_.bytes[params.next_offset] != kOpParam)
     return;
-  const DecodedInstruction& following = At(slot.next);
+  const DecodedInstruction& following = Get(params.next, in_a_row + 1);
   if (following.action != Action::kParams) return;
-  slot.id = std::max(slot.id, following.id);
-  slot.number += following.number;
-  slot.next = following.next;
+  params.id = std::max(params.id, following.id);
+  params.number += following.number;
+  params.next = following.next;
+  params.next_offset = following.next_offset;
 }
 
 // Gives the additions and comparisons of loops an action of their own, and where an addition, a
 // comparison of the same variable and a jump stand in a row, one for all three.
-void DecodedCode::Combine(std::uint16_t offset) {
-  DecodedInstruction& slot = slots_[offset];
-  const DecodedOperand* const operands = slot.operands;
-  if (slot.opcode != kOpOp && slot.opcode != kOpCompare) return;
+void DecodedCode::Combine(DecodedInstruction& instruction, int in_a_row) {
+  const DecodedOperand* const operands = instruction.operands;
+  if (instruction.opcode != kOpOp && instruction.opcode != kOpCompare) return;
   if (operands[0].number != static_cast<int>(TypeCode::kLong)) return;
   const auto op = static_cast<char>(operands[1].number);
-  if (slot.opcode == kOpCompare) {
+  if (instruction.opcode == kOpCompare) {
     if (operands[2].tag < kFirstVariableTag || operands[3].tag != static_cast<int>(TypeCode::kLong))
       return;
     if (op != '<' && op != '=' && op != '>') return;
-    slot.op = op;
-    slot.left = operands[2].tag;
-    slot.number = operands[3].number;
-    slot.action = Action::kCompareLong;
+    instruction.op = op;
+    instruction.left = operands[2].tag;
+    instruction.number = operands[3].number;
+    instruction.action = Action::kCompareLong;
     return;
   }
   if ((op != '+' && op != '-') || operands[3].tag < kFirstVariableTag) return;
-  slot.id = operands[2].tag;
-  slot.left = operands[3].tag;
+  instruction.id = operands[2].tag;
+  instruction.left = operands[3].tag;
   if (operands[4].tag >= kFirstVariableTag && op == '+') {
-    slot.right = operands[4].tag;
-    slot.action = Action::kAddLongs;
+    instruction.right = operands[4].tag;
+    instruction.action = Action::kAddLongs;
     return;
   }
   if (operands[4].tag != static_cast<int>(TypeCode::kLong)) return;
   // Subtracting is adding the complement; both wrap in 32 bits.
-  slot.number =
+  instruction.number =
       op == '+' ? operands[4].number
                 : static_cast<std::int32_t>(0u - static_cast<std::uint32_t>(operands[4].number));
-  slot.action = Action::kAddLong;
-  if (slot.id != slot.left) return;
-  const DecodedInstruction& compare = At(slot.next);
-  if (compare.action != Action::kCompareLong || compare.left != slot.id) return;
-  const DecodedInstruction& jump = At(compare.next);
+  instruction.action = Action::kAddLong;
+  if (instruction.id != instruction.left || in_a_row == kMaxInARow) return;
+  const DecodedInstruction compare = Get(instruction.next, in_a_row + 1);
+  if (compare.action != Action::kCompareLong || compare.left != instruction.id) return;
+  const DecodedInstruction& jump = Get(compare.next, in_a_row + 1);
   if (jump.action != Action::kIf) return;
-  slot.op = compare.op;
-  slot.limit = compare.number;
-  slot.target = jump.target;
-  slot.next = jump.next;
-  slot.action = Action::kAddCompareJumpLong;
+  instruction.op = compare.op;
+  instruction.limit = compare.number;
+  instruction.target = jump.target;
+  instruction.next = jump.next;
+  instruction.next_offset = jump.next_offset;
+  instruction.action = Action::kAddCompareJumpLong;
 }
 
 }  // namespace tmx

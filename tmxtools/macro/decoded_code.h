@@ -1,10 +1,11 @@
 // The decoded form of a subroutine, filled in instruction by instruction as each is executed for
 // the first time.
 //
-// There is one slot for every byte of the code, so that the slot of an instruction is found from
-// its byte position and back, and a jump into the middle of an instruction decodes what stands
-// there. A slot that says kReadBytes is executed by the engine that reads one byte after the other;
-// that holds for everything malformed, so that only one place in the system raises those errors.
+// An instruction is found from its byte position and back, and a jump into the middle of an
+// instruction decodes what stands there. The instructions lie side by side in the order in which
+// they are met, so that what runs together fits into the processor's cache. One that says
+// kReadBytes is executed by the engine that reads one byte after the other; that holds for
+// everything malformed, so that only one place in the system raises those errors.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +24,7 @@ enum class Action : std::uint8_t {
   kNotDecoded,
   kReadBytes,
   kSkip,     // filler
+  kFile,     // operands: the source file's name
   kLine,     // number: source line
   kCommand,  // a command of the table with decoded operands
   kParams,   // number: how many in a row; nothing to do when the caller passed all up to id
@@ -49,7 +51,7 @@ struct DecodedOperand {
   const String* text = nullptr;  // string and amount
 };
 
-struct DecodedInstruction;
+class DecodedCode;
 
 // What a call looked up, good for one state of the file stack.
 struct CallSite {
@@ -58,10 +60,10 @@ struct CallSite {
   int argument_count = 0;
   const std::int16_t* references = nullptr;  // the arguments' ids when all are variables
   MacroCode* callee = nullptr;
-  const DecodedInstruction* code = nullptr;
+  DecodedCode* code = nullptr;
   std::uint64_t lookup_state = 0;
   bool may_borrow = false;  // references only, and the callee's first action needs no frame
-  // Behind the declarations of parameters that the arguments satisfy.
+  // The instruction behind the declarations of parameters that the arguments satisfy.
   std::uint16_t entry = 0;
   std::uint32_t entry_steps = 0;
 };
@@ -71,48 +73,65 @@ struct DecodedInstruction {
   std::uint8_t opcode = 0;
   std::uint8_t count = 0;
   char op = 0;
-  std::uint16_t next = 0;    // offset of the following instruction
-  std::uint16_t target = 0;  // of a jump
+  // Positions in the bytes: its own and that of the following instruction.
+  std::uint16_t offset = 0;
+  std::uint16_t next_offset = 0;
+  // The numbers of the following instruction and of a jump's target.
+  std::uint16_t next = 0;
+  std::uint16_t target = 0;
   std::int16_t id = 0;
   std::int16_t left = 0;
   std::int16_t right = 0;
   std::int32_t number = 0;
-  std::int32_t limit = 0;
   union {
     const DecodedOperand* operands = nullptr;
     CallSite* call;
+    std::int32_t limit;
   };
 };
+static_assert(sizeof(DecodedInstruction) == 32);
 
 class DecodedCode {
  public:
   explicit DecodedCode(const MacroCode& code);
   ~DecodedCode();
 
-  // The instruction at an offset of at most the code's length, decoded.
-  DecodedInstruction& At(std::uint16_t offset) {
-    DecodedInstruction& slot = slots_[offset];
-    if (slot.action == Action::kNotDecoded) Decode(offset);
-    return slot;
+  // The number of the instruction at a position of at most the code's length.
+  std::uint16_t NumberAt(std::uint16_t offset) {
+    if (numbers_[offset] == 0 && offset != length_) Enter(offset);
+    return numbers_[offset];
   }
-  std::uint16_t length() const { return length_; }
-  // All instructions by their offsets, some of them not decoded yet.
-  const DecodedInstruction* slots() const { return slots_.get(); }
+  // An instruction, decoded. Good until another one is.
+  const DecodedInstruction& Get(std::uint16_t number) { return Get(number, 1); }
+  // All instructions by their numbers, some of them not decoded yet. Good until one is decoded.
+  const DecodedInstruction* instructions() const { return instructions_.data(); }
 
  private:
-  void Decode(std::uint16_t offset);
+  // `in_a_row` counts the instructions that ask for the one behind them, to be combined with it.
+  const DecodedInstruction& Get(std::uint16_t number, int in_a_row) {
+    if (instructions_[number].action == Action::kNotDecoded) {
+      const DecodedInstruction decoded = Decode(instructions_[number].offset, in_a_row);
+      instructions_[number] = decoded;
+    }
+    return instructions_[number];
+  }
+  void Enter(std::uint16_t offset);
+  DecodedInstruction Decode(std::uint16_t offset, int in_a_row);
+  const DecodedOperand* Keep(const DecodedOperand* operands, std::size_t count);
   const std::int16_t* ReferencesOf(const DecodedOperand* arguments, int count);
-  void CombineParams(std::uint16_t offset);
-  void Combine(std::uint16_t offset);
+  void CombineParams(DecodedInstruction& params, int in_a_row);
+  void Combine(DecodedInstruction& instruction, int in_a_row);
 
-  static constexpr int kMaxInARow = 16;  // bounds the recursion over parameters
+  static constexpr int kMaxInARow = 16;  // bounds the recursion
 
   class Reader;
   const MacroCode& code_;
   std::uint16_t length_;
-  int in_a_row_ = 0;
-  std::unique_ptr<DecodedInstruction[]> slots_;  // length + 1; the last one reads bytes
+  std::vector<std::uint16_t> numbers_;            // by position; 0: none yet, or the end
+  std::vector<DecodedInstruction> instructions_;  // the first stands for the end of the code
   std::vector<std::unique_ptr<DecodedOperand[]>> operands_;
+  DecodedOperand* free_operands_ = nullptr;  // in the last block
+  std::size_t free_operand_count_ = 0;
   std::deque<String> texts_;
   std::vector<std::unique_ptr<std::int16_t[]>> references_;
   std::deque<CallSite> calls_;

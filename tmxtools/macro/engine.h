@@ -182,18 +182,25 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
                                tmx::DecodedOperands& operands);
   // Executes decoded commands until one must be read byte by byte or the run needs attention.
   void RunDecoded();
-  void LeaveDecoded(HbStackFrame& frame, std::uint32_t pc, std::uint64_t steps);
+  void LeaveDecoded(HbStackFrame& frame, std::uint16_t pc, std::uint64_t steps);
   bool RunDecodedCommand(HbStackFrame& frame, const tmx::DecodedInstruction& instruction);
   bool DeclareDecoded(HbStackFrame& frame, const tmx::DecodedInstruction& instruction);
   bool Borrow(tmx::HolderList caller, const tmx::CallSite& site, HbVariableHolder** borrowed) const;
-  HbStackFrame* CallDecoded(HbStackFrame& caller, tmx::CallSite& site, std::uint32_t return_to);
+  HbStackFrame* CallDecoded(HbStackFrame& caller, tmx::CallSite& site, std::uint16_t return_to);
   bool ResolveCall(tmx::CallSite& site);
-  static bool PassDecoded(tmx::HolderList caller, const tmx::CallSite& site, HbStackFrame& callee);
+  bool PassDecoded(tmx::HolderList caller, const tmx::CallSite& site, HbStackFrame& callee);
+  bool PassReferences(tmx::HolderList caller, const std::int16_t* ids, std::size_t count,
+                      HbStackFrame& callee);
   void PopFrame();
   void InternalCmdCall(const String& name, int count);
   void PassArgument(HbStackFrame& callee);
   void DeclareHolder(unsigned short type, short id, unsigned short holder_class);
+  // The variable of a holder that has none yet, made if need be. Null, and nothing changed, where
+  // that is not all there is to do.
+  HbVariable* MakeVariable(short id, const HbVariableHolder& holder, unsigned short type);
   bool ResolveInRegistry(HbVariableHolder& holder, unsigned short storage, bool create);
+  // False for a variable that cannot be converted to a text.
+  static bool TextOf(const HbVariable& variable, String& text);
   void TakeSecret(HbVariableHolder& holder);
   void ReadPreset(HbVariable& variable);
   template <typename Value>

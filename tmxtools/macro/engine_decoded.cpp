@@ -52,6 +52,7 @@ bool NeedsFrame(Action action) {
     case Action::kLocalDefault:
     case Action::kName:
     case Action::kLine:
+    case Action::kFile:
     case Action::kCall:
     case Action::kReadBytes:
       return true;
@@ -96,8 +97,8 @@ bool MeMacroEngine::RunDecodedCommand(HbStackFrame& frame, const DecodedInstruct
 #undef TMX_ENTER
     return commands;
   }();
-  DecodedOperands operands(frame, instruction.operands);
-  frame.GetByteCode()->SetPC(instruction.next);
+  DecodedOperands operands(*this, frame, instruction.operands);
+  frame.GetByteCode()->SetPC(instruction.next_offset);
   try {
     const Command command = kCommands[instruction.opcode];
     if (command == nullptr) return DispatchDecoded(instruction.opcode, instruction.count, operands);
@@ -146,15 +147,27 @@ bool MeMacroEngine::DeclareDecoded(HbStackFrame& frame, const DecodedInstruction
   }
 }
 
-// False for a variable that does not exist yet.
+// Passes variables, which are made if need be. False for one that cannot be made.
+bool MeMacroEngine::PassReferences(HolderList caller, const std::int16_t* ids, std::size_t count,
+                                   HbStackFrame& callee) {
+  for (std::size_t i = 0; i < count; ++i) {
+    if (!caller.Has(ids[i])) return false;
+    const HbVariableHolder& holder = caller.At(ids[i]);
+    if (holder.GetReadyType() == 0 && MakeVariable(ids[i], holder, holder.GetType()) == nullptr)
+      return false;
+  }
+  return callee.AppendReferences(caller, ids, count);
+}
+
+// False when the arguments must be read from their bytes.
 bool MeMacroEngine::PassDecoded(HolderList caller, const CallSite& site, HbStackFrame& callee) {
   if (site.references != nullptr)
-    return callee.AppendReferences(caller, site.references,
-                                   static_cast<std::size_t>(site.argument_count));
+    return PassReferences(caller, site.references, static_cast<std::size_t>(site.argument_count),
+                          callee);
   for (int i = 0; i < site.argument_count; ++i) {
     const DecodedOperand& argument = site.arguments[i];
     if (argument.tag >= kFirstVariableTag) {
-      if (!callee.AppendReferences(caller, &argument.tag, 1)) return false;
+      if (!PassReferences(caller, &argument.tag, 1, callee)) return false;
       continue;
     }
     switch (static_cast<TypeCode>(argument.tag)) {
@@ -183,14 +196,15 @@ bool MeMacroEngine::ResolveCall(CallSite& site) {
   MacroCode* const callee = file_stack_.FindLoaded(*site.name);
   if (callee == nullptr) return false;
   DecodedCode& decoded = DecodedOf(*callee);
-  const DecodedInstruction& first = decoded.At(0);
+  const std::uint16_t begin = decoded.NumberAt(0);
+  const DecodedInstruction first = decoded.Get(begin);
   const bool skip =
       first.action == Action::kParams && first.id < tmx::kFirstHolderId + site.argument_count;
-  site.entry = skip ? first.next : std::uint16_t{0};
+  site.entry = skip ? first.next : begin;
   site.entry_steps = skip ? static_cast<std::uint32_t>(first.number) : 0;
   site.may_borrow = site.references != nullptr && site.argument_count <= kMaxBorrowed &&
-                    !NeedsFrame(decoded.At(site.entry).action);
-  site.code = decoded.slots();
+                    !NeedsFrame(decoded.Get(site.entry).action);
+  site.code = &decoded;
   site.callee = callee;
   site.lookup_state = file_stack_.GetLookupState();
   return true;
@@ -211,9 +225,10 @@ inline bool MeMacroEngine::Borrow(HolderList caller, const CallSite& site,
   return true;
 }
 
-// Pushes a frame for the call. Null when the call must be read from its bytes.
+// Pushes a frame for the call; `return_to` is a position in the caller's bytes. Null when the call
+// must be read from its bytes.
 HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& site,
-                                         std::uint32_t return_to) {
+                                         std::uint16_t return_to) {
   if (call_stack_->Count() >= kMaxFrames) return nullptr;
   if (site.lookup_state != file_stack_.GetLookupState() && !ResolveCall(site)) return nullptr;
   std::unique_ptr<HbStackFrame> callee(file_stack_.TakeFrame(*site.callee, *site.name));
@@ -221,15 +236,15 @@ HbStackFrame* MeMacroEngine::CallDecoded(HbStackFrame& caller, CallSite& site,
     file_stack_.ReturnFrame(callee.release());
     return nullptr;
   }
-  caller.GetByteCode()->SetPC(static_cast<unsigned short>(return_to));
+  caller.GetByteCode()->SetPC(return_to);
   call_stack_->PushFrame(callee.get());
   cur_frame_ = callee.release();
   return cur_frame_;
 }
 
 // Takes by value what the loop keeps in registers.
-void MeMacroEngine::LeaveDecoded(HbStackFrame& frame, std::uint32_t pc, std::uint64_t steps) {
-  frame.GetByteCode()->SetPC(static_cast<unsigned short>(pc));
+void MeMacroEngine::LeaveDecoded(HbStackFrame& frame, std::uint16_t pc, std::uint64_t steps) {
+  frame.GetByteCode()->SetPC(pc);
   steps_ += steps;
 }
 
@@ -237,31 +252,34 @@ void MeMacroEngine::LeaveDecoded(HbStackFrame& frame, std::uint32_t pc, std::uin
 // for as long as nothing could tell the difference. `light` is the call that has begun so; `frame`
 // is then still the caller's. An action that needs the frame breaks out of the switch and is done
 // again when the frame is there.
+//
+// `at` is the number of the instruction in `code`, which is of use until one is decoded.
 void MeMacroEngine::RunDecoded() {
   HbStackFrame* frame = cur_frame_;
   if (frame->GetByteCode()->GetPC() > frame->GetByteCode()->GetLength()) return;
-  const DecodedInstruction* code = DecodedOf(*frame).slots();
+  DecodedCode* decoded = &DecodedOf(*frame);
+  std::uint16_t at = decoded->NumberAt(frame->GetByteCode()->GetPC());
+  const DecodedInstruction* code = decoded->instructions();
   HolderList holders = frame->GetHolders();
-  std::uint32_t pc = frame->GetByteCode()->GetPC();
   std::uint64_t steps = 0;
   CallSite* light = nullptr;
-  const DecodedInstruction* light_caller = nullptr;
-  std::uint32_t light_return = 0;
+  DecodedCode* light_caller = nullptr;
+  std::uint16_t light_from = 0;
   HbVariableHolder* borrowed[kMaxBorrowed];
   for (;;) {
-    const DecodedInstruction& instruction = code[pc];
+    const DecodedInstruction& instruction = code[at];
     switch (instruction.action) {
       case Action::kAddCompareJumpLong: {
         if (!IsLong(holders, instruction.id)) break;
         HbLongVariable& variable = LongAt(holders, instruction.id);
-        const std::uint32_t own = pc;
+        const std::uint16_t own = at;
         do {
           const std::int32_t sum = WrappingSum(variable.Get(), instruction.number);
           variable.Set(sum);
           condition_ = Holds(instruction.op, sum, instruction.limit);
           steps += 3;
-          pc = condition_ ? instruction.target : instruction.next;
-        } while (pc == own);
+          at = condition_ ? instruction.target : instruction.next;
+        } while (at == own);
         continue;
       }
       case Action::kAddLong:
@@ -269,7 +287,7 @@ void MeMacroEngine::RunDecoded() {
         LongAt(holders, instruction.id)
             .Set(WrappingSum(LongAt(holders, instruction.left).Get(), instruction.number));
         ++steps;
-        pc = instruction.next;
+        at = instruction.next;
         continue;
       case Action::kAddLongs: {
         if (!IsLong(holders, instruction.id) || !IsLong(holders, instruction.left) ||
@@ -280,7 +298,7 @@ void MeMacroEngine::RunDecoded() {
             .Set(WrappingSum(LongAt(holders, instruction.left).Get(),
                              static_cast<std::int32_t>(right)));
         ++steps;
-        pc = instruction.next;
+        at = instruction.next;
         continue;
       }
       case Action::kCompareLong:
@@ -288,109 +306,121 @@ void MeMacroEngine::RunDecoded() {
         condition_ =
             Holds(instruction.op, LongAt(holders, instruction.left).Get(), instruction.number);
         ++steps;
-        pc = instruction.next;
+        at = instruction.next;
         continue;
       case Action::kCommand:
         if (light != nullptr || !RunDecodedCommand(*frame, instruction)) break;
         holders = frame->GetHolders();
         ++steps;
-        pc = instruction.next;
-        if (HasStatus() || last_cmd_error_.IsSet()) return LeaveDecoded(*frame, pc, steps);
+        at = instruction.next;
+        if (HasStatus() || last_cmd_error_.IsSet())
+          return LeaveDecoded(*frame, instruction.next_offset, steps);
         continue;
       case Action::kIfNot:
         condition_ = !condition_;
         [[fallthrough]];
       case Action::kIf:
         ++steps;
-        pc = condition_ ? instruction.target : instruction.next;
+        at = condition_ ? instruction.target : instruction.next;
         continue;
       case Action::kGoto:
         ++steps;
-        pc = instruction.target;
+        at = instruction.target;
         continue;
       case Action::kParams:
         if (!holders.Has(instruction.id)) break;
         steps += static_cast<std::uint32_t>(instruction.number);
-        pc = instruction.next;
+        at = instruction.next;
         continue;
       case Action::kLocal:
       case Action::kLocalDefault:
         if (light != nullptr || !DeclareDecoded(*frame, instruction)) break;
         holders = frame->GetHolders();
         ++steps;
-        pc = instruction.next;
+        at = instruction.next;
         continue;
       case Action::kName: {
         const auto id = static_cast<short>(instruction.operands[0].number);
         if (light != nullptr || !holders.Has(id)) break;
         holders.At(id).SetName(*instruction.operands[1].text);
         ++steps;
-        pc = instruction.next;
+        at = instruction.next;
         continue;
       }
       case Action::kLine:
         if (light != nullptr) break;
         frame->SetMacroSourceLine(static_cast<unsigned short>(instruction.number));
-        pc = instruction.next;
+        at = instruction.next;
+        continue;
+      case Action::kFile:
+        if (light != nullptr) break;
+        frame->SetMacroSourceFile(*instruction.operands[0].text);
+        ++steps;
+        at = instruction.next;
         continue;
       case Action::kEat:
         EatLeading(instruction.op);
         ++steps;
-        pc = instruction.next;
+        at = instruction.next;
         continue;
       case Action::kSkip:
-        pc = instruction.next;
+        at = instruction.next;
         continue;
       case Action::kCall: {
         if (light != nullptr) break;
         CallSite& site = *instruction.call;
         if (Borrow(holders, site, borrowed)) {
           light = &site;
-          light_caller = code;
-          light_return = instruction.next;
+          light_caller = decoded;
+          light_from = at;
           holders = HolderList(borrowed, static_cast<std::size_t>(site.argument_count));
         } else {
-          HbStackFrame* const callee = CallDecoded(*frame, site, instruction.next);
+          HbStackFrame* const callee = CallDecoded(*frame, site, instruction.next_offset);
           if (callee == nullptr) break;
           frame = callee;
           holders = frame->GetHolders();
         }
-        code = site.code;
-        pc = site.entry;
+        decoded = site.code;
+        code = decoded->instructions();
+        at = site.entry;
         steps += 1 + site.entry_steps;
         continue;
       }
       case Action::kExit: {
         ++steps;
         if (light != nullptr) {
-          code = light_caller;
-          pc = light_return;
+          decoded = light_caller;
+          code = decoded->instructions();
+          at = code[light_from].next;
           light = nullptr;
           holders = frame->GetHolders();
           continue;
         }
         HbStackFrame* const caller = call_stack_->PopToCaller();
         if (caller == nullptr) {
-          LeaveDecoded(*frame, instruction.next, steps);
+          LeaveDecoded(*frame, instruction.next_offset, steps);
           return PopFrame();
         }
         file_stack_.ReturnFrame(frame);
         cur_frame_ = frame = caller;
-        code = DecodedOf(*frame).slots();
         holders = frame->GetHolders();
-        pc = frame->GetByteCode()->GetPC();
+        const std::uint16_t pc = frame->GetByteCode()->GetPC();
         if (pc > frame->GetByteCode()->GetLength()) return LeaveDecoded(*frame, pc, steps);
+        decoded = &DecodedOf(*frame);
+        at = decoded->NumberAt(pc);
+        code = decoded->instructions();
         continue;
       }
       case Action::kNotDecoded:
-        DecodedOf(light != nullptr ? *light->callee : *frame->GetByteCode()->GetCode())
-            .At(static_cast<std::uint16_t>(pc));
+        decoded->Get(at);
+        code = decoded->instructions();
         continue;
       case Action::kReadBytes:
         break;
     }
-    if (light == nullptr) return LeaveDecoded(*frame, pc, steps);
-    frame = CallDecoded(*frame, *std::exchange(light, nullptr), light_return);
+    if (light == nullptr) return LeaveDecoded(*frame, decoded->instructions()[at].offset, steps);
+    frame = CallDecoded(*frame, *std::exchange(light, nullptr),
+                        light_caller->instructions()[light_from].next_offset);
     holders = frame->GetHolders();
   }
 }

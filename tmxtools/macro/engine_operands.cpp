@@ -133,36 +133,47 @@ const String& MeMacroEngine::ReadAttribAsString() {
   const short tag = ReadInt();
   if (cur_frame_ == nullptr || cur_frame_->GetByteCode()->GetPC() == begin)
     return attrib_scratch_ = String();
-  const HbVariable* variable = nullptr;
-  unsigned short type = static_cast<unsigned short>(tag);
   if (tag >= kFirstVariableTag) {
-    variable = GetVariable(tag, 0);
-    if (variable == nullptr) return attrib_scratch_ = String();
-    type = variable->GetType();
+    const HbVariable* const variable = GetVariable(tag, 0);
+    if (variable != nullptr && TextOf(*variable, attrib_scratch_)) return attrib_scratch_;
+    if (variable != nullptr) SetMacroStatus(kMalformed);
+    return attrib_scratch_ = String();
   }
-  switch (static_cast<TypeCode>(type <= 255 ? type : 0)) {
+  switch (static_cast<TypeCode>(tag > 0 ? tag : 0)) {
     case TypeCode::kString:
     case TypeCode::kAmount:
-      if (variable == nullptr) return ReadString();
-      if (type == Code(TypeCode::kAmount)) break;  // no text: not a variable of this engine
-      return attrib_scratch_ = static_cast<const HbStringVariable*>(variable)->Get();
+      return ReadString();
     case TypeCode::kDate:
-      return attrib_scratch_ =
-                 DateText(variable != nullptr ? static_cast<const HbDateVariable*>(variable)->Get()
-                                              : ReadDate());
+      return attrib_scratch_ = DateText(ReadDate());
     case TypeCode::kInt:
-      return attrib_scratch_ = String::FromInt(
-                 variable != nullptr ? static_cast<const HbIntVariable*>(variable)->Get()
-                                     : ReadInt());
+      return attrib_scratch_ = String::FromInt(ReadInt());
     case TypeCode::kLong:
-      return attrib_scratch_ = String::FromInt(
-                 variable != nullptr ? static_cast<const HbLongVariable*>(variable)->Get()
-                                     : ReadLong());
+      return attrib_scratch_ = String::FromInt(ReadLong());
     default:
       break;
   }
   SetMacroStatus(kMalformed);
   return attrib_scratch_ = String();
+}
+
+// Amounts are texts; a variable of another engine that is an amount has none.
+bool MeMacroEngine::TextOf(const HbVariable& variable, String& text) {
+  switch (static_cast<TypeCode>(variable.GetType())) {
+    case TypeCode::kString:
+      text = static_cast<const HbStringVariable&>(variable).Get();
+      return true;
+    case TypeCode::kDate:
+      text = DateText(static_cast<const HbDateVariable&>(variable).Get());
+      return true;
+    case TypeCode::kInt:
+      text = String::FromInt(static_cast<const HbIntVariable&>(variable).Get());
+      return true;
+    case TypeCode::kLong:
+      text = String::FromInt(static_cast<const HbLongVariable&>(variable).Get());
+      return true;
+    default:
+      return false;
+  }
 }
 
 HbVariable* MeMacroEngine::ReadVariable(unsigned short type) {
@@ -219,6 +230,13 @@ HbVariable* MeMacroEngine::GetVariable(short id, unsigned short type, bool creat
   HbVariable* const variable = holder->GetVariable();
   // A host may have passed a variable that is stored otherwise than the engine stores the type.
   return type == 0 || variable->GetType() == StorageType(type) ? variable : nullptr;
+}
+
+HbVariable* MeMacroEngine::MakeVariable(short id, const HbVariableHolder& holder,
+                                        unsigned short type) {
+  const bool plain = type != 0 && holder.GetType() == type && holder.GetVariable() == nullptr &&
+                     holder.GetHolderClass() != HbVariableHolder::kSecret;
+  return plain ? GetVariable(id, type, true) : nullptr;
 }
 
 // Lets the holder reference the registry's variable, made if need be.

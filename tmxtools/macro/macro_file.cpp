@@ -213,7 +213,7 @@ HbStackFrame* HbMacroFileStack::LoadSub(const String& sub_name, HbError& err) {
   }
   try {
     const std::shared_ptr<tmx::MacroCode> code = FindCode(sub_name, err);
-    return code != nullptr ? NewFrame(*code, sub_name) : nullptr;
+    return code != nullptr ? TakeFrame(*code, sub_name) : nullptr;
   } catch (const std::bad_alloc&) {
     err.SetError(kOutOfMemory, sub_name);
     return nullptr;
@@ -251,6 +251,17 @@ void HbMacroFileStack::CacheSub(HbStackFrame* frame) {
   }
   // A frame that the host made is found by its name like any other.
   if (code->file_set == 0) lookup_state_ = NextNumber();
-  sub_cache_[slot] = std::move(owned);
+  sub_cache_[slot].swap(owned);
   slot_codes_[slot] = code;
+  if (owned != nullptr) KeepSpare(std::move(owned));
+}
+
+// A frame that lost its slot is as good as a new one, once it has forgotten where it stood in the
+// source.
+void HbMacroFileStack::KeepSpare(std::unique_ptr<HbStackFrame> frame) {
+  tmx::MacroCode& code = *frame->GetByteCode()->GetCode();
+  if (code.file_set != file_set_ || code.spare_frame != nullptr) return;
+  frame->SetMacroSourceFile(String());
+  frame->SetMacroSourceLine(0);
+  code.spare_frame = std::move(frame);
 }

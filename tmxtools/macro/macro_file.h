@@ -126,6 +126,7 @@ class TMX_EXPORT HbMacroFileStack {
   void Forget();
   std::shared_ptr<tmx::MacroCode> FindCode(const String& sub_name, HbError& err);
   HbStackFrame* NewFrame(tmx::MacroCode& code, const String& sub_name);
+  void KeepSpare(std::unique_ptr<HbStackFrame> frame);
   HbStackFrame* TakeSlot(std::size_t slot) {
     slot_codes_[slot] = nullptr;
     return sub_cache_[slot].release();

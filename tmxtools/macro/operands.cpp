@@ -73,6 +73,12 @@ bool DecodedOperands::TypeOfSecond(TypeCode& type) {
   return true;
 }
 
+HbVariable* DecodedOperands::Make(std::int16_t tag, const HbVariableHolder& holder,
+                                  unsigned short type) {
+  HbVariable* const made = ok_ ? engine_.MakeVariable(tag, holder, type) : nullptr;
+  return made != nullptr ? made : GiveUp();
+}
+
 const String& DecodedOperands::NoText() {
   static const String none;
   return none;
@@ -81,7 +87,16 @@ const String& DecodedOperands::NoText() {
 const String& DecodedOperands::AnyText() {
   const DecodedOperand& operand = *next_++;
   if (operand.tag < kFirstVariableTag) return *operand.text;
-  return TextOf(operand, 0);  // gives up where a number or a date is to be converted
+  const HbVariableHolder* const holder = frame_.GetHolder(operand.tag);
+  const HbVariable* variable = nullptr;
+  if (holder != nullptr)
+    variable = holder->GetReadyType() != 0 ? holder->GetVariable()
+                                           : Make(operand.tag, *holder, holder->GetType());
+  if (variable == nullptr) return ok_ = false, NoText();
+  if (variable->GetType() == kStringType)
+    return static_cast<const HbStringVariable*>(variable)->Get();
+  if (!MeMacroEngine::TextOf(*variable, engine_.attrib_scratch_)) return ok_ = false, NoText();
+  return engine_.attrib_scratch_;
 }
 
 }  // namespace tmx

@@ -5,8 +5,9 @@
 // then has an effect.
 //
 // DecodedOperands hands out operands of a well-formed instruction. Where reading bytes would raise
-// an error or make a variable it gives up instead (Ok() is false, no error set, nothing changed),
-// and the engine executes the instruction again from its bytes.
+// an error it gives up instead (Ok() is false, no error set), and the engine executes the
+// instruction again from its bytes. The variables that it has made until then, reading the bytes
+// would have made as well; nothing else has changed.
 #pragma once
 
 #include <cstdint>
@@ -76,8 +77,9 @@ class ByteOperands {
 
 class DecodedOperands {
  public:
-  DecodedOperands(const HbStackFrame& frame, const DecodedOperand* operands)
-      : frame_(frame), next_(operands) {}
+  // The frame is the engine's current one.
+  DecodedOperands(MeMacroEngine& engine, const HbStackFrame& frame, const DecodedOperand* operands)
+      : engine_(engine), frame_(frame), next_(operands) {}
   bool Ok() const { return ok_; }
   bool GaveUp() const { return !ok_; }
 
@@ -135,24 +137,31 @@ class DecodedOperands {
     ok_ = false;
     return nullptr;
   }
-  // The variable that a holder of exactly this type already has.
+  // The variable of a holder of exactly this type.
   HbVariable* Find(std::int16_t tag, TypeCode type) {
     const HbVariableHolder* const holder = frame_.GetHolder(tag);
-    if (holder == nullptr || holder->GetReadyType() != static_cast<unsigned short>(type))
-      return GiveUp();
-    return holder->GetVariable();
+    if (holder == nullptr) return GiveUp();
+    if (holder->GetReadyType() == static_cast<unsigned short>(type)) return holder->GetVariable();
+    return Make(tag, *holder, static_cast<unsigned short>(type));
   }
   // The text of a string variable in a holder of the given type, or of any type for 0.
   const String& TextOf(const DecodedOperand& operand, unsigned short holder_type) {
     const HbVariableHolder* const holder = frame_.GetHolder(operand.tag);
-    const unsigned short type = holder != nullptr ? holder->GetReadyType() : std::uint16_t{0};
-    if (StorageType(type) == kStringType && (holder_type == 0 || type == holder_type))
-      return static_cast<const HbStringVariable*>(holder->GetVariable())->Get();
+    if (holder != nullptr && StorageType(holder->GetType()) == kStringType) {
+      const unsigned short type = holder_type != 0 ? holder_type : holder->GetType();
+      const HbVariable* const variable =
+          holder->GetReadyType() == type ? holder->GetVariable() : Make(operand.tag, *holder, type);
+      if (variable != nullptr) return static_cast<const HbStringVariable*>(variable)->Get();
+    }
     ok_ = false;
     return NoText();
   }
+  // A variable for a holder that has none yet. Gives up behind an operand that gave up, as reading
+  // the bytes would not have come so far.
+  HbVariable* Make(std::int16_t tag, const HbVariableHolder& holder, unsigned short type);
   static const String& NoText();
 
+  MeMacroEngine& engine_;
   const HbStackFrame& frame_;
   const DecodedOperand* next_;
   bool ok_ = true;

@@ -1,6 +1,11 @@
 #include "tools/client_prompt.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 
@@ -13,7 +18,52 @@ namespace {
 constexpr unsigned long kPin = 4096;
 constexpr std::size_t kLongest = 256;
 
+// A bank's text for a terminal, which must not take it for commands.
+std::string Harmless(std::string_view latin1) {
+  std::string text(latin1);
+  std::ranges::replace_if(
+      text,
+      [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return (byte < 0x20 && c != '\n') || (byte >= 0x7F && byte < 0xA0);
+      },
+      ' ');
+  return ForOutput(text);
+}
+
+// Only the user may read it.
+int MakeFile(std::string& path) {
+  if (!path.empty()) return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  std::error_code ignored;
+  path = (std::filesystem::temp_directory_path(ignored) / "tmx_challenge_XXXXXX").string();
+  return mkostemp(path.data(), O_CLOEXEC);
+}
+
 }  // namespace
+
+ClientPrompt::~ClientPrompt() {
+  if (is_picture_ours_) unlink(picture_.c_str());
+}
+
+bool ClientPrompt::KeepPicture(const std::string& bytes) {
+  const bool is_named = !picture_.empty() && !is_picture_ours_;
+  const int file = MakeFile(picture_);
+  is_picture_ours_ = !is_named && file >= 0;
+  if (file < 0) return false;
+  const bool written =
+      write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+  return close(file) == 0 && written;
+}
+
+void ClientPrompt::Show(const demo::Challenge& challenge) {
+  if (challenge.is_elsewhere) std::fprintf(stderr, "%s\n", Harmless(challenge.text).c_str());
+  if (challenge.kind == demo::ChallengeKind::kFlicker)
+    std::fprintf(stderr, "Flicker code: %s\n", Harmless(challenge.bytes).c_str());
+  if (challenge.kind != demo::ChallengeKind::kPicture) return;
+  const bool kept = KeepPicture(challenge.bytes);
+  std::fprintf(stderr, kept ? "Picture (%s): %s\n" : "The picture (%s) cannot be written: %s\n",
+               Harmless(challenge.type).c_str(), picture_.c_str());
+}
 
 bool ClientPrompt::FromFile(const std::string& path, SecretBytes& secret) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
@@ -53,14 +103,14 @@ bool ClientPrompt::GiveItem(HbCallbackItem& item, const String& message) {
   } else {
     const std::string& path = is_pin ? pin_file_ : tan_file_;
     const std::string question =
-        (message.Len() > 0 ? ForOutput(message.View()) + "\n" : std::string()) +
-        ForOutput(item.GetLabel().View()) + ": ";
+        (message.Len() > 0 ? Harmless(message.View()) + "\n" : std::string()) +
+        Harmless(item.GetLabel().View()) + ": ";
     if (path.empty() ? !Ask(question, secret) : !FromFile(path, secret)) return false;
     if (is_pin) pin_ = secret;
   }
   if (secret.size() < item.GetMinLenght() || secret.size() > item.GetMaxLenght()) {
     std::fprintf(stderr, "tmx client: the %s has %u to %u characters\n",
-                 ForOutput(item.GetLabel().View()).c_str(), item.GetMinLenght(),
+                 Harmless(item.GetLabel().View()).c_str(), item.GetMinLenght(),
                  item.GetMaxLenght());
     return false;
   }

@@ -39,12 +39,14 @@ bool ShutsOut(int code) { return code == 9942 || code == 9930 || code == 9931 ||
 }  // namespace
 
 BankDialog::BankDialog(HbJob& job, HbUser& user, HbMacroEngine& engine, const Access& access,
-                       Exchange exchange, Report& report)
+                       Exchange exchange, HbProgressInfoRecord* progress, Report& report)
     : job_(job),
       user_(user),
       access_(access),
       exchange_(std::move(exchange)),
+      progress_(progress),
       report_(report),
+      permissions_(user, report),
       runner_(engine),
       writer_(runner_),
       reader_(engine) {}
@@ -139,23 +141,44 @@ bool BankDialog::Send(const std::vector<HbRequest*>& requests) {
   return false;
 }
 
+bool BankDialog::Deliver(const std::vector<HbRequest*>& requests, const std::string& bytes,
+                         std::string& answer) {
+  if (progress_ != nullptr) {
+    progress_->SetCurrentRequest(requests.front());
+    progress_->SetInfoText(requests.front()->GetRequestName(), true);
+  }
+  std::string problem;
+  const bool delivered = exchange_(bytes, answer, problem);
+  if (progress_ != nullptr) progress_->StepDone(true);
+  return delivered || report_.Fail(Outcome::kNoAnswer, problem);
+}
+
+bool BankDialog::Write(HbMessage& message, std::string& bytes) {
+  HbRequest& head = *message.GetMsgHead();
+  FillHead(head, message);
+  if (!AskPin(head)) return false;
+  HbError error;
+  if (!writer_.Write(message, bytes, error))
+    return report_.Fail(Outcome::kNotWritten, FullText(error));
+  return permissions_.IsShortEnough(bytes.size());
+}
+
 bool BankDialog::SendMessage(const std::vector<HbRequest*>& requests) {
   if (report_.is_shut)
     return report_.Fail(Outcome::kRefused,
                         "nothing more is sent: the bank has refused the PIN or the access");
   HbMessage& message = NewMessage(requests);
-  HbRequest& head = *message.GetMsgHead();
-  FillHead(head, message);
-  HbError error;
   std::string bytes;
-  if (!AskPin(head)) return false;
-  if (!writer_.Write(message, bytes, error))
-    return report_.Fail(Outcome::kNotWritten, FullText(error));
+  if (!Write(message, bytes)) {
+    // The next message gets its number.
+    const std::unique_ptr<HbMessage> withdrawn(&message);
+    Unlink(*dialog_, message);
+    return false;
+  }
   Log(bytes, true);
   for (HbRequest* const request : requests) request->SetSent();
   std::string answer;
-  std::string problem;
-  if (!exchange_(bytes, answer, problem)) return report_.Fail(Outcome::kNoAnswer, problem);
+  if (!Deliver(requests, bytes, answer)) return false;
   Log(answer, false);
   return TakeAnswer(message, answer);
 }

@@ -10,8 +10,10 @@
 #include "demo/host/answer_reader.h"
 #include "demo/host/macro_runner.h"
 #include "demo/host/message_writer.h"
+#include "demo/host/permissions.h"
 #include "demo/host/report.h"
 #include "tmxtools/banking/job.h"
+#include "tmxtools/banking/progress.h"
 #include "tmxtools/banking/user.h"
 
 namespace tmx::demo {
@@ -31,7 +33,7 @@ using Exchange =
 class BankDialog {
  public:
   BankDialog(HbJob& job, HbUser& user, HbMacroEngine& engine, const Access& access,
-             Exchange exchange, Report& report);
+             Exchange exchange, HbProgressInfoRecord* progress, Report& report);
 
   // Forgets the job's dialogs; the next message begins another. The security function is that of
   // the whole dialog.
@@ -57,10 +59,15 @@ class BankDialog {
   bool TakeAnswer(HbMessage& message, const std::string& bytes);
   // A message in the dialog, whose head holds what is around the requests.
   HbMessage& NewMessage(const std::vector<HbRequest*>& requests);
+  // The bytes of a message that may be sent.
+  bool Write(HbMessage& message, std::string& bytes);
   void FillHead(HbRequest& head, const HbMessage& message);
   bool AskPin(HbRequest& head);
   void ForgetPin();
   void Log(std::string_view bytes, bool sent);
+  // Tells the progress what is under way, and counts the step once it is over.
+  bool Deliver(const std::vector<HbRequest*>& requests, const std::string& bytes,
+               std::string& answer);
   void TakeCodes(const AnswerReader::Result& answer);
   void Distribute(HbMessage& message, const AnswerReader::Result& answer);
 
@@ -68,7 +75,9 @@ class BankDialog {
   HbUser& user_;
   const Access& access_;
   Exchange exchange_;
+  HbProgressInfoRecord* progress_;  // may be null
   Report& report_;
+  Permissions permissions_;
   MacroRunner runner_;
   MessageWriter writer_;
   AnswerReader reader_;

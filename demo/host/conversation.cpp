@@ -27,7 +27,7 @@ Conversation::Conversation(HbJob& job, HbUser& user, HbMacroEngine& engine, Acce
     : user_(user),
       access_(access),
       options_(WithDefaults(std::move(options))),
-      dialog_(job, user, engine, access, std::move(exchange), report_),
+      dialog_(job, user, engine, access, std::move(exchange), options_.progress, report_),
       tans_(dialog_, user, access, {options_.show, options_.wait}, report_),
       permissions_(user, report_) {
   if (!IsHbci22() && user_.GetHbciVersion() != kFints30) user_.SetHbciVersion(kFints30);
@@ -40,12 +40,19 @@ bool Conversation::MustSynchronise() const {
 }
 
 bool Conversation::Open() {
-  if (MustSynchronise()) {
-    if (!OpenDialog(true) || !ChooseFunction() || !ChooseMedium() || !dialog_.End()) return false;
-  } else if (!ChooseFunction()) {
+  report_.Begin();
+  const bool is_known = !MustSynchronise();
+  if (is_known && !ChooseFunction()) return false;
+  if ((!is_known || LacksMedium()) &&
+      (!OpenDialog(true) || !ChooseFunction() || !ChooseMedium() || !dialog_.End()))
     return false;
-  }
   return OpenDialog(false);
+}
+
+bool Conversation::LacksMedium() {
+  if (!options_.wanted_medium.empty()) access_.tan_medium = options_.wanted_medium;
+  const auto procedure = TanProcedure::Find(user_, access_.security_function);
+  return procedure && procedure->NeedsMedium() && access_.tan_medium.empty();
 }
 
 HbRequest& Conversation::NewIdentity() {
@@ -123,10 +130,7 @@ bool Conversation::ChooseFunction() {
 
 // Asks for the names of the media if the procedure needs one. The dialog goes on as it began.
 bool Conversation::ChooseMedium() {
-  if (access_.security_function == kOneStep) return true;
-  if (!options_.wanted_medium.empty()) access_.tan_medium = options_.wanted_medium;
-  const auto procedure = TanProcedure::Find(user_, access_.security_function);
-  if (!procedure->NeedsMedium() || !access_.tan_medium.empty()) return true;
+  if (!LacksMedium()) return true;
   const unsigned short version = permissions_.VersionOf("HKTAB", 5, 4);
   if (version == 0) return false;
   HbRequest& question = dialog_.NewRequest("HKTAB", version);
@@ -148,7 +152,10 @@ bool Conversation::ChooseMedium() {
   return true;
 }
 
-bool Conversation::Close() { return report_.is_shut || !dialog_.IsOpen() || dialog_.End(); }
+bool Conversation::Close() {
+  report_.Begin();
+  return report_.is_shut || !dialog_.IsOpen() || dialog_.End();
+}
 
 bool Conversation::SendOrder(HbRequest& order) {
   const std::string name(order.GetRequestName().View());

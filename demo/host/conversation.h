@@ -18,6 +18,8 @@ struct ConversationOptions {
   std::string wanted_medium;    // empty: the first that the bank names
   ShowChallenge show;           // pictures and codes among them; empty: only the text is seen
   TanSteps::Wait wait;          // replaced by tests; empty: sleeps
+  // Gets the order that is under way, and a step for each message; null: nobody looks.
+  HbProgressInfoRecord* progress = nullptr;
 };
 
 // Speaks with the bank for one user: opens a dialog, does what is asked, closes it. Each operation
@@ -46,7 +48,8 @@ class Conversation {
   bool Accounts(std::vector<BankAccount>& accounts);
   // The HISAL segment.
   bool Balance(const BankAccount& account, Ref<HbSegment>& balance);
-  // The statements of all pages, in the bank's order.
+  // The statements of all pages, in the bank's order: HIKAZ segments, or HICAZ of a bank that sends
+  // XML only.
   bool Statement(const BankAccount& account, const HbDate& from, const HbDate& to,
                  std::vector<Ref<HbSegment>>& pages);
   // A transfer in a pain.001.
@@ -54,7 +57,7 @@ class Conversation {
                 const std::string& pain);
   bool Close();
 
-  // How the last operation that failed did so.
+  // How the last operation ended.
   Outcome LastOutcome() const { return report_.outcome; }
   const std::string& Problem() const { return report_.problem; }
   // Whether the bank has refused the PIN or locked the access.
@@ -70,7 +73,11 @@ class Conversation {
   HbRequest& NewPreparation();
   bool TakeSystemId(const HbRequest& synchronisation);
   bool ChooseFunction();
+  // Whether the procedure needs a medium and none is known or wanted.
+  bool LacksMedium();
   bool ChooseMedium();
+  // In the dialect that bank and account allow; null with a problem.
+  HbRequest* NewStatementRequest(const BankAccount& account);
   bool SendOrder(HbRequest& order);
 
   HbUser& user_;

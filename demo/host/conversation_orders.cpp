@@ -8,6 +8,22 @@ namespace {
 constexpr int kMoreToCome = 3040;
 constexpr int kMostPages = 1000;
 
+// MT940 wherever a bank has it, else camt.
+struct StatementOrder {
+  const char* code;
+  unsigned short newest;
+  unsigned short oldest;
+};
+constexpr StatementOrder kStatementOrders[] = {{"HKKAZ", 7, 5}, {"HKCAZ", 1, 1}};
+
+// The bank's format of a day's transactions, else its first; empty for an order that names none.
+std::string CamtFormat(const HbSegment& offer) {
+  std::string format;
+  for (unsigned long at = 0; HasText(offer, field::kCamtFormats + at, format); ++at)
+    if (format.find("camt.052") != std::string::npos) return format;
+  return TextOf(offer, field::kCamtFormats);
+}
+
 void PutAccount(HbSegment& segment, const BankAccount& account) {
   PutText(segment, account.iban, field::kIban);
   PutText(segment, account.bic, field::kBic);
@@ -54,13 +70,14 @@ std::vector<BankAccount> AccountsOf(const HbUser& user) {
 }  // namespace
 
 bool Conversation::Accounts(std::vector<BankAccount>& accounts) {
+  report_.Begin();
   if (IsHbci22()) {
     accounts = AccountsOf(user_);
     return !accounts.empty() || report_.Fail(Outcome::kWrongAnswer, "HIUPD names no accounts");
   }
   constexpr unsigned long kAccountStep = 100;
   const unsigned short version = permissions_.VersionOf("HKSPA", 1, 1);
-  if (version == 0) return false;
+  if (version == 0 || !permissions_.IsForPinAndTan("HKSPA")) return false;
   HbRequest& order = dialog_.NewRequest("HKSPA", version);
   if (!SendOrder(order)) return false;
   const HbSegment* const answer = FindResponse(order, "HISPA");
@@ -74,6 +91,7 @@ bool Conversation::Accounts(std::vector<BankAccount>& accounts) {
 }
 
 bool Conversation::Balance(const BankAccount& account, Ref<HbSegment>& balance) {
+  report_.Begin();
   const unsigned short version = permissions_.VersionOf("HKSAL", 8, IsHbci22() ? 3 : 5);
   if (version == 0 || !permissions_.IsAllowedFor(account, "HKSAL")) return false;
   HbRequest& order = dialog_.NewRequest("HKSAL", version);
@@ -84,23 +102,43 @@ bool Conversation::Balance(const BankAccount& account, Ref<HbSegment>& balance) 
   return balance ? true : report_.Fail(Outcome::kWrongAnswer, "the bank has sent no balance");
 }
 
+HbRequest* Conversation::NewStatementRequest(const BankAccount& account) {
+  std::string problems;
+  for (const StatementOrder& order : kStatementOrders) {
+    const unsigned short version = permissions_.VersionOf(order.code, order.newest, order.oldest);
+    if (version == 0 || !permissions_.IsAllowedFor(account, order.code)) {
+      problems += (problems.empty() ? "" : "; ") + report_.problem;
+      continue;
+    }
+    HbRequest& request = dialog_.NewRequest(order.code, version);
+    PutAccount(request.GetValues(), account);
+    request.GetValues().PutFieldBool(false, field::kAllAccounts);
+    if (const HbSegment* const offer = user_.GetBPDSegment(order.code, version, false))
+      PutText(request.GetValues(), CamtFormat(*offer), field::kCamtFormats);
+    report_.Begin();
+    return &request;
+  }
+  report_.problem = problems;
+  return nullptr;
+}
+
 bool Conversation::Statement(const BankAccount& account, const HbDate& from, const HbDate& to,
                              std::vector<Ref<HbSegment>>& pages) {
-  const unsigned short version = permissions_.VersionOf("HKKAZ", 7, 5);
-  if (version == 0 || !permissions_.IsAllowedFor(account, "HKKAZ")) return false;
+  report_.Begin();
   std::string mark;
   for (int page = 0; page < kMostPages; ++page) {
-    HbRequest& order = dialog_.NewRequest("HKKAZ", version);
-    PutAccount(order.GetValues(), account);
-    order.GetValues().PutFieldBool(false, field::kAllAccounts);
-    if (!from.IsNull()) order.GetValues().PutFieldDate(from, field::kFromDate);
-    if (!to.IsNull()) order.GetValues().PutFieldDate(to, field::kToDate);
-    PutText(order.GetValues(), mark, field::kTouchdown);
-    if (!SendOrder(order)) return false;
-    for (unsigned short i = 0; i < order.ResponseCount(); ++i)
-      if (CodeOf(*order.GetResponse(i)) == "HIKAZ")
-        pages.push_back(Ref<HbSegment>::Share(order.GetResponse(i)));
-    mark = ContinuationMark(order);
+    HbRequest* const order = NewStatementRequest(account);
+    if (order == nullptr) return false;
+    if (!from.IsNull()) order->GetValues().PutFieldDate(from, field::kFromDate);
+    if (!to.IsNull()) order->GetValues().PutFieldDate(to, field::kToDate);
+    PutText(order->GetValues(), mark, field::kTouchdown);
+    if (!SendOrder(*order)) return false;
+    for (unsigned short i = 0; i < order->ResponseCount(); ++i) {
+      const std::string code = CodeOf(*order->GetResponse(i));
+      if (code == "HIKAZ" || code == "HICAZ")
+        pages.push_back(Ref<HbSegment>::Share(order->GetResponse(i)));
+    }
+    mark = ContinuationMark(*order);
     if (mark.empty()) return true;
   }
   return report_.Fail(Outcome::kWrongAnswer, "the bank sends pages without end");
@@ -108,6 +146,7 @@ bool Conversation::Statement(const BankAccount& account, const HbDate& from, con
 
 bool Conversation::Transfer(const BankAccount& account, const std::string& pain_format,
                             const std::string& pain) {
+  report_.Begin();
   if (permissions_.VersionOf("HKCCS", 1, 1) == 0 || !permissions_.IsAllowedFor(account, "HKCCS"))
     return false;
   HbRequest& order = dialog_.NewRequest("HKCCS", 1);

@@ -7,42 +7,97 @@ namespace {
 
 constexpr unsigned long kAllowedJobStep = 101240;
 constexpr unsigned long kTanJobStep = 100;
+constexpr std::size_t kKilobyte = 1024;
+
+// "HISALS" for "HKSAL".
+std::string ParameterOf(const char* order) {
+  std::string parameter = std::string(order) + 'S';
+  parameter[1] = 'I';
+  return parameter;
+}
+
+std::string NeedsSignatures(const std::string& parameter, long signatures, const char* order) {
+  return parameter + " demands " + std::to_string(signatures) + " signatures for " + order;
+}
 
 }  // namespace
 
 unsigned short Permissions::VersionOf(const char* order, unsigned short newest,
                                       unsigned short oldest) const {
-  for (unsigned short version = newest; version >= oldest; --version)
-    if (user_.GetBPDSegment(order, version, false) != nullptr) return version;
-  std::string parameter = std::string(order) + 'S';
-  parameter[1] = 'I';
-  report_.Fail(Outcome::kForbidden, "the bank does not offer " + std::string(order) +
-                                        ": its parameters hold no " + parameter + " of version " +
-                                        std::to_string(oldest) + " to " + std::to_string(newest));
+  const std::string parameter = ParameterOf(order);
+  for (unsigned short version = newest; version >= oldest; --version) {
+    const HbSegment* const offer = user_.GetBPDSegment(order, version, false);
+    if (offer == nullptr) continue;
+    const long signatures = NumberOf(*offer, field::kMinSignatures);
+    if (signatures <= 1) return version;
+    Forbid(NeedsSignatures(parameter, signatures, order));
+    return 0;
+  }
+  Forbid("the bank does not offer " + std::string(order) + ": its parameters hold no " + parameter +
+         " of version " + std::to_string(oldest) + " to " + std::to_string(newest));
   return 0;
 }
 
-bool Permissions::IsAllowedFor(const BankAccount& account, const char* order) const {
-  const HbSegment* const rights = user_.GetUPDSegment(String(account.number.c_str()));
-  if (rights == nullptr) return true;
+std::optional<unsigned long> Permissions::PlaceInPinParameters(const HbSegment& parameters,
+                                                               const char* order) const {
   std::string job;
-  for (unsigned long at = 0; HasText(*rights, field::kAllowedJob + at, job); at += kAllowedJobStep)
-    if (job == order) return true;
-  const HbSegment* const general = user_.GetUPDSegment(String());
-  if (general != nullptr && TextOf(*general, field::kUpdUsage) == "1") return true;
-  return report_.Fail(Outcome::kForbidden, "HIUPD does not name " + std::string(order) +
-                                               " among the orders of account " + account.number);
+  for (unsigned long at = 0; HasText(parameters, field::kTanJob + at, job); at += kTanJobStep)
+    if (job == order) return at;
+  return std::nullopt;
+}
+
+bool Permissions::IsForPinAndTan(const char* order) const {
+  const HbSegment* const parameters = user_.GetBPDSegment("HIPINS", 0, true);
+  if (parameters == nullptr || PlaceInPinParameters(*parameters, order)) return true;
+  return Forbid("HIPINS does not name " + std::string(order) +
+                " among the orders with PIN and TAN");
 }
 
 bool Permissions::NeedsTan(const char* order) const {
   const HbSegment* const parameters = user_.GetBPDSegment("HIPINS", 0, true);
-  if (parameters == nullptr) return false;
-  std::string job;
-  for (unsigned long at = 0; HasText(*parameters, field::kTanJob + at, job); at += kTanJobStep) {
-    bool needed = false;
-    if (job == order) return parameters->GetFieldBool(needed, field::kTanNeeded + at) && needed;
+  const auto place =
+      parameters != nullptr ? PlaceInPinParameters(*parameters, order) : std::nullopt;
+  bool needed = false;
+  return place && parameters->GetFieldBool(needed, field::kTanNeeded + *place) && needed;
+}
+
+const HbSegment* Permissions::RightsOf(const BankAccount& account) const {
+  for (unsigned short i = 0; i < user_.UPDSegmentCount(); ++i) {
+    const HbSegment& rights = *user_.GetUPDSegment(i);
+    if (CodeOf(rights) != "HIUPD") continue;
+    const std::string iban = TextOf(rights, field::kIban);
+    const bool is_same = !iban.empty() && !account.iban.empty()
+                             ? iban == account.iban
+                             : TextOf(rights, field::kAccountNumber) == account.number &&
+                                   TextOf(rights, field::kSubaccount) == account.subaccount;
+    if (is_same) return &rights;
   }
-  return false;
+  return nullptr;
+}
+
+bool Permissions::IsAllowedFor(const BankAccount& account, const char* order) const {
+  if (!IsForPinAndTan(order)) return false;
+  const HbSegment* const rights = RightsOf(account);
+  std::string job;
+  for (unsigned long at = 0; rights != nullptr && HasText(*rights, field::kAllowedJob + at, job);
+       at += kAllowedJobStep) {
+    if (job != order) continue;
+    const long signatures = NumberOf(*rights, field::kAllowedJobSignatures + at);
+    return signatures <= 1 || Forbid(NeedsSignatures("HIUPD", signatures, order));
+  }
+  const HbSegment* const general = user_.GetUPDSegment(String());
+  if (general == nullptr || TextOf(*general, field::kUpdUsage) == "1") return true;
+  if (rights == nullptr) return Forbid("no HIUPD is about account " + account.number);
+  return Forbid("HIUPD does not name " + std::string(order) + " among the orders of account " +
+                account.number);
+}
+
+bool Permissions::IsShortEnough(std::size_t bytes) const {
+  const HbSegment* const bank = user_.GetBPDSegment("HIBPA", 0, true);
+  const long most = bank != nullptr ? NumberOf(*bank, field::kMaxMessageSize) : 0;
+  if (most <= 0 || bytes <= static_cast<std::size_t>(most) * kKilobyte) return true;
+  return Forbid("the message has " + std::to_string(bytes) + " bytes, HIBPA allows " +
+                std::to_string(most) + " KB");
 }
 
 }  // namespace tmx::demo

@@ -1,6 +1,11 @@
 // What the parameters of bank and user allow.
 #pragma once
 
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+
 #include "demo/host/bank_account.h"
 #include "demo/host/report.h"
 #include "tmxtools/banking/user.h"
@@ -8,7 +13,7 @@
 namespace tmx::demo {
 
 // Asked before a request is built. Where something is forbidden, the report says which parameter
-// forbids it.
+// forbids it. Conversations have one signature a message: what needs more is forbidden.
 //
 // Owner: its maker; user and report must outlive it. Empty state: a user without parameters, whom
 // the bank offers nothing. Threads: the user's.
@@ -18,10 +23,21 @@ class Permissions {
 
   // The newest version of an order that the bank offers and that lies between those; 0 without one.
   unsigned short VersionOf(const char* order, unsigned short newest, unsigned short oldest) const;
+  // Whether an order may be given with PIN and TAN.
+  bool IsForPinAndTan(const char* order) const;
+  // That, and whether the user may give it for an account.
   bool IsAllowedFor(const BankAccount& account, const char* order) const;
   bool NeedsTan(const char* order) const;
+  // Whether a message of so many bytes may be sent.
+  bool IsShortEnough(std::size_t bytes) const;
 
  private:
+  bool Forbid(std::string why) const { return report_.Fail(Outcome::kForbidden, std::move(why)); }
+  // Where HIPINS speaks of an order: the distance of its fields from those of the first.
+  std::optional<unsigned long> PlaceInPinParameters(const HbSegment& parameters,
+                                                    const char* order) const;
+  const HbSegment* RightsOf(const BankAccount& account) const;
+
   const HbUser& user_;
   Report& report_;
 };

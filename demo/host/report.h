@@ -25,6 +25,10 @@ struct Report {
   std::vector<std::string> bank_texts;  // a return code each, in the order of arrival
   bool is_shut = false;                 // the bank has refused the PIN or locked the access
 
+  void Begin() {
+    outcome = Outcome::kDone;
+    problem.clear();
+  }
   bool Fail(Outcome how, std::string why) {
     outcome = how;
     problem = std::move(why);

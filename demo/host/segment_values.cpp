@@ -17,7 +17,9 @@ bool HasText(const HbSegment& segment, unsigned long id, std::string& text) {
 
 long NumberOf(const HbSegment& segment, unsigned long id, long otherwise) {
   long number = 0;
-  return segment.GetFieldInt32(number, id) ? number : otherwise;
+  short small = 0;
+  if (segment.GetFieldInt32(number, id)) return number;
+  return segment.GetFieldInt16(small, id) ? small : otherwise;
 }
 
 void PutText(HbSegment& segment, const std::string& text, unsigned long id) {

@@ -13,6 +13,7 @@ namespace tmx::demo {
 std::string TextOf(const HbSegment& segment, unsigned long id);
 // False, and the text stays, without the field.
 bool HasText(const HbSegment& segment, unsigned long id, std::string& text);
+// Of 16 or 32 bits.
 long NumberOf(const HbSegment& segment, unsigned long id, long otherwise = 0);
 // An empty text makes no field.
 void PutText(HbSegment& segment, const std::string& text, unsigned long id);

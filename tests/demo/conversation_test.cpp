@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "demo/bank/sandbox_bank.h"
-#include "demo/segments/fields.h"
+#include "demo/host/segment_values.h"
 #include "tests/demo/host_fixture.h"
 
 namespace tmx::demo {
@@ -49,6 +49,101 @@ TEST_F(ConversationTest, ReadsABalanceAndAStatementOfSeveralPages) {
   EXPECT_NE(pages[0]->GetBinaryVar(field::kStatement), nullptr);
 }
 
+// The elements of HKVVB with the versions that the host has.
+std::string Preparation(const std::string& message) {
+  const std::size_t at = message.find("HKVVB");
+  return message.substr(at, message.find('\'', at) - at);
+}
+
+TEST_F(ConversationTest, AsksForParametersOnlyUntilItHasThem) {
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_THAT(Preparation(sent_[0]), HasSubstr(":3+0+0+"));
+  EXPECT_THAT(Preparation(sent_.back()), HasSubstr(":3+12+3+"));
+  EXPECT_TRUE(conversation().Close());
+  user_.GetInternalUser()->SetBPDUpdated(false);
+  user_.GetInternalUser()->SetUPDUpdated(false);
+  sent_.clear();
+  Restart({});
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_EQ(sent_.size(), 1u);
+  EXPECT_THAT(Preparation(sent_[0]), HasSubstr(":3+12+3+"));
+  EXPECT_FALSE(user_.IsBPDUpdated());
+  EXPECT_FALSE(user_.IsUPDUpdated());
+}
+
+TEST_F(ConversationTest, TakesParametersAgainOnceTheBankHasNewOnes) {
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_TRUE(conversation().Close());
+  user_.GetInternalUser()->SetBPDUpdated(false);
+  user_.GetInternalUser()->SetUPDUpdated(false);
+  const unsigned short bank_segments = user_.BPDSegmentCount(true, true);
+  const unsigned short user_segments = user_.UPDSegmentCount();
+  BankOptions moved;
+  moved.bpd_version = 13;
+  bank_ = SandboxBank(moved);
+  Restart({});
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_TRUE(user_.IsBPDUpdated());
+  EXPECT_FALSE(user_.IsUPDUpdated());
+  EXPECT_EQ(TextOf(*user_.GetBPDSegment("HIBPA", 0, true), field::kBankName), "Sandkastenbank");
+  EXPECT_EQ(NumberOf(*user_.GetBPDSegment("HIBPA", 0, true), field::kBpdVersion), 13);
+  EXPECT_EQ(user_.BPDSegmentCount(true, true), bank_segments);
+  EXPECT_EQ(user_.UPDSegmentCount(), user_segments);
+}
+
+TEST_F(ConversationTest, AsksForAMediumWhenAnotherProcedureNeedsOne) {
+  ConversationOptions options;
+  options.wanted_function = "946";
+  Restart(options);
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_EQ(access_.tan_medium, "");
+  EXPECT_TRUE(conversation().Close());
+  options.wanted_function = "910";
+  Restart(options);
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_EQ(access_.tan_medium, "Karte 1");
+  EXPECT_TRUE(conversation().Close());
+  options.wanted_medium = "Leser + Kamera";
+  Restart(options);
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_EQ(access_.tan_medium, "Leser + Kamera");
+}
+
+TEST_F(ConversationTest, KnowsOnlyProceduresThatTheBankAllowsAndDescribes) {
+  ConversationOptions options;
+  options.wanted_function = "999999";
+  Restart(options);
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
+  EXPECT_EQ(conversation().Problem(), "the bank does not allow the procedure 999999");
+  Restart({});
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  KeepBankParameters([](const HbSegment& each) { return CodeOf(each) != "HITANS"; });
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().Problem(),
+            "HITANS of the bank's parameters does not describe the procedure 910");
+}
+
+TEST_F(ConversationTest, SaysWhatHappensToItsProgress) {
+  HbProgressInfoRecord progress;
+  progress.SetPercentDonePerStep(1000);
+  std::vector<std::string> told;
+  progress.SetStatusLink(Link([&](void*) {
+    if (progress.GetCurrentRequest() != nullptr)
+      told.emplace_back(progress.GetCurrentRequest()->GetRequestName().View());
+    return 0L;
+  }));
+  ConversationOptions options;
+  options.progress = &progress;
+  Restart(options);
+  std::vector<BankAccount> accounts;
+  ASSERT_TRUE(conversation().Open() && conversation().Accounts(accounts))
+      << conversation().Problem();
+  EXPECT_THAT(told, ::testing::ElementsAre("HKIDN", "HKIDN", "HKTAB", "HKTAB", "HKEND", "HKEND",
+                                           "HKIDN", "HKIDN", "HKSPA", "HKSPA"));
+  EXPECT_EQ(progress.GetPercentDone(), 5000);
+}
+
 TEST_F(ConversationTest, StopsAtARefusedPin) {
   pin_ = "99999";
   EXPECT_FALSE(conversation().Open());
@@ -58,6 +153,44 @@ TEST_F(ConversationTest, StopsAtARefusedPin) {
   EXPECT_FALSE(conversation().Open());
   EXPECT_TRUE(conversation().Close());
   EXPECT_EQ(messages_, messages);
+}
+
+TEST_F(ConversationTest, MeetsALockAfterThreeWrongPinsAndNeverTriesAgain) {
+  const std::string right = pin_;
+  pin_ = "99999";
+  for (const char* const code : {"9942", "9942", "9931"}) {
+    SCOPED_TRACE(code);
+    const int before = messages_;
+    Restart({});
+    EXPECT_FALSE(conversation().Open());
+    EXPECT_THAT(conversation().Problem(), HasSubstr(code));
+    EXPECT_FALSE(conversation().Open());
+    EXPECT_TRUE(conversation().Close());
+    EXPECT_EQ(messages_, before + 1) << "one message with the PIN for each conversation";
+    EXPECT_TRUE(conversation().IsRefused());
+  }
+  EXPECT_THAT(conversation().BankTexts(), ::testing::Contains(::testing::StartsWith("3938 ")));
+  EXPECT_THAT(conversation().BankTexts(), ::testing::Contains(::testing::StartsWith("9931 ")));
+  pin_ = right;
+  Restart({});
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kRefused);
+  EXPECT_THAT(conversation().Problem(), HasSubstr("9930"));
+}
+
+TEST_F(ConversationTest, DoesNotKeepThePinBehindTheDialog) {
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  HbVariables& secrets = job_.GetDialog(0)->GetSecurityVariables();
+  EXPECT_FALSE(secrets.IsNull(4096));
+  EXPECT_TRUE(conversation().Close());
+  EXPECT_TRUE(secrets.IsNull(4096));
+}
+
+TEST_F(ConversationTest, SendsNothingWithoutAPin) {
+  pin_ = "";
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kNotGiven);
+  EXPECT_EQ(messages_, 0);
 }
 
 }  // namespace

@@ -52,13 +52,25 @@ class HostFixture : public ::testing::Test {
 
   Conversation& conversation() { return *held_; }
 
+  // As if the bank had sent no other parameters.
+  template <class Keep>
+  void KeepBankParameters(Keep keep) {
+    std::vector<Ref<HbSegment>> kept;
+    for (unsigned short i = 0; i < user_.BPDSegmentCount(true, true); ++i)
+      if (HbSegment* const each = user_.GetBPDSegment(i, true, true); keep(*each))
+        kept.push_back(Ref<HbSegment>::Share(each));
+    HbInternalUser& user = *user_.GetInternalUser();
+    user.ClearBPDs(true, true);
+    for (const Ref<HbSegment>& each : kept) user.InsertBPDSegment(each.Get(), true);
+  }
+
   // What a user would type.
   long Give(HbCallbackData& data) {
     HbCallbackItems& items = *data.GetParameters();
     challenge_ = data.GetMessage().View();
     for (unsigned short i = 0; i < items.Count(); ++i) {
       const bool tan = items.GetItem(i)->GetVarId() == 4099;
-      if (tan && !gives_tan_) return 0;
+      if (tan ? !gives_tan_ : pin_.empty()) return 0;
       static_cast<HbStringVariable*>(items.GetItem(i)->GetValue())
           ->Set(String((tan ? tan_ : pin_).c_str()));
     }

@@ -1,0 +1,134 @@
+#include "tools/client.h"
+
+#include <cstdio>
+#include <filesystem>
+
+#include "tmxtools/banking/user_utilities.h"
+#include "tmxtools/platform/program.h"
+#include "tools/client_progress.h"
+#include "tools/command.h"
+#include "tools/crypt_command.h"
+#include "tools/output.h"
+#include "tools/read_file.h"
+
+namespace tmx::tools {
+namespace {
+
+constexpr int kBankRefused = 3;
+
+std::string TextOf(const HbError& error) { return ForOutput(demo::FullText(error)); }
+
+}  // namespace
+
+int Complain(const std::string& text, int code) {
+  std::fprintf(stderr, "tmx client: %s\n", text.c_str());
+  return code;
+}
+
+bool Client::Load(std::string& problem) {
+  HbUser& user = stored_->user;
+  user.SetKIKLaenderkennzeichen(options_.country);
+  user.SetKIKKreditsinstitutscode(options_.bank.c_str());
+  user.SetBenutzerkennung(options_.user.c_str());
+  user.SetKundenId((options_.customer.empty() ? options_.user : options_.customer).c_str());
+  user.SetMedia(SecurityMediaPinTan);
+  user.SetProtocol(CommunicationProtocolHbci);
+  user.SetHbciVersion(300);
+  if (options_.key_file.empty()) return true;
+  const SecretBytes key =
+      ReadKeyFile("--key-file", options_.key_file, demo::ParameterStore::kKeyLength);
+  const std::string path = demo::ParameterFilePath(user, options_.data);
+  store_ = std::make_unique<demo::ParameterStore>(path, demo::ParameterStore::Key(key.data()));
+  HbError error;
+  store_->LoadUser(stored_, error);
+  if (error.IsSet()) problem = path + ": " + TextOf(error);
+  return !error.IsSet();
+}
+
+bool Client::Save(std::string& problem) {
+  HbError error;
+  if (store_ == nullptr || store_->SaveUser(*stored_, error)) return true;
+  problem = store_->Path() + ": " + TextOf(error);
+  return false;
+}
+
+bool Client::OpenLog(std::string& problem) {
+  if (options_.log.empty()) return true;
+  const auto key = ReadFile(options_.key_file);
+  std::string text = key.value_or("");
+  while (text.ends_with('\n') || text.ends_with('\r')) text.pop_back();
+  job_->SetProtocolPathAndKey(options_.log.c_str(), text.c_str());
+  if (job_->GetProtocol() == nullptr) problem = options_.log + ": no log can be made there";
+  return problem.empty();
+}
+
+bool Client::LoadMacros(std::string& problem) {
+  const std::string macros = options_.macros.empty() ? ProgramDirectory() : options_.macros;
+  engine_ = std::make_unique<HbMacroEngine>(String(macros.c_str()));
+  std::string files = hbk::HbUserUtilities::getDefaultMacroFiles(stored_->user);
+  // The last file is searched first.
+  for (std::size_t end = files.size(); problem.empty() && !files.empty();) {
+    const std::size_t semicolon = files.rfind(';', end - 1);
+    const std::string name = semicolon == std::string::npos ? files : files.substr(semicolon + 1);
+    if (!std::filesystem::exists(macros + "/macro/" + name + ".hbz"))
+      problem = macros + "/macro/" + name +
+                ".hbz is missing: build the macros with tmx macro build and name the directory "
+                "with --macros";
+    HbError error;
+    engine_->PushFile(String(name.c_str()), error);
+    if (problem.empty() && error.IsSet()) problem = name + ": " + TextOf(error);
+    files.resize(semicolon == std::string::npos ? 0 : semicolon);
+    end = files.size();
+  }
+  return problem.empty();
+}
+
+bool Client::Prepare(std::string& problem) {
+  job_ = std::make_unique<HbJob>();
+  return Load(problem) && OpenLog(problem) && LoadMacros(problem);
+}
+
+int Client::Converse(const Work& work) {
+  ClientProgress progress;
+  engine_->SetSecurityHdl(Link([&](void* data) {
+    progress.Hide();
+    return prompt_.Give(*static_cast<HbCallbackData*>(data));
+  }));
+  const demo::HttpTransport transport(options_.http);
+  demo::ConversationOptions how;
+  if (!options_.product.empty()) how.product = options_.product;
+  how.product_version = TMX_VERSION;
+  how.wanted_function = options_.function;
+  how.wanted_medium = options_.medium;
+  how.progress = &progress.Record();
+  how.show = [&](const demo::Challenge& challenge) {
+    progress.Hide();
+    prompt_.Show(challenge);
+  };
+  demo::Conversation conversation(
+      *job_, stored_->user, *engine_, stored_->access,
+      [&transport](const std::string& message, std::string& answer, std::string& why) {
+        return transport.Exchange(message, answer, why);
+      },
+      how);
+  int exit_code = conversation.Open() ? work(conversation, *stored_) : kFindings;
+  const demo::Outcome outcome = conversation.LastOutcome();
+  const std::string problem = conversation.Problem();
+  conversation.Close();
+  progress.Hide();
+  if (exit_code == kDone || outcome == demo::Outcome::kDone) return exit_code;
+  return Complain(ForOutput(problem),
+                  outcome == demo::Outcome::kRefused ? kBankRefused : kFindings);
+}
+
+int Client::Run(const Work& work) {
+  std::string problem;
+  if (const std::string wrong = demo::HttpTransport::ProblemOf(options_.http.url); !wrong.empty())
+    return Complain(options_.http.url + ": " + wrong, kWrongUse);
+  if (!Prepare(problem)) return Complain(problem, kFindings);
+  const int exit_code = Converse(work);
+  if (!Save(problem)) return Complain(problem, kFindings);
+  return exit_code;
+}
+
+}  // namespace tmx::tools

@@ -1,0 +1,56 @@
+// What the subcommands of tmx client share: a user, his parameters and a conversation.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "demo/host/conversation.h"
+#include "demo/host/http_transport.h"
+#include "demo/host/parameter_store.h"
+#include "tools/client_prompt.h"
+
+namespace tmx::tools {
+
+struct ClientOptions {
+  demo::HttpOptions http;
+  std::string bank, user, customer;
+  unsigned short country = 280;
+  std::string pin_file, tan_file, picture, key_file, data, log, macros, product, function, medium;
+  bool json = false;
+  std::string account, from, to;                               // statement
+  std::string pain, pain_format, iban, name, amount, purpose;  // transfer
+};
+
+// Says what went wrong, and gives the code.
+int Complain(const std::string& text, int code);
+
+// One run: a user, his parameters from the last run, and a conversation. The options outlive it.
+class Client {
+ public:
+  using Work = std::function<int(demo::Conversation&, const demo::StoredUser&)>;
+
+  explicit Client(const ClientOptions& options)
+      : options_(options), prompt_(options.pin_file, options.tan_file, options.picture) {}
+
+  // Opens a dialog, does the work, closes the dialog and keeps what was learnt. Work that ends with
+  // another code than 0 has left a problem in the conversation, or has said itself what it is.
+  int Run(const Work& work);
+
+ private:
+  bool Prepare(std::string& problem);
+  bool Load(std::string& problem);
+  bool OpenLog(std::string& problem);
+  bool LoadMacros(std::string& problem);
+  bool Save(std::string& problem);
+  int Converse(const Work& work);
+
+  const ClientOptions& options_;
+  ClientPrompt prompt_;
+  std::unique_ptr<demo::StoredUser> stored_ = std::make_unique<demo::StoredUser>();
+  std::unique_ptr<demo::ParameterStore> store_;
+  std::unique_ptr<HbJob> job_;
+  std::unique_ptr<HbMacroEngine> engine_;
+};
+
+}  // namespace tmx::tools

@@ -1,0 +1,268 @@
+#include "tools/client_orders.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "demo/host/segment_values.h"
+#include "tools/command.h"
+#include "tools/output.h"
+#include "tools/read_file.h"
+#include "tools/utf8.h"
+
+namespace tmx::tools {
+namespace {
+
+namespace field = demo::field;
+
+using demo::BankAccount;
+using demo::Conversation;
+using demo::StoredUser;
+using demo::TextOf;
+using Json = nlohmann::ordered_json;
+
+constexpr const char* kPainFormat = "urn:iso:std:iso:20022:tech:xsd:pain.001.001.03";
+
+void Print(const ClientOptions& options, const Json& json, const std::string& table) {
+  if (options.json)
+    std::printf("%s\n", json.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+  else
+    std::fputs(table.c_str(), stdout);
+}
+
+// Amounts are written "12,5" or "12,"; people read two decimals.
+std::string WithTwoDecimals(std::string amount) {
+  const std::size_t comma = std::min(amount.find(','), amount.size());
+  if (comma == amount.size()) amount += ',';
+  while (amount.size() < comma + 3) amount += '0';
+  return amount;
+}
+
+// ---- init -------------------------------------------------------------------------------------
+
+Json AccountsInParameters(const HbUser& user, std::string& table) {
+  Json accounts = Json::array();
+  for (unsigned short i = 0; i < user.UPDSegmentCount(); ++i) {
+    const HbSegment& account = *user.GetUPDSegment(i);
+    if (demo::CodeOf(account) != "HIUPD") continue;
+    const std::string iban = TextOf(account, field::kIban);
+    const std::string number = TextOf(account, field::kAccountNumber);
+    const std::string product = TextOf(account, field::kAccountProduct);
+    accounts.push_back(
+        {{"iban", Utf8(iban)}, {"number", Utf8(number)}, {"product", Utf8(product)}});
+    table += ForOutput("account      " + (iban.empty() ? number : iban) + "  " + product) + '\n';
+  }
+  return accounts;
+}
+
+Json Procedures(const StoredUser& stored, std::string& table) {
+  Json procedures = Json::array();
+  for (const std::string& function : stored.access.allowed_functions) {
+    const auto procedure = demo::TanProcedure::Find(stored.user, function);
+    const std::string name = procedure ? procedure->Text(field::kProcedureName) : "";
+    const bool is_chosen = function == stored.access.security_function;
+    const std::string medium = is_chosen ? stored.access.tan_medium : "";
+    procedures.push_back({{"function", Utf8(function)},
+                          {"name", Utf8(name)},
+                          {"chosen", is_chosen},
+                          {"medium", Utf8(medium)}});
+    table += ForOutput("procedure    " + function + "  " + name + (is_chosen ? ", chosen" : "") +
+                       (medium.empty() ? "" : ", medium " + medium)) +
+             '\n';
+  }
+  return procedures;
+}
+
+}  // namespace
+
+int ShowAccess(const ClientOptions& options, Conversation& conversation, const StoredUser& stored) {
+  const HbSegment* const bank = stored.user.GetBPDSegment("HIBPA", 0, true);
+  const HbSegment* const rights = stored.user.GetUPDSegment(String());
+  const std::string name = bank != nullptr ? TextOf(*bank, field::kBankName) : "";
+  const long bpd = bank != nullptr ? demo::NumberOf(*bank, field::kBpdVersion) : 0;
+  const long upd = rights != nullptr ? demo::NumberOf(*rights, field::kUpdVersion) : 0;
+  const std::string user = rights != nullptr ? TextOf(*rights, field::kUserName) : "";
+  std::string table =
+      ForOutput("bank         " + name + "\nBPD version  " + std::to_string(bpd) +
+                "\nUPD version  " + std::to_string(upd) + "\nuser         " + user) +
+      '\n';
+  const Json accounts = AccountsInParameters(stored.user, table);
+  const Json procedures = Procedures(stored, table);
+  Json texts = Json::array();
+  for (const std::string& text : conversation.BankTexts()) {
+    texts.push_back(Utf8(text));
+    table += ForOutput("said         " + text) + '\n';
+  }
+  Print(options,
+        Json{{"bank", Utf8(name)},
+             {"bpd_version", bpd},
+             {"upd_version", upd},
+             {"user", Utf8(user)},
+             {"accounts", accounts},
+             {"procedures", procedures},
+             {"said", texts}},
+        table);
+  return kDone;
+}
+
+int ListAccounts(const ClientOptions& options, Conversation& conversation, const StoredUser&) {
+  std::vector<BankAccount> accounts;
+  if (!conversation.Accounts(accounts)) return kFindings;
+  Json json = Json::array();
+  std::string table;
+  for (const BankAccount& account : accounts) {
+    json.push_back({{"iban", Utf8(account.iban)},
+                    {"bic", Utf8(account.bic)},
+                    {"number", Utf8(account.number)},
+                    {"bank_code", Utf8(account.bank_code)}});
+    table += ForOutput(account.iban + "  " + account.bic + "  " + account.number) + '\n';
+  }
+  Print(options, json, table);
+  return kDone;
+}
+
+namespace {
+
+// The accounts that are meant: the one that was named, or all.
+bool ChosenAccounts(const ClientOptions& options, Conversation& conversation,
+                    std::vector<BankAccount>& chosen) {
+  std::vector<BankAccount> accounts;
+  if (!conversation.Accounts(accounts)) return false;
+  for (BankAccount& account : accounts)
+    if (options.account.empty() || account.iban == options.account ||
+        account.number == options.account)
+      chosen.push_back(std::move(account));
+  if (chosen.empty()) Complain("the bank names no account " + options.account, kFindings);
+  return !chosen.empty();
+}
+
+std::string BytesOf(const HbBinaryVariable& variable) {
+  return std::string(reinterpret_cast<const char*>(variable.GetData()), variable.GetLength());
+}
+
+}  // namespace
+
+int ShowBalances(const ClientOptions& options, Conversation& conversation, const StoredUser&) {
+  std::vector<BankAccount> accounts;
+  if (!ChosenAccounts(options, conversation, accounts)) return kFindings;
+  Json json = Json::array();
+  std::string table;
+  for (const BankAccount& account : accounts) {
+    Ref<HbSegment> balance;
+    if (!conversation.Balance(account, balance)) return kFindings;
+    const std::string amount = (TextOf(*balance, field::kBookedSign) == "D" ? "-" : "") +
+                               WithTwoDecimals(TextOf(*balance, field::kBookedAmount));
+    const std::string currency = TextOf(*balance, field::kBookedCurrency);
+    json.push_back(
+        {{"iban", Utf8(account.iban)}, {"booked", Utf8(amount)}, {"currency", Utf8(currency)}});
+    table += ForOutput(account.iban + "  " + amount + ' ' + currency) + '\n';
+  }
+  Print(options, json, table);
+  return kDone;
+}
+
+bool ParseDay(const std::string& text, HbDate& day) {
+  if (text.empty()) return true;
+  if (text.size() != 8 || text.find_first_not_of("0123456789") != std::string::npos) return false;
+  const auto part = [&](std::size_t at, std::size_t length) {
+    return static_cast<unsigned short>(std::stoi(text.substr(at, length)));
+  };
+  day = HbDate(part(6, 2), part(4, 2), part(0, 4));
+  return part(4, 2) >= 1 && part(4, 2) <= 12 && part(6, 2) >= 1 && part(6, 2) <= 31;
+}
+
+int PrintStatements(const ClientOptions& options, Conversation& conversation, const StoredUser&) {
+  HbDate from;
+  HbDate to;
+  ParseDay(options.from, from);
+  ParseDay(options.to, to);
+  std::vector<BankAccount> accounts;
+  if (!ChosenAccounts(options, conversation, accounts)) return kFindings;
+  Json json = Json::array();
+  std::string table;
+  for (const BankAccount& account : accounts) {
+    std::vector<Ref<HbSegment>> pages;
+    if (!conversation.Statement(account, from, to, pages)) return kFindings;
+    Json texts = Json::array();
+    for (const Ref<HbSegment>& page : pages) {
+      // XML is UTF-8 already; a page may hold a document for each day.
+      const bool is_xml = demo::CodeOf(*page) == "HICAZ";
+      for (unsigned long at = 0; const auto* booked = page->GetBinaryVar(field::kStatement + at);
+           ++at) {
+        const std::string text = BytesOf(*booked);
+        texts.push_back(is_xml ? text : Utf8(text));
+        table += is_xml ? text + '\n' : ForOutput(text);
+      }
+    }
+    json.push_back({{"iban", Utf8(account.iban)}, {"pages", texts}});
+  }
+  Print(options, json, table);
+  return kDone;
+}
+
+// ---- transfer ---------------------------------------------------------------------------------
+
+std::string PaymentAmount(const std::string& text) {
+  const std::size_t point = std::min(text.find_first_of(".,"), text.size());
+  const std::string whole = text.substr(0, point);
+  const std::string cents = point < text.size() ? text.substr(point + 1) : "0";
+  const auto are_digits = [](const std::string& digits) {
+    return !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
+  };
+  if (!are_digits(whole) || !are_digits(cents) || whole.size() > 9 || cents.size() > 2) return "";
+  return whole + '.' + cents + (cents.size() == 1 ? "0" : "");
+}
+
+namespace {
+
+// In UTF-8.
+std::string XmlText(const std::string& text) {
+  std::string xml;
+  for (const char c : text) {
+    if (c == '&')
+      xml += "&amp;";
+    else if (c == '<')
+      xml += "&lt;";
+    else if (c == '>')
+      xml += "&gt;";
+    else
+      xml += c;
+  }
+  return xml;
+}
+
+// A pain.001 with the one transfer of the command line.
+std::string PainOf(const ClientOptions& options, const BankAccount& from) {
+  const std::string amount = PaymentAmount(options.amount);
+  return std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><Document xmlns=\"") + kPainFormat +
+         "\"><CstmrCdtTrfInitn><GrpHdr><MsgId>tmx</MsgId><NbOfTxs>1</NbOfTxs><CtrlSum>" + amount +
+         "</CtrlSum></GrpHdr><PmtInf><PmtInfId>tmx</PmtInfId><PmtMtd>TRF</PmtMtd><DbtrAcct><Id>"
+         "<IBAN>" +
+         XmlText(from.iban) +
+         "</IBAN></Id></DbtrAcct><CdtTrfTxInf><Amt><InstdAmt "
+         "Ccy=\"EUR\">" +
+         amount + "</InstdAmt></Amt><Cdtr><Nm>" + XmlText(options.name) +
+         "</Nm></Cdtr><CdtrAcct><Id><IBAN>" + XmlText(options.iban) +
+         "</IBAN></Id></CdtrAcct><RmtInf><Ustrd>" + XmlText(options.purpose) +
+         "</Ustrd></RmtInf></CdtTrfTxInf></PmtInf></CstmrCdtTrfInitn></Document>";
+}
+
+}  // namespace
+
+int MakeTransfer(const ClientOptions& options, Conversation& conversation, const StoredUser&) {
+  std::vector<BankAccount> accounts;
+  if (!ChosenAccounts(options, conversation, accounts)) return kFindings;
+  std::string pain = PainOf(options, accounts[0]);
+  if (!options.pain.empty()) {
+    const auto file = ReadFile(options.pain);
+    if (!file) return Complain(options.pain + ": cannot be read", kFindings);
+    pain = *file;
+  }
+  const std::string format = options.pain_format.empty() ? kPainFormat : options.pain_format;
+  if (!conversation.Transfer(accounts[0], format, pain)) return kFindings;
+  Print(options, Json{{"transferred", true}}, "The bank has taken the transfer.\n");
+  return kDone;
+}
+
+}  // namespace tmx::tools

@@ -31,13 +31,12 @@ ClientProgress::ClientProgress() : is_terminal_(isatty(STDERR_FILENO) == 1) {
 
 void ClientProgress::Show(const HbProgressInfoRecord& record) {
   if (!is_terminal_) return;
+  const HbRequest* const request = record.GetCurrentRequest();
+  if (request == nullptr) return Hide();
   is_shown_ = true;
   const std::size_t cells = Cells(record.GetPercentDone());
-  const HbRequest* const request = record.GetCurrentRequest();
-  const std::string name =
-      request != nullptr ? std::string(request->GetRequestName().View()) : std::string();
   std::fprintf(stderr, "\r[%s%s] %s\033[K", std::string(cells, '#').c_str(),
-               std::string(kWidth - cells, '.').c_str(), name.c_str());
+               std::string(kWidth - cells, '.').c_str(), request->GetRequestName().Data());
   std::fflush(stderr);
 }
 

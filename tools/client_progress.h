@@ -5,8 +5,8 @@
 
 namespace tmx::tools {
 
-// A bar on standard error while that is a terminal, begun with the first message and wiped out at
-// the end. Nobody knows how many messages a conversation takes: the bar slows down towards its end.
+// A bar on standard error while that is a terminal and a message waits for its answer. Nobody knows
+// how many messages a conversation takes: the bar slows down towards its end.
 //
 // Owner: its maker. Empty state: nothing shown. Threads: that of the conversation.
 class ClientProgress {

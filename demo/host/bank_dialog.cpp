@@ -149,7 +149,10 @@ bool BankDialog::Deliver(const std::vector<HbRequest*>& requests, const std::str
   }
   std::string problem;
   const bool delivered = exchange_(bytes, answer, problem);
-  if (progress_ != nullptr) progress_->StepDone(true);
+  if (progress_ != nullptr) {
+    progress_->SetCurrentRequest(nullptr);
+    progress_->StepDone(true);
+  }
   return delivered || report_.Fail(Outcome::kNoAnswer, problem);
 }
 

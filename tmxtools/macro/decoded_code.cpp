@@ -157,8 +157,10 @@ class DecodedCode::Reader {
 DecodedCode::DecodedCode(const MacroCode& code)
     : code_(code),
       length_(static_cast<std::uint16_t>(code.bytes.size())),
-      numbers_(std::size_t{length_} + 1),
-      instructions_(1) {
+      numbers_(std::size_t{length_} + 1) {
+  // There cannot be more, so none moves.
+  instructions_.reserve(std::size_t{length_} + 1);
+  instructions_.emplace_back();
   instructions_[0].action = Action::kReadBytes;
   instructions_[0].offset = length_;
 }

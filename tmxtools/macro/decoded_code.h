@@ -51,7 +51,7 @@ struct DecodedOperand {
   const String* text = nullptr;  // string and amount
 };
 
-class DecodedCode;
+struct DecodedInstruction;
 
 // What a call looked up, good for one state of the file stack.
 struct CallSite {
@@ -60,7 +60,7 @@ struct CallSite {
   int argument_count = 0;
   const std::int16_t* references = nullptr;  // the arguments' ids when all are variables
   MacroCode* callee = nullptr;
-  DecodedCode* code = nullptr;
+  const DecodedInstruction* code = nullptr;  // the callee's
   std::uint64_t lookup_state = 0;
   bool may_borrow = false;  // references only, and the callee's first action needs no frame
   // The instruction behind the declarations of parameters that the arguments satisfy.
@@ -101,9 +101,9 @@ class DecodedCode {
     if (numbers_[offset] == 0 && offset != length_) Enter(offset);
     return numbers_[offset];
   }
-  // An instruction, decoded. Good until another one is.
+  // An instruction, decoded.
   const DecodedInstruction& Get(std::uint16_t number) { return Get(number, 1); }
-  // All instructions by their numbers, some of them not decoded yet. Good until one is decoded.
+  // All instructions by their numbers, some of them not decoded yet. They stay where they are.
   const DecodedInstruction* instructions() const { return instructions_.data(); }
 
  private:

@@ -204,7 +204,7 @@ bool MeMacroEngine::ResolveCall(CallSite& site) {
   site.entry_steps = skip ? static_cast<std::uint32_t>(first.number) : 0;
   site.may_borrow = site.references != nullptr && site.argument_count <= kMaxBorrowed &&
                     !NeedsFrame(decoded.Get(site.entry).action);
-  site.code = &decoded;
+  site.code = decoded.instructions();
   site.callee = callee;
   site.lookup_state = file_stack_.GetLookupState();
   return true;
@@ -253,18 +253,17 @@ void MeMacroEngine::LeaveDecoded(HbStackFrame& frame, std::uint16_t pc, std::uin
 // is then still the caller's. An action that needs the frame breaks out of the switch and is done
 // again when the frame is there.
 //
-// `at` is the number of the instruction in `code`, which is of use until one is decoded.
+// `at` is the number of the instruction in `code`.
 void MeMacroEngine::RunDecoded() {
   HbStackFrame* frame = cur_frame_;
   if (frame->GetByteCode()->GetPC() > frame->GetByteCode()->GetLength()) return;
-  DecodedCode* decoded = &DecodedOf(*frame);
-  std::uint16_t at = decoded->NumberAt(frame->GetByteCode()->GetPC());
-  const DecodedInstruction* code = decoded->instructions();
+  std::uint32_t at = DecodedOf(*frame).NumberAt(frame->GetByteCode()->GetPC());
+  const DecodedInstruction* code = DecodedOf(*frame).instructions();
   HolderList holders = frame->GetHolders();
   std::uint64_t steps = 0;
   CallSite* light = nullptr;
-  DecodedCode* light_caller = nullptr;
-  std::uint16_t light_from = 0;
+  const DecodedInstruction* light_caller = nullptr;
+  const DecodedInstruction* light_call = nullptr;
   HbVariableHolder* borrowed[kMaxBorrowed];
   for (;;) {
     const DecodedInstruction& instruction = code[at];
@@ -272,7 +271,7 @@ void MeMacroEngine::RunDecoded() {
       case Action::kAddCompareJumpLong: {
         if (!IsLong(holders, instruction.id)) break;
         HbLongVariable& variable = LongAt(holders, instruction.id);
-        const std::uint16_t own = at;
+        const std::uint32_t own = at;
         do {
           const std::int32_t sum = WrappingSum(variable.Get(), instruction.number);
           variable.Set(sum);
@@ -371,8 +370,8 @@ void MeMacroEngine::RunDecoded() {
         CallSite& site = *instruction.call;
         if (Borrow(holders, site, borrowed)) {
           light = &site;
-          light_caller = decoded;
-          light_from = at;
+          light_caller = code;
+          light_call = &instruction;
           holders = HolderList(borrowed, static_cast<std::size_t>(site.argument_count));
         } else {
           HbStackFrame* const callee = CallDecoded(*frame, site, instruction.next_offset);
@@ -380,8 +379,7 @@ void MeMacroEngine::RunDecoded() {
           frame = callee;
           holders = frame->GetHolders();
         }
-        decoded = site.code;
-        code = decoded->instructions();
+        code = site.code;
         at = site.entry;
         steps += 1 + site.entry_steps;
         continue;
@@ -389,9 +387,8 @@ void MeMacroEngine::RunDecoded() {
       case Action::kExit: {
         ++steps;
         if (light != nullptr) {
-          decoded = light_caller;
-          code = decoded->instructions();
-          at = code[light_from].next;
+          code = light_caller;
+          at = light_call->next;
           light = nullptr;
           holders = frame->GetHolders();
           continue;
@@ -406,21 +403,19 @@ void MeMacroEngine::RunDecoded() {
         holders = frame->GetHolders();
         const std::uint16_t pc = frame->GetByteCode()->GetPC();
         if (pc > frame->GetByteCode()->GetLength()) return LeaveDecoded(*frame, pc, steps);
-        decoded = &DecodedOf(*frame);
-        at = decoded->NumberAt(pc);
-        code = decoded->instructions();
+        at = DecodedOf(*frame).NumberAt(pc);
+        code = DecodedOf(*frame).instructions();
         continue;
       }
       case Action::kNotDecoded:
-        decoded->Get(at);
-        code = decoded->instructions();
+        DecodedOf(light != nullptr ? *light->callee : *frame->GetByteCode()->GetCode())
+            .Get(static_cast<std::uint16_t>(at));
         continue;
       case Action::kReadBytes:
         break;
     }
-    if (light == nullptr) return LeaveDecoded(*frame, decoded->instructions()[at].offset, steps);
-    frame = CallDecoded(*frame, *std::exchange(light, nullptr),
-                        light_caller->instructions()[light_from].next_offset);
+    if (light == nullptr) return LeaveDecoded(*frame, code[at].offset, steps);
+    frame = CallDecoded(*frame, *std::exchange(light, nullptr), light_call->next_offset);
     holders = frame->GetHolders();
   }
 }

@@ -155,7 +155,13 @@ bool Conversation::Transfer(const BankAccount& account, const std::string& pain_
   PutText(order.GetValues(), pain_format, field::kPainFormat);
   order.GetValues().PutFieldBinary(reinterpret_cast<const unsigned char*>(pain.data()), pain.size(),
                                    field::kPainMessage);
-  return SendOrder(order);
+  if (SendOrder(order)) return true;
+  if (report_.outcome != Outcome::kNoAnswer && report_.outcome != Outcome::kWrongAnswer)
+    return false;
+  return report_.Fail(Outcome::kUncertain,
+                      report_.problem +
+                          "; the transfer may have been carried out: look at the statement before "
+                          "it is made again");
 }
 
 }  // namespace tmx::demo

@@ -16,6 +16,7 @@ enum class Outcome : std::uint8_t {
   kNoAnswer,     // the bank was not reached, or did not answer in time
   kWrongAnswer,  // what came back does not answer the message, or lacks what it must have
   kRefused,      // the bank says no
+  kUncertain,    // an order that moves money was sent, but no answer says what became of it
 };
 
 // What all parts of a conversation report to. No text holds a secret.

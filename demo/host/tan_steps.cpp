@@ -109,7 +109,9 @@ bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge)
     }
     wait = procedure.Number(field::kProcedureWaitNext, 2);
   }
-  return report_.Fail(Outcome::kNotGiven, "the order was not confirmed in time");
+  return report_.Fail(
+      Outcome::kNotGiven,
+      "the order was not confirmed in time; confirmed later, it is still carried out");
 }
 
 }  // namespace tmx::demo

@@ -108,7 +108,8 @@ TEST_F(TanSteps, AskNoMoreOftenForAConfirmationThanTheBankAllows) {
   Restart(options);
   EXPECT_FALSE(TransferTo("12.34"));
   EXPECT_EQ(conversation().LastOutcome(), Outcome::kNotGiven);
-  EXPECT_EQ(conversation().Problem(), "the order was not confirmed in time");
+  EXPECT_EQ(conversation().Problem(),
+            "the order was not confirmed in time; confirmed later, it is still carried out");
   EXPECT_EQ(waited_, kFirstWait + (kMostStatusRequests - 1) * kNextWait);
   EXPECT_EQ(Balance(), FirstBalance());
 }
@@ -129,8 +130,40 @@ TEST_F(TanSteps, HaveLimitsOfTheirOwn) {
   ASSERT_TRUE(conversation().Accounts(accounts)) << conversation().Problem();
   EXPECT_FALSE(conversation().Transfer(
       accounts[0], kPain, PaymentFile(accounts[0].iban, "DE02120300000000202051", "1.00")));
-  EXPECT_EQ(conversation().Problem(), "the order was not confirmed in time");
+  EXPECT_EQ(conversation().Problem(),
+            "the order was not confirmed in time; confirmed later, it is still carried out");
   EXPECT_EQ(waited_, 120);
+}
+
+// Loses the answer to the message with the TAN.
+class LostAnswer : public TransferFixture {
+ protected:
+  bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
+    TransferFixture::Deliver(message, answer, problem);
+    if (message.find(tan_) == std::string::npos) return true;
+    answer = what_arrives_;
+    problem = "the connection ended";
+    return !answer.empty();
+  }
+
+  std::string what_arrives_;
+};
+
+TEST_F(LostAnswer, LeavesItUncertainWhetherTheTransferWasCarriedOut) {
+  EXPECT_FALSE(TransferTo("12.34"));
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kUncertain);
+  EXPECT_EQ(conversation().Problem(),
+            "the connection ended; the transfer may have been carried out: look at the statement "
+            "before it is made again");
+  EXPECT_EQ(Balance(), FirstBalance() - 1234);
+}
+
+TEST_F(LostAnswer, LeavesItUncertainAlsoWhenSomethingElseArrives) {
+  what_arrives_ = "HNHBK:1:3+0000";
+  EXPECT_FALSE(TransferTo("12.34"));
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kUncertain);
+  EXPECT_THAT(conversation().Problem(), HasSubstr("the transfer may have been carried out"));
+  EXPECT_EQ(Balance(), FirstBalance() - 1234);
 }
 
 TEST_F(TanSteps, OpenADialogWithATan) {

@@ -249,14 +249,19 @@ class ReaderWriter {
                  std::size_t number, std::uint32_t most = 0) {
     const bool elements = rest == "rest";
     text_.Local("int", "index");
+    if (most != 0) text_.Local("int", "place");
     text_.Line("while " + rest + " != \"\"" +
-               (most != 0 ? " and index < " + std::to_string(most) : ""));
+               (most != 0 ? " and place < " + std::to_string(most) : ""));
+    if (most != 0) text_.Line("place = place + 1");
     text_.Line("receive_string " + rest);
     text_.Line(rest + " = \"\"");
     if (elements) {
       text_.Line("group = \"\"");
       text_.Line("read_append group, 65535, '+'");
       text_.Line("read_append rest");
+      text_.Line("if group = \"\"");
+      text_.Line("continue");
+      text_.Line("end");
       text_.Line("receive_string group");
     }
     TakeParts(parts);
@@ -268,7 +273,16 @@ class ReaderWriter {
       text_.Line("goto_deg " + std::string(text_.Use(*part.field)) + ", " +
                  std::to_string(part.field->id) + ", " + std::to_string(step) + ", index");
     StoreParts(parts, step);
+    if (parts[0].field->type == FieldType::kInt) KeepFindable(*parts[0].field);
     text_.Line("index = index + 1");
+    text_.Line("end");
+  }
+
+  // Readers of return codes stop at the first group without one: none may be missing.
+  void KeepFindable(const Field& field) {
+    const std::string name = text_.Use(field);
+    text_.Line("if is_null " + name);
+    text_.Line(name + " = 0");
     text_.Line("end");
   }
 

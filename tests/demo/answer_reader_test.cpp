@@ -128,6 +128,54 @@ TEST_F(AnswerReaderTest, ControlBytesStay) {
   EXPECT_EQ(BytesOf(*codes, field::kReturnText), text);
 }
 
+TEST_F(AnswerReaderTest, AnOddReturnCodeHidesNoneBehindIt) {
+  constexpr unsigned long kStep = 100130;
+  for (const char* kind : {"HIRMG:3:2", "HIRMS:3:2:4"}) {
+    for (const char* odd : {"x9942::odd", "99420::odd", "-1::odd", "::odd", ":5:odd:p"}) {
+      const auto codes = ReadOne(std::string(kind) + "+" + odd + "+9942::PIN falsch'");
+      ASSERT_TRUE(codes);
+      short code = -1;
+      EXPECT_TRUE(codes->GetFieldInt16(code, field::kReturnCode)) << odd;
+      EXPECT_EQ(code, 0) << odd;
+      EXPECT_EQ(TextOf(*codes, field::kReturnText), "odd");
+      EXPECT_TRUE(codes->GetFieldInt16(code, field::kReturnCode + kStep)) << odd;
+      EXPECT_EQ(code, 9942) << odd;
+      EXPECT_EQ(TextOf(*codes, field::kReturnText + kStep), "PIN falsch");
+    }
+  }
+  const auto codes = ReadOne("HIRMS:3:2:4+x9942::odd+y::odd'");
+  EXPECT_EQ(TextOf(*codes, field::kReturnCode + kAsItStood), "x9942");
+  EXPECT_EQ(TextOf(*codes, field::kReturnCode + kStep + kAsItStood), "y");
+}
+
+TEST_F(AnswerReaderTest, AnEmptyElementAmongRepeatedGroupsIsNoneOfThem) {
+  const auto codes = ReadOne("HIRMS:3:2:4++0020::a+++9942::b+'");
+  ASSERT_TRUE(codes);
+  short code = 0;
+  EXPECT_TRUE(codes->GetFieldInt16(code, field::kReturnCode));
+  EXPECT_EQ(code, 20);
+  EXPECT_TRUE(codes->GetFieldInt16(code, field::kReturnCode + 100130));
+  EXPECT_EQ(code, 9942);
+  const auto account = ReadOne("HIUPD:7:6:4+1++++++++++++HKSAL:1++HKKAZ:2'");
+  EXPECT_EQ(TextOf(*account, field::kAllowedJob), "HKSAL");
+  EXPECT_EQ(TextOf(*account, field::kAllowedJob + 101240), "HKKAZ");
+}
+
+TEST_F(AnswerReaderTest, PartsBeyondTheThousandthStayTogether) {
+  std::string parts = "0";
+  for (int i = 1; i < 1010; ++i) parts += ':' + std::to_string(i);
+  const auto other = ReadOne("XIYZQ:7:9:3+" + parts + "+x:y'");
+  ASSERT_TRUE(other);
+  EXPECT_EQ(TextOf(*other, kOtherElements + 1998), "998");
+  EXPECT_EQ(TextOf(*other, kOtherElements + 1999),
+            "999:1000:1001:1002:1003:1004:1005:1006:1007:1008:1009");
+  EXPECT_EQ(TextOf(*other, kOtherElements + 2000), "x");
+  EXPECT_EQ(TextOf(*other, kOtherElements + 2001), "y");
+  std::string thousand = "0";
+  for (int i = 1; i < 1000; ++i) thousand += ':' + std::to_string(i);
+  EXPECT_EQ(TextOf(*ReadOne("XIYZQ:7:9:3+" + thousand + "'"), kOtherElements + 1999), "999");
+}
+
 TEST_F(AnswerReaderTest, TakesTenMegabytesOfStatementsWithoutLoss) {
   std::string message;
   std::vector<std::string> statements;

@@ -31,10 +31,12 @@ What does not fit is kept, too:
 - A value that does not read as its type stands as text under the field's id plus 1000000000.
 - A text that is longer than 4096 bytes or holds control characters becomes a binary field.
 - The elements of a segment that has no layout here stand as texts: part p (from 0) of element e
-  (from 1, behind the head) under 900000000 + 1000 e + p. Of the parts beyond the thousandth of one
-  element only the last is kept.
+  (from 1, behind the head) under 900000000 + 1000 e + p. The thousandth part of an element holds
+  all that follow it, too.
 - What follows the last element of a layout, or the last part of a group, stands as one text under
   the id that its element would have there.
+- An empty element among repeated groups is none of them. A return code that is missing or does not
+  read as a number is 0, so that those behind it are found.
 
 )";
 

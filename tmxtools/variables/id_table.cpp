@@ -4,14 +4,6 @@
 #include <utility>
 
 namespace tmx {
-namespace {
-
-// The size rounded up, at least one group.
-constexpr std::size_t ToWholeGroups(std::size_t size) {
-  return size == 0 ? kKeyGroup : (size + kKeyGroup - 1) / kKeyGroup * kKeyGroup;
-}
-
-}  // namespace
 
 IdTable::Leaf::Leaf() noexcept : variables{}, count(0) { std::fill_n(keys, kKeyGroup, kNoKey); }
 
@@ -40,40 +32,25 @@ void IdTable::Leaf::TakeFrom(Leaf& full, std::size_t slot) noexcept {
   full.count = static_cast<std::uint32_t>(slot);
 }
 
-void IdTable::Index::Reserve() {
+void IdTable::Index::Reserve(std::size_t count) {
+  by_id.Reserve(count);
   if (leaves.size() < leaves.capacity()) return;
-  const std::size_t capacity = ToWholeGroups(leaves.size() * 2);
-  group_bounds.reserve(ToWholeGroups(capacity / kKeyGroup));
+  const std::size_t capacity = 2 * leaves.size() + 2;
   bounds.reserve(capacity);
   leaves.reserve(capacity);
 }
 
 void IdTable::Index::AddBehind(std::size_t position, SearchKey bound, LeafPtr leaf) noexcept {
   const auto offset = static_cast<std::ptrdiff_t>(position);
-  bounds.resize(leaves.size());
   bounds.insert(bounds.begin() + offset, bound);
   leaves.insert(leaves.begin() + offset + 1, std::move(leaf));
-  FillUp(position);
 }
 
 void IdTable::Index::Drop(std::size_t position) noexcept {
-  const auto offset = static_cast<std::ptrdiff_t>(position);
-  leaves.erase(leaves.begin() + offset);
-  bounds.erase(bounds.begin() + offset);
-  // The leaf in front may be the last one now, which changes its bound.
-  FillUp(position - (position != 0));
-}
-
-// Sets right what stands behind the bounds and, from a position on, the bounds of their groups.
-void IdTable::Index::FillUp(std::size_t position) noexcept {
-  bounds.resize(leaves.size() - 1);
-  bounds.resize(ToWholeGroups(leaves.size()), kNoKey);
-  group_bounds.resize(position / kKeyGroup);
-  for (std::size_t last = position / kKeyGroup * kKeyGroup + kKeyGroup - 1; last < bounds.size();
-       last += kKeyGroup) {
-    group_bounds.push_back(bounds[last]);
-  }
-  group_bounds.resize(ToWholeGroups(group_bounds.size()), kNoKey);
+  leaves.erase(leaves.begin() + static_cast<std::ptrdiff_t>(position));
+  // The last leaf has no bound behind it; the one in front becomes the last.
+  const std::size_t bound = std::min(position, bounds.size() - 1);
+  bounds.erase(bounds.begin() + static_cast<std::ptrdiff_t>(bound));
 }
 
 std::size_t IdTable::Split(std::size_t position, SearchKey key) {
@@ -81,11 +58,11 @@ std::size_t IdTable::Split(std::size_t position, SearchKey key) {
   LeafPtr upper = std::make_unique<Leaf>();
   if (!index_) {
     auto index = std::make_unique<Index>();
-    index->Reserve();
+    index->Reserve(count_ + 1);
+    ForEach([&](std::uint32_t id, HbVariable* variable) { index->by_id.Insert(id, variable); });
     index->leaves.push_back(std::move(single_));
     index_ = std::move(index);
   }
-  index_->Reserve();
   // Ids that come in ascending order leave full leaves behind.
   const SearchKey last = full.keys[full.count - 1];
   const bool ascending = position + 1 == LeafCount() && key > last;
@@ -98,6 +75,7 @@ std::size_t IdTable::Split(std::size_t position, SearchKey key) {
 bool IdTable::Insert(std::uint32_t id, HbVariable* variable) {
   const SearchKey key = ToSearchKey(id);
   if (LeafCount() == 0) single_ = std::make_unique<Leaf>();
+  if (index_) index_->Reserve(count_ + 1);
   std::size_t position = PositionFor(key);
   Leaf* leaf = &LeafAt(position);
   std::size_t slot = RankInGroup(leaf->keys, key);
@@ -108,6 +86,7 @@ bool IdTable::Insert(std::uint32_t id, HbVariable* variable) {
     slot = RankInGroup(leaf->keys, key);
   }
   leaf->Insert(slot, key, variable);
+  if (index_) index_->by_id.Insert(id, variable);
   ++count_;
   ++version_;
   return true;
@@ -124,7 +103,9 @@ HbVariable* IdTable::Remove(std::uint32_t id) noexcept {
   leaf.Remove(slot);
   --count_;
   ++version_;
-  if (!index_ || leaf.count != 0) return variable;
+  if (!index_) return variable;
+  index_->by_id.Remove(id);
+  if (leaf.count != 0) return variable;
   index_->Drop(position);
   if (index_->leaves.size() == 1) {
     single_ = std::move(index_->leaves[0]);

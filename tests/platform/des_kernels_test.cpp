@@ -14,6 +14,7 @@
 #include "tests/variables/failing_memory.h"
 #include "tmxtools/platform/crypto.h"
 #include "tmxtools/platform/des_boxes.h"
+#include "tmxtools/platform/des_boxes_ternary.h"
 #include "tmxtools/platform/des_tables.h"
 #include "tmxtools/platform/des_vector.h"
 
@@ -155,25 +156,47 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"Avx512", CpuLevel::Avx512, tmx::des::KernelsFor(CpuLevel::Avx512)}),
     [](const testing::TestParamInfo<Case>& of) { return std::string(of.param.name); });
 
-TEST(DesBoxes, EveryCircuitGivesItsTable) {
+// For every input of an S-box one bit of six vectors; of each circuit what it makes of them.
+struct BoxOutputs {
   using Ops = tmx::des::PlainOps<16>;
-  Ops::V in[6] = {}, out[8][4];
-  for (std::uint64_t at = 0; at < 64; ++at)
-    for (std::size_t i = 0; i < 6; ++i) in[i][0] |= (at >> (5 - i) & 1) << at;
-  const auto run = [&]<int Number>(tmx::des::Box<Number> box) {
-    tmx::des::Substitute<Ops>(box, in[0], in[1], in[2], in[3], in[4], in[5], out[Number][0],
-                              out[Number][1], out[Number][2], out[Number][3]);
-  };
-  [&]<int... Number>(std::integer_sequence<int, Number...>) { (run(tmx::des::Box<Number>()), ...); }
-  (std::make_integer_sequence<int, 8>());
-  for (std::size_t box = 0; box < 8; ++box) {
-    for (unsigned at = 0; at < 64; ++at) {
-      const unsigned entry = (at & 32) | (at & 1) << 4 | (at >> 1 & 15);
-      std::uint64_t value = 0;
-      for (std::size_t i = 0; i < 4; ++i) value = value * 2 + (out[box][i][0] >> at & 1);
-      EXPECT_EQ(value, tmx::des::kSubstitution[box][entry]) << box << " " << at;
+
+  template <class Circuits>
+  explicit BoxOutputs(Circuits circuits) {
+    Ops::V in[6] = {};
+    for (std::uint64_t at = 0; at < 64; ++at)
+      for (std::size_t i = 0; i < 6; ++i) in[i][0] |= (at >> (5 - i) & 1) << at;
+    const auto run = [&]<int Number>(tmx::des::Box<Number> box) {
+      Ops::V* const to = out[Number];
+      circuits(box, in[0], in[1], in[2], in[3], in[4], in[5], to[0], to[1], to[2], to[3]);
+    };
+    [&]<int... Number>(std::integer_sequence<int, Number...>) {
+      (run(tmx::des::Box<Number>()), ...);
+    }
+    (std::make_integer_sequence<int, 8>());
+  }
+
+  void ExpectTables() const {
+    for (std::size_t box = 0; box < 8; ++box) {
+      for (unsigned at = 0; at < 64; ++at) {
+        const unsigned entry = (at & 32) | (at & 1) << 4 | (at >> 1 & 15);
+        std::uint64_t value = 0;
+        for (std::size_t i = 0; i < 4; ++i) value = value * 2 + (out[box][i][0] >> at & 1);
+        EXPECT_EQ(value, tmx::des::kSubstitution[box][entry]) << box << " " << at;
+      }
     }
   }
+
+  Ops::V out[8][4];
+};
+
+TEST(DesBoxes, EveryCircuitGivesItsTable) {
+  BoxOutputs([](auto&&... arguments) { tmx::des::Substitute(arguments...); }).ExpectTables();
+}
+
+TEST(DesBoxes, EveryTernaryCircuitGivesItsTable) {
+  BoxOutputs([](auto&&... arguments) {
+    tmx::des::SubstituteTernary<BoxOutputs::Ops>(arguments...);
+  }).ExpectTables();
 }
 
 TEST(DesSchedules, ParityBitsOfAKeyCountForNothing) {

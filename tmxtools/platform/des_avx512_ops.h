@@ -12,6 +12,7 @@ namespace tmx::des {
 namespace {
 
 struct Avx512Ops : PlainOps<64> {
+  static constexpr bool kHasTernaryLogic = true;
   template <unsigned Table>
   [[gnu::always_inline]] static V Mix(const V& a, const V& b, const V& c) {
     return reinterpret_cast<V>(_mm512_ternarylogic_epi64(reinterpret_cast<__m512i>(a),

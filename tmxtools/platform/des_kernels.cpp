@@ -19,6 +19,9 @@ constexpr std::size_t kChained = TripleDes::ChainedLength;
 
 // Without a lookup in registers there is no narrow kernel: the wide one does all.
 constexpr Kernels kPortable = {kWideKernel<PlainOps<16>>, kWideKernel<PlainOps<16>>, 0, 16};
+struct PortableTernaryOps : PlainOps<64> {
+  static constexpr bool kHasTernaryLogic = true;
+};
 struct PortableLookupOps : PlainOps<64> {
   [[gnu::always_inline]] static V Lookup64(const std::uint8_t* table, const V& v) {
     Bytes found = reinterpret_cast<Bytes>(v);
@@ -26,8 +29,8 @@ struct PortableLookupOps : PlainOps<64> {
     return reinterpret_cast<V>(found);
   }
 };
-constexpr Kernels kPortableWidest = {kWideKernel<PlainOps<64>>, kNarrowKernel<PlainOps<64>>, 256,
-                                     1};
+constexpr Kernels kPortableWidest = {kWideKernel<PortableTernaryOps>, kNarrowKernel<PlainOps<64>>,
+                                     256, 1};
 
 constexpr Kernels kPortableWidestLookup = {kPortableWidest.wide, kNarrowKernel<PortableLookupOps>,
                                            256, 1};

@@ -23,12 +23,6 @@ struct VectorOf {
 };
 
 // Functions of two bits by their truth table: bit 2x + y holds the value for x and y.
-constexpr int CostOfTwo(unsigned table) {
-  if (table == 0 || table == 10 || table == 12 || table == 15) return 0;
-  const bool is_negated = (table & 1) != 0;
-  return is_negated ? 1 + CostOfTwo(15 - table) : 1;
-}
-
 template <unsigned Table, class V>
 [[gnu::always_inline]] inline V Two(const V& x, const V& y) {
   if constexpr ((Table & 1) != 0) return ~Two<15 - Table>(x, y);
@@ -42,48 +36,6 @@ template <unsigned Table, class V>
   if constexpr (Table == 14) return x | y;
 }
 
-// A function of three bits (bit 4a + 2b + c of the table) made of functions of two: one of the
-// three selects between f0 and f1, the functions that remain of the other two.
-struct Choice {
-  int selector;
-  enum { FromZero, FromOne, Or } form;
-  int cost;
-  unsigned f0;
-  unsigned f1;
-};
-
-constexpr unsigned Restrict(unsigned table, int selector, unsigned value) {
-  const int shift = 2 - selector;
-  unsigned result = 0;
-  for (unsigned at = 0, out = 0; at < 8; ++at) {
-    if ((at >> shift & 1) != value) continue;
-    result |= (table >> at & 1) << out++;
-  }
-  return result;
-}
-
-constexpr int CostOfSelect(unsigned base, unsigned difference) {
-  if (difference == 0) return CostOfTwo(base);
-  const int selected = difference == 15 ? 0 : CostOfTwo(difference) + 1;
-  return CostOfTwo(base) + selected + (base == 0 ? 0 : 1);
-}
-
-constexpr Choice Cheapest(unsigned table) {
-  Choice best{0, Choice::FromZero, 99, 0, 0};
-  for (int selector = 0; selector < 3; ++selector) {
-    const unsigned f0 = Restrict(table, selector, 0);
-    const unsigned f1 = Restrict(table, selector, 1);
-    const Choice choices[] = {
-        {selector, Choice::FromZero, CostOfSelect(f0, f0 ^ f1), f0, f1},
-        {selector, Choice::FromOne, CostOfSelect(f1, f0 ^ f1), f0, f1},
-        {selector, Choice::Or, f1 == 15 ? CostOfTwo(f0) + 1 : 99, f0, f1},
-    };
-    for (const Choice& choice : choices)
-      if (choice.cost < best.cost) best = choice;
-  }
-  return best;
-}
-
 // Operations that every processor has, on vectors of the compiler.
 template <std::size_t Length>
 struct PlainOps {
@@ -91,21 +43,14 @@ struct PlainOps {
   using Bytes = typename VectorOf<Length>::Bytes;
   using Halves = typename VectorOf<Length>::Halves;
 
+  // Whether Mix() is one instruction.
+  static constexpr bool kHasTernaryLogic = false;
+  // A function of three bits: bit 4a + 2b + c of the table.
   template <unsigned Table>
   [[gnu::always_inline]] static V Mix(const V& a, const V& b, const V& c) {
-    constexpr Choice by = Cheapest(Table);
-    constexpr unsigned difference = by.f0 ^ by.f1;
-    const V& selector = by.selector == 0 ? a : by.selector == 1 ? b : c;
-    const V& x = by.selector == 0 ? b : a;
-    const V& y = by.selector == 2 ? b : c;
-    if constexpr (by.form == Choice::Or)
-      return selector | Two<by.f0>(x, y);
-    else if constexpr (difference == 15)
-      return Two<by.f0>(x, y) ^ selector;
-    else if constexpr (by.form == Choice::FromZero)
-      return Two<by.f0>(x, y) ^ (selector & Two<difference>(x, y));
-    else
-      return Two<by.f1>(x, y) ^ (~selector & Two<difference>(x, y));
+    constexpr unsigned without_a = Table & 15;
+    constexpr unsigned with_a = Table >> 4;
+    return Two<without_a>(b, c) ^ (a & Two<without_a ^ with_a>(b, c));
   }
 
   [[gnu::always_inline]] static V Broadcast(std::uint32_t word) {

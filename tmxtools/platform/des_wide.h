@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tmxtools/platform/des_boxes.h"
+#include "tmxtools/platform/des_boxes_ternary.h"
 #include "tmxtools/platform/des_kernels.h"
 #include "tmxtools/platform/des_schedule.h"
 #include "tmxtools/platform/des_tables.h"
@@ -105,7 +106,10 @@ class Wide {
     const V x4 = half[InputBit(Number, 4)] ^ Ops::Broadcast(masks[4]);
     const V x5 = half[InputBit(Number, 5)] ^ Ops::Broadcast(masks[5]);
     V o0, o1, o2, o3;
-    Substitute<Ops>(Box<Number>(), x0, x1, x2, x3, x4, x5, o0, o1, o2, o3);
+    if constexpr (Ops::kHasTernaryLogic)
+      SubstituteTernary<Ops>(Box<Number>(), x0, x1, x2, x3, x4, x5, o0, o1, o2, o3);
+    else
+      Substitute(Box<Number>(), x0, x1, x2, x3, x4, x5, o0, o1, o2, o3);
     target[kPlaceOfOutput[4 * Number]] ^= o0;
     target[kPlaceOfOutput[4 * Number + 1]] ^= o1;
     target[kPlaceOfOutput[4 * Number + 2]] ^= o2;

@@ -155,7 +155,7 @@ TEST_F(TransactionFile, DataOpenedForReadingCanOnlyBeRead) {
   EXPECT_FALSE(HasLog());
 }
 
-// Invariant T6.
+// Invariant 6.
 TEST_F(TransactionFile, NamesAreSyncedWhenTheyAreNewAndWhenTheLogGoes) {
   const auto syncs = [&] { return env_.Count(EnvCall::kSyncDir); };
   {
@@ -422,7 +422,7 @@ TEST_F(FailingCalls, InRecoveryLeaveTheLogForTheNextTry) {
           if (env_.Count(call) < nth) break;
           if (call != EnvCall::kInfo) EXPECT_TRUE(IsExpected(stream.GetError(), call));
           stream.ResetError();
-          WriteAt(stream, 0, "more");  // refused, or only after the undoing (T5)
+          WriteAt(stream, 0, "more");  // refused, or only after the undoing (invariant 5)
         }
         env_.Reset();
         HbTransactionFileStream again("data", "log", kReadWrite);

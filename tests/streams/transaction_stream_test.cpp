@@ -438,7 +438,7 @@ TEST_F(Recovery, ALengthThatWasCutChangesNothing) {
   }
 }
 
-// Invariant L2: a log that counts never looks like one that was cut.
+// Invariant 2 of the undo log: one that counts never looks like one that was cut.
 TEST_F(Transaction, BeforeGreatGrowthAMarkFollowsTheLength) {
   const auto log_after_growth = [&](std::size_t length, std::size_t growth) {
     data_.Put(std::string(length, 'd'));
@@ -586,7 +586,7 @@ TEST_F(Barriers, RecoverySyncsTheDataAndThenTheClearedLog) {
   EXPECT_EQ(data_.Bytes(), "new bytes");
 }
 
-// Invariant T4.
+// Invariant 4.
 TEST_F(Barriers, WhatWasWrittenOutsideIsSyncedBeforeATransactionBegins) {
   EXPECT_EQ(During([&] {
               WriteAt(stream_, 0, "new");
@@ -666,7 +666,7 @@ TEST_F(Transaction, ACommitThatFailsRollsBackAndKeepsItsError) {
   }
 }
 
-// Invariant T5.
+// Invariant 5.
 TEST_F(Transaction, WhatCouldNotBeUndoneIsTriedAgainBeforeTheNextOperation) {
   stream_.BeginTrans();
   WriteAt(stream_, 0, "new bytes and more");

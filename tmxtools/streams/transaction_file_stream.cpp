@@ -55,7 +55,7 @@ void HbTransactionFileStream::OpenLog(const String& name) {
 }
 
 // An empty file may be a new one, also when it was an earlier process that made it, and an empty
-// log one that an earlier process cleared and did not live to sync. (T6)
+// log one that an earlier process cleared and did not live to sync. (Invariant 6)
 void HbTransactionFileStream::SyncEmptyFiles() {
   const bool is_new_data = data_file_.Size() == 0;
   const bool is_new_log = log_file_.Size() < tmx::UndoLog::LengthSize;

@@ -10,9 +10,10 @@
 #include "tmxtools/streams/transaction_stream.h"
 
 // A transaction stream over a data file and a log file. The log file is there only while the
-// stream is open, or after a crash; it is opened so that nobody else can open it meanwhile.
+// stream is open, or after a crash; it is opened so that nobody else can open it meanwhile. To the
+// invariants of HbTransactionStream it adds:
 //
-//   T6  The names of the files have reached the disk before the log is used, and so has that it is
+//   6.  The names of the files have reached the disk before the log is used, and so has that it is
 //       empty if it is; the disappearance of the log's name has before Close() returns.
 //
 // Owns the two files; its destructor closes it. Empty state: closed. Errors are those of the files

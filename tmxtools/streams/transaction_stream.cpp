@@ -86,7 +86,7 @@ void HbTransactionStream::BeginTrans() {
 }
 
 bool HbTransactionStream::BeginLog() {
-  if (has_unsynced_writes_ && !Barrier(*data_)) return false;  // T4
+  if (has_unsynced_writes_ && !Barrier(*data_)) return false;  // invariant 4
   has_unsynced_writes_ = false;
   const unsigned long length = data_->Size();
   if (!TakeError(*data_)) return false;
@@ -102,7 +102,7 @@ void HbTransactionStream::CommitTrans() {
   if (depth_ == 0) return;
   if (depth_ == 1) {
     Flush();
-    if (!HasError() && Barrier(*data_)) ClearLog();  // T2
+    if (!HasError() && Barrier(*data_)) ClearLog();  // invariant 2
     if (HasError()) {
       const std::uint32_t error = GetError();
       Recover();
@@ -151,7 +151,7 @@ void HbTransactionStream::ClearLog() {
   protected_length_ = 0;
   if (!is_log_active_) return;
   log_stream_->SetStreamSize(0);
-  if (Barrier(*log_stream_); log_stream_->HasError()) return;  // T3
+  if (Barrier(*log_stream_); log_stream_->HasError()) return;  // invariant 3
   log_stream_->Seek(0);
   is_log_active_ = false;
 }
@@ -195,7 +195,7 @@ void HbTransactionStream::Undo() {
       left -= count;
     }
   }
-  if (TakeError(*log_stream_) && Barrier(*data_)) ClearLog();  // T2
+  if (TakeError(*log_stream_) && Barrier(*data_)) ClearLog();  // invariant 2
 }
 
 // ---- reading and writing ----------------------------------------------------------------------
@@ -281,7 +281,7 @@ std::size_t HbTransactionStream::PendingSize() const {
 }
 
 bool HbTransactionStream::WriteAt(std::uint32_t position, const char* bytes, std::uint32_t count) {
-  assert(is_log_synced_);  // T1
+  assert(is_log_synced_);  // invariant 1
   data_->Seek(position);
   data_->Write(bytes, count);
   return TakeError(*data_);

@@ -18,15 +18,15 @@
 // before or as after the transaction; once CommitTrans() has returned without an error, as after
 // it. For that these hold (undo_log.h has what holds within the log):
 //
-//   T1  No byte below the protected length is changed before a record with its old value has been
+//   1.  No byte below the protected length is changed before a record with its old value has been
 //       synced, and nothing behind it before the length has been.
-//   T2  The log is cleared only when the data has been synced: after a commit with all changes,
+//   2.  The log is cleared only when the data has been synced: after a commit with all changes,
 //       after a rollback or recovery with none.
-//   T3  The clearing has been synced before a commit, rollback or recovery returns without an
+//   3.  The clearing has been synced before a commit, rollback or recovery returns without an
 //       error, and so before the next transaction writes to the log.
-//   T4  What was written outside of transactions has been synced before a transaction begins; it
+//   4.  What was written outside of transactions has been synced before a transaction begins; it
 //       is the state to which a rollback leads.
-//   T5  Outside of a transaction the data is not touched while something is in the log: when an
+//   5.  Outside of a transaction the data is not touched while something is in the log: when an
 //       undoing failed, the next operation tries it once more.
 //
 // Each is kept by SvStream::Sync() of the two streams; SetDurable(false) leaves that out, for
@@ -90,7 +90,7 @@ class TMX_EXPORT HbTransactionStream : public SvStream {
     std::size_t begin;  // of its bytes among the pending ones
   };
 
-  // Whether an operation may go on: streams, no error, nothing left to be undone (T5).
+  // Whether an operation may go on: streams, no error, nothing left to be undone (invariant 5).
   bool IsReady();
   bool Barrier(SvStream& stream);
 

@@ -35,9 +35,9 @@ void UndoLog::Begin(std::uint32_t data_length) {
 }
 
 bool UndoLog::Save(SvStream& data, UndoRecord what) {
-  assert(what.length > 0);  // L2
+  assert(what.length > 0);  // invariant 2
   constexpr std::uint32_t largest_piece = 65536;
-  if (has_rest_) stream_->SetStreamSize(end_ + (has_mark_ ? kMarkSize : 0));  // L2
+  if (has_rest_) stream_->SetStreamSize(end_ + (has_mark_ ? kMarkSize : 0));  // invariant 2
   has_rest_ = true;
   stream_->Seek(end_);
   data.Seek(what.offset);

@@ -26,10 +26,10 @@ struct UndoRecord {
 // is whole only when its last field is its own position, so no cut record passes for a whole one.
 // For the length, which has no such field, this holds:
 //
-//   L1  The log is synced before the data changes for the first time. So a length that was cut
+//   1.  The log is synced before the data changes for the first time. So a length that was cut
 //       stands beside data that still has the length that was meant, and is that number without
 //       some of its upper bytes.
-//   L2  A synced log in which only the length counts never looks so: before the data grows so far
+//   2.  A synced log in which only the length counts never looks so: before the data grows so far
 //       that its length could pass for the one that was meant, a mark of eight 0xFF bytes goes
 //       behind the length. It is no whole record, and the first record takes its place; as no
 //       record has zero bytes, the bytes 8 to 11 of a log with a mark are never all zero again.

@@ -17,6 +17,16 @@ VariableRef NewVariable() {
   return VariableRef::Adopt(HbVariables::CreateVariable(tmx::kStringType));
 }
 
+// Tells when it dies.
+class MortalVariable : public HbStringVariable {
+ public:
+  explicit MortalVariable(bool& is_dead) : is_dead_(is_dead) {}
+  ~MortalVariable() override { is_dead_ = true; }
+
+ private:
+  bool& is_dead_;
+};
+
 void Register(HbCallbackItems& items, unsigned long id, HbVariable* value = nullptr) {
   items.Register(std::make_unique<HbCallbackItem>(id, value).release());
 }
@@ -119,12 +129,32 @@ TEST(HbCallbackItems, ReleaseTheirVariablesWhenTheyAreClearedOrDestroyed) {
     EXPECT_EQ(items.Count(), 0);
     EXPECT_EQ(value->GetRefCount(), 0u);
     Register(items, 3, value.Get());
-    // A variable that nobody else holds dies with its item.
-    auto* const own = HbVariables::CreateVariable(tmx::kStringType);
-    Register(items, 4, own);
-    own->DecRefCount();
   }
   EXPECT_EQ(value->GetRefCount(), 0u);
+}
+
+TEST(HbCallbackItems, AVariableThatNobodyElseHoldsDiesWithItsItem) {
+  bool is_dead = false;
+  const auto make_own = [&](HbCallbackItems& items) {
+    HbVariable* const own = std::make_unique<MortalVariable>(is_dead).release();
+    Register(items, 4096, own);
+    own->DecRefCount();
+  };
+  {
+    HbCallbackItems items;
+    make_own(items);
+    EXPECT_FALSE(is_dead);
+    items.Clear();
+    EXPECT_TRUE(is_dead);
+    is_dead = false;
+    make_own(items);
+    Register(items, 4096);
+    EXPECT_TRUE(is_dead) << "replaced";
+    is_dead = false;
+    make_own(items);
+    EXPECT_FALSE(is_dead);
+  }
+  EXPECT_TRUE(is_dead);
 }
 
 TEST(HbCallbackItems, KeepAtMost65535) {

@@ -1,23 +1,29 @@
-// Trees that are built and torn down in random order through the public interface. The sanitizers
-// say whether something is freed twice, used when it is dead, or forgotten.
-#include <gtest/gtest.h>
+// Trees that are built and torn down in random order through the public interface, also while an
+// engine runs a macro for one of their requests. The sanitizers say whether something is freed
+// twice, used when it is dead, or forgotten.
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <array>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "tests/banking/tree_objects.h"
+#include "tests/support/engine_run.h"
 #include "tests/support/long_run.h"
 #include "tmxtools/banking/callback.h"
 #include "tmxtools/banking/progress.h"
 #include "tmxtools/core/error.h"
+#include "tmxtools/macro/banking_engine.h"
 
 namespace {
 
 using namespace tmx::test;
+using testing::IsSubsetOf;
+using testing::IsSupersetOf;
 
 // Knows all objects that were made, and by their links also when one dies, whoever destroyed it.
 template <class T>
@@ -43,19 +49,58 @@ class Pool {
   std::vector<tmx::ObjectPtr<T>> objects_;
 };
 
+// A macro that has the user asked for a PIN, and then uses what may have died meanwhile: the
+// dialog's variable, the request's values and the response under construction.
+tmx::MacroImage AskingMacro() {
+  constexpr unsigned kSecurity = 60, kRequestField = 69, kResponseField = 6, kString = 1;
+  tmx::CodeBuilder code;
+  for (const auto& [opcode, holder, field] : {std::array{kSecurity, 33U, 4096U},
+                                              {kRequestField, 34U, 2010U},
+                                              {kResponseField, 35U, 2010U}})
+    code.Op(opcode, 3).Byte(kString).U16(holder).U32(field);
+  code.Op(38, 1).Str("HISAL");               // begins a response
+  code.Op(27, 1).U16(33).Op(24, 1).U16(33);  // forgets the PIN and needs it
+  code.Op(26, 0).Op(18, 0);                  // asks
+  for (const int holder : {35, 34}) code.Op(3, 3).Byte(kString).Var(holder).Str("value");
+  code.Op(39, 0).Op(22, 1).Int(9010);  // hands the response over, with a code
+  return tmx::ImageBuilder("test").Sub("SUB", code.Op(7, 1).Var(33).Exit()).Build();
+}
+
+// The files of the macro, on a disk in memory.
+class MacroDisk {
+ public:
+  MacroDisk() {
+    env_.MakeDir(tmx::EngineHost::kMacroDir);
+    for (const tmx::MacroImage& file : {AskingMacro(), tmx::ImageBuilder("general").Build()}) {
+      const std::string path = std::string(tmx::EngineHost::kMacroDir) + "/" + file.name;
+      env_.Put(path + ".hbz", *file.index);
+      env_.Put(path + ".hbx", *file.code);
+    }
+  }
+
+ private:
+  tmx::MemoryEnv env_;
+  tmx::ScopedEnv scoped_{env_};
+};
+
 class World {
  public:
+  // What the engine's runs came to.
+  struct Tally {
+    int asked = 0;                // the security handler was called
+    int changed = 0;              // and has changed the tree
+    int refused = 0;              // a run within a run
+    std::set<unsigned> outcomes;  // codes; 0 without an error
+  };
+
   explicit World(unsigned seed) : random_(seed) {
     users_[1].SetMedia(SecurityMediaCard);
     progress_.SetStatusLink(Link([this](void*) {
-      // Re-entry: the host changes the tree, and the record, while it is told of progress.
-      if (depth_ < 3) {
-        ++depth_;
-        Step();
-        --depth_;
-      }
+      ChangeTree();  // and the record
       return 0L;
     }));
+    engine_.SetSecurityHdl(
+        Link([this](void* data) { return Give(*static_cast<HbCallbackData*>(data)); }));
   }
   ~World() {
     // Jobs and free dialogs first in half of the worlds; what they own goes with them.
@@ -77,10 +122,11 @@ class World {
         &World::Presign,       &World::Detach,       &World::Members,      &World::Answers,
         &World::Respond,       &World::Respond,      &World::Statuses,     &World::Unlinks,
         &World::Clear,         &World::DestroyOne,   &World::DestroyOne,   &World::Progress,
-        &World::Callbacks,     &World::Look};
+        &World::Ask,           &World::Look};
     (this->*operations[random_() % std::size(operations)])();
     KeepSmall();
   }
+  const Tally& Runs() const { return tally_; }
 
  private:
   using Operation = void (World::*)();
@@ -279,17 +325,49 @@ class World {
     progress_.StepDone(true);
     if (const HbRequest* const request = progress_.GetCurrentRequest()) request->GetRequestName();
   }
-  void Callbacks() {
-    HbDialog* const dialog = dialogs_.Pick(random_);
-    if (dialog == nullptr) return;
-    HbVariables& variables = dialog->GetSecurityVariables();
-    variables.PutFieldString("1", 4096);
-    HbCallbackItems& items = *dialog->GetCallbackItems();
-    items.Register(std::make_unique<HbCallbackItem>(4096, variables[4096]).release());
-    items.Register(std::make_unique<HbCallbackItem>(Small(), nullptr).release());
-    const HbCallbackData data(&items, requests_.Pick(random_), false);
-    Step();  // as the handler might
+  // Re-entry: the host changes the tree while it is called. False when it did not.
+  bool ChangeTree() {
+    if (depth_ == 3) return false;
+    ++depth_;
+    Step();
+    --depth_;
+    return true;
+  }
+  // Lets the engine run the macro for a request, whose tree may be one or not.
+  void Ask() {
+    HbRequest* const request = requests_.Pick(random_);
+    HbMessage* const message = messages_.Pick(random_);
+    if (request == nullptr || message == nullptr) return;
+    if (!Chance(8)) request->SetClientData(message);
+    if (!Chance(8)) message->SetClientData(dialogs_.Pick(random_));
+    if (!is_running_) engine_.SetRequest(request);
+    HbError error;
+    HbStackFrame* frame = engine_.LoadSub("SUB", error);
+    if (frame == nullptr && engine_.PushFile("test", error)) frame = engine_.LoadSub("SUB", error);
+    ASSERT_NE(frame, nullptr);
+    error.Clear();
+    if (is_running_) {
+      EXPECT_FALSE(engine_.Call(frame, error));
+      EXPECT_EQ(error.GetCode(), 17499);
+      ++tally_.refused;
+      return;
+    }
+    is_running_ = true;
+    engine_.Call(frame, error);
+    is_running_ = false;
+    tally_.outcomes.insert(error.IsSet() ? error.GetCode() : 0);
+  }
+  // The security handler of that run: whatever it does, the run goes on or ends with an error.
+  long Give(HbCallbackData& data) {
+    ++tally_.asked;
+    if (HbVariable* const pin = data.GetParameters()->GetValue(4096))
+      static_cast<HbStringVariable*>(pin)->Set("12345");
+    if (ChangeTree()) ++tally_.changed;
     if (data.GetRequest() != nullptr) data.GetRequest()->GetRequestName();
+    if (Chance(8)) engine_.SetRequest(requests_.Pick(random_));
+    if (Chance(8)) engine_.ClearFiles(true);
+    if (Chance(8)) engine_.Stop(true);
+    return Chance(8) ? 0 : 1;
   }
   void Look() {
     const HbRequest* const request = requests_.Pick(random_);
@@ -320,12 +398,22 @@ class World {
   Pool<HbRequest> requests_;
   HbProgressInfoRecord progress_;
   int depth_ = 0;
+  HbMacroEngine engine_{tmx::EngineHost::kMacroPath};
+  bool is_running_ = false;
+  Tally tally_;
 };
 
 TEST(RandomTrees, NeverLeakNorDangle) {
+  const MacroDisk disk;
   for (unsigned seed = 1; seed <= tmx::test::Runs(2u, 20u); ++seed) {
     World world(seed);
     for (int i = 0; i < 100000; ++i) world.Step();
+    EXPECT_GT(world.Runs().asked, 1000);
+    EXPECT_GT(world.Runs().changed, 1000);
+    EXPECT_GT(world.Runs().refused, 10);
+    // Done; a dead request, registry or response; no data; no tree; stopped; no request.
+    EXPECT_THAT(world.Runs().outcomes, IsSubsetOf({0U, 17490U, 17497U, 17498U, 17500U, 17501U}));
+    EXPECT_THAT(world.Runs().outcomes, IsSupersetOf({0U, 17490U, 17498U, 17500U}));
   }
 }
 

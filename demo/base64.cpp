@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "demo/secret_string.h"
+
 namespace tmx::demo {
 namespace {
 
@@ -11,8 +13,9 @@ constexpr std::string_view kDigits =
 
 }  // namespace
 
-std::string ToBase64(std::string_view bytes) {
-  std::string text;
+template <class Text>
+Text ToBase64(std::string_view bytes) {
+  Text text;
   text.reserve((bytes.size() + 2) / 3 * 4);
   for (std::size_t at = 0; at < bytes.size(); at += 3) {
     const std::string_view part = bytes.substr(at, 3);
@@ -24,6 +27,9 @@ std::string ToBase64(std::string_view bytes) {
   }
   return text;
 }
+
+template std::string ToBase64(std::string_view bytes);
+template SecretString ToBase64(std::string_view bytes);
 
 std::optional<std::string> FromBase64(std::string_view text) {
   std::string bytes;

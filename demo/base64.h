@@ -7,7 +7,9 @@
 
 namespace tmx::demo {
 
-std::string ToBase64(std::string_view bytes);
+/// Text is std::string or SecretString.
+template <class Text = std::string>
+Text ToBase64(std::string_view bytes);
 
 /// Line breaks are passed over; nothing for anything else that is no Base64.
 std::optional<std::string> FromBase64(std::string_view text);

@@ -107,7 +107,7 @@ int Client::Converse(const Work& work) {
   };
   demo::Conversation conversation(
       *job_, stored_->user, *engine_, stored_->access,
-      [&transport](const std::string& message, std::string& answer, std::string& why) {
+      [&transport](std::string_view message, std::string& answer, std::string& why) {
         return transport.Exchange(message, answer, why);
       },
       how);

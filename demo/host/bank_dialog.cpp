@@ -120,17 +120,32 @@ bool BankDialog::AskPin(HbRequest& head) {
          report_.Fail(Outcome::kNotGiven, "no PIN was given");
 }
 
-void BankDialog::ForgetTan() { dialog_->GetSecurityVariables().Unregister(kTanField); }
+void BankDialog::ForgetTan() { Forget(kTanField); }
 
-void BankDialog::ForgetPin() { dialog_->GetSecurityVariables().Unregister(kPinField); }
+void BankDialog::ForgetPin() { Forget(kPinField); }
+
+void BankDialog::Forget(unsigned long secret) {
+  HbVariables& secrets = dialog_->GetSecurityVariables();
+  HbVariable* const variable = secrets[secret];
+  if (variable != nullptr && variable->GetType() == kStringType) {
+    // Memory that is given back keeps what it held.
+    auto& text = static_cast<HbStringVariable&>(*variable);
+    text.SetView(std::string(text.Get().Len(), '\0'));
+  }
+  secrets.Unregister(secret);
+}
 
 void BankDialog::Log(std::string_view bytes, bool sent) {
   HbProtocolFile* const log = job_.GetProtocol();
   if (log == nullptr) return;
-  SvMemoryStream stream;
-  stream.Write(bytes.data(), static_cast<unsigned long>(bytes.size()));
+  const auto length = static_cast<unsigned long>(bytes.size());
+  SvMemoryStream stream(length);
+  stream.Write(bytes.data(), length);
   HbError error;
   if (!log->WriteMessage(stream, sent, error)) job_.InsertErrorResponse(error);
+  // The log masks the secrets, the stream does not.
+  stream.Seek(0);
+  stream.Write(std::string(length, '\0').data(), length);
 }
 
 bool BankDialog::Send(const std::vector<HbRequest*>& requests) {
@@ -141,7 +156,7 @@ bool BankDialog::Send(const std::vector<HbRequest*>& requests) {
   return false;
 }
 
-bool BankDialog::Deliver(const std::vector<HbRequest*>& requests, const std::string& bytes,
+bool BankDialog::Deliver(const std::vector<HbRequest*>& requests, std::string_view bytes,
                          std::string& answer) {
   if (progress_ != nullptr) {
     progress_->SetCurrentRequest(requests.front());
@@ -156,7 +171,7 @@ bool BankDialog::Deliver(const std::vector<HbRequest*>& requests, const std::str
   return delivered || report_.Fail(Outcome::kNoAnswer, problem);
 }
 
-bool BankDialog::Write(HbMessage& message, std::string& bytes) {
+bool BankDialog::Write(HbMessage& message, SecretString& bytes) {
   HbRequest& head = *message.GetMsgHead();
   FillHead(head, message);
   if (!AskPin(head)) return false;
@@ -171,7 +186,7 @@ bool BankDialog::SendMessage(const std::vector<HbRequest*>& requests) {
     return report_.Fail(Outcome::kRefused,
                         "nothing more is sent: the bank has refused the PIN or the access");
   HbMessage& message = NewMessage(requests);
-  std::string bytes;
+  SecretString bytes;
   if (!Write(message, bytes)) {
     // The next message gets its number.
     const std::unique_ptr<HbMessage> withdrawn(&message);

@@ -12,15 +12,17 @@
 #include "demo/host/message_writer.h"
 #include "demo/host/permissions.h"
 #include "demo/host/report.h"
+#include "demo/secret_string.h"
 #include "tmxtools/banking/job.h"
 #include "tmxtools/banking/progress.h"
 #include "tmxtools/banking/user.h"
 
 namespace tmx::demo {
 
-// How messages reach the bank: the answer's bytes, or false and why there is none.
+// How messages reach the bank: the answer's bytes, or false and why there is none. A message holds
+// secrets: who makes copies of it should wipe them.
 using Exchange =
-    std::function<bool(const std::string& message, std::string& answer, std::string& problem)>;
+    std::function<bool(std::string_view message, std::string& answer, std::string& problem)>;
 
 // Writes messages by the macros, sends them, logs them and gives each segment of the answer to the
 // request that it answers, or to the message.
@@ -60,13 +62,14 @@ class BankDialog {
   // A message in the dialog, whose head holds what is around the requests.
   HbMessage& NewMessage(const std::vector<HbRequest*>& requests);
   // The bytes of a message that may be sent.
-  bool Write(HbMessage& message, std::string& bytes);
+  bool Write(HbMessage& message, SecretString& bytes);
   void FillHead(HbRequest& head, const HbMessage& message);
   bool AskPin(HbRequest& head);
   void ForgetPin();
+  void Forget(unsigned long secret);
   void Log(std::string_view bytes, bool sent);
   // Tells the progress what is under way, and counts the step once it is over.
-  bool Deliver(const std::vector<HbRequest*>& requests, const std::string& bytes,
+  bool Deliver(const std::vector<HbRequest*>& requests, std::string_view bytes,
                std::string& answer);
   void TakeCodes(const AnswerReader::Result& answer);
   void Distribute(HbMessage& message, const AnswerReader::Result& answer);

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "demo/base64.h"
+#include "demo/secret_string.h"
 
 namespace tmx::demo {
 namespace {
@@ -143,7 +144,7 @@ struct Body {
 };
 
 // The status, or what went wrong in `body.problem`.
-int Post(const HttpOptions& options, const Address& address, const std::string& message,
+int Post(const HttpOptions& options, const Address& address, const SecretString& message,
          Body& body) {
   httplib::Client client(address.server);
   if (!client.is_valid()) {
@@ -154,7 +155,12 @@ int Post(const HttpOptions& options, const Address& address, const std::string& 
   httplib::Request request;
   request.method = "POST";
   request.path = address.path;
-  request.body = ToBase64(message);
+  // A request is copied with its body, but not with what it gets its body from.
+  request.content_length_ = message.size();
+  request.content_provider_ = [&message](std::size_t at, std::size_t count,
+                                         httplib::DataSink& sink) {
+    return sink.write(message.data() + at, count);
+  };
   request.headers = {{"Content-Type", "text/plain"}};
   request.content_receiver = [&](const char* data, std::size_t count, std::uint64_t,
                                  std::uint64_t length) {
@@ -179,7 +185,7 @@ std::string HttpTransport::ProblemOf(const std::string& url) {
   return "must be http:// or https:// with a host, perhaps a port from 1 to 65535 and a path";
 }
 
-bool HttpTransport::Exchange(const std::string& message, std::string& answer,
+bool HttpTransport::Exchange(std::string_view message, std::string& answer,
                              std::string& problem) const {
   const auto address = Split(options_.url);
   if (!address) {
@@ -187,7 +193,7 @@ bool HttpTransport::Exchange(const std::string& message, std::string& answer,
     return false;
   }
   Body body;
-  const int status = Post(options_, *address, message, body);
+  const int status = Post(options_, *address, ToBase64<SecretString>(message), body);
   problem = body.problem;
   return problem.empty() && TakeReply(status, body.bytes, answer, problem);
 }

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace tmx::demo {
 
@@ -30,8 +31,8 @@ class HttpTransport {
   static std::string ProblemOf(const std::string& url);
 
   // The answer's bytes; or false, and a sentence about what went wrong, which holds nothing of the
-  // message.
-  bool Exchange(const std::string& message, std::string& answer, std::string& problem) const;
+  // message. Nothing of the message stays in memory.
+  bool Exchange(std::string_view message, std::string& answer, std::string& problem) const;
 
   // What Exchange makes of a reply: its status and its body in Base64.
   static bool TakeReply(int status, const std::string& body, std::string& answer,

@@ -8,11 +8,9 @@ std::string FullText(const HbError& error) {
   return std::string(text.View());
 }
 
-bool MacroRunner::Call(HbRequest& request, HbStackFrame* frame, HbError& error,
-                       std::string& output) {
+bool MacroRunner::Call(HbRequest& request, HbStackFrame* frame, HbError& error) {
   engine_.SetRequest(&request);
   const bool ended = engine_.Call(frame, error);
-  output = engine_.GetOutput().View();
   // A run may end by itself with its status set.
   if (ended && engine_.GetStatus().IsSet()) error = engine_.GetStatus();
   engine_.SetRequest(nullptr);

@@ -18,20 +18,22 @@ class MacroRunner {
   explicit MacroRunner(HbMacroEngine& engine) : engine_(engine) {}
 
   // Calls a subroutine for a request with the parameters that it declares, and gives what it
-  // wrote. False with the error of the run.
-  template <class... Parameters>
-  bool Run(HbRequest& request, const std::string& name, HbError& error, std::string& output,
+  // wrote, as text of whatever class. False with the error of the run.
+  template <class Text, class... Parameters>
+  bool Run(HbRequest& request, const std::string& name, HbError& error, Text& output,
            const Parameters&... parameters) {
     std::unique_ptr<HbStackFrame> frame(engine_.LoadSub(String(name.c_str()), error));
     if (frame == nullptr) return false;
     (frame->PushParam(parameters), ...);
-    return Call(request, frame.release(), error, output);
+    const bool ended = Call(request, frame.release(), error);
+    output = engine_.GetOutput().View();
+    return ended;
   }
 
   HbMacroEngine& Engine() { return engine_; }
 
  private:
-  bool Call(HbRequest& request, HbStackFrame* frame, HbError& error, std::string& output);
+  bool Call(HbRequest& request, HbStackFrame* frame, HbError& error);
 
   HbMacroEngine& engine_;
 };

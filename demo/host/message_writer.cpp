@@ -1,6 +1,7 @@
 #include "demo/host/message_writer.h"
 
 #include <charconv>
+#include <string_view>
 
 #include "demo/host/message_splitter.h"
 #include "demo/segments/fields.h"
@@ -10,19 +11,21 @@ namespace {
 
 constexpr long kFirstNumber = 2;  // behind the head
 
-// Puts the bytes of binary fields where the macros have left marks with their ids.
-std::string WithBinaryFields(std::string_view text, const HbSegment& values) {
-  std::string bytes;
+// The head of binary data.
+std::string LengthMark(std::size_t length) { return '@' + std::to_string(length) + '@'; }
+
+// Appends a text with the bytes of binary fields where the macros have left marks with their ids.
+void AppendWithBinaryFields(SecretString& bytes, std::string_view text, const HbSegment& values) {
   for (;;) {
     const std::size_t mark = text.find(kLifted);
     bytes += text.substr(0, mark);
-    if (mark == std::string_view::npos) return bytes;
+    if (mark == std::string_view::npos) return;
     const std::size_t end = text.find(kLifted, mark + 1);
-    if (end == std::string_view::npos) return bytes;
+    if (end == std::string_view::npos) return;
     unsigned long id = 0;
     std::from_chars(text.data() + mark + 1, text.data() + end, id);
     if (const HbBinaryVariable* const variable = values.GetBinaryVar(id)) {
-      bytes += '@' + std::to_string(variable->GetLength()) + '@';
+      bytes += LengthMark(variable->GetLength());
       bytes.append(reinterpret_cast<const char*>(variable->GetData()), variable->GetLength());
     }
     text.remove_prefix(end + 1);
@@ -37,18 +40,18 @@ std::uint32_t MessageWriter::SegmentNumber(const HbRequest& request) {
   return static_cast<std::uint32_t>(number);
 }
 
-bool MessageWriter::Append(HbRequest& request, const std::string& name, std::string& bytes,
+bool MessageWriter::Append(HbRequest& request, const std::string& name, SecretString& bytes,
                            HbError& error, long parameter) {
-  std::string written;
+  SecretString written;
   if (!runner_.Run(request, name, error, written, parameter)) return false;
-  bytes += WithBinaryFields(written, request.GetValues());
+  AppendWithBinaryFields(bytes, written, request.GetValues());
   return true;
 }
 
-bool MessageWriter::Write(HbMessage& message, std::string& bytes, HbError& error) {
+bool MessageWriter::Write(HbMessage& message, SecretString& bytes, HbError& error) {
   HbRequest& head = *message.GetMsgHead();
   long number = kFirstNumber;
-  std::string body;
+  SecretString body;
   if (!Append(head, "SignHead", body, error, number++)) return false;
   for (unsigned short i = 0; i < message.RequestCount(); ++i) {
     HbRequest& request = *message[i];
@@ -58,14 +61,12 @@ bool MessageWriter::Write(HbMessage& message, std::string& bytes, HbError& error
     if (!Append(request, name, body, error, number++)) return false;
   }
   if (!Append(head, "SignTail", body, error, number++)) return false;
-  std::string crypt_head;
-  std::string tail;
-  if (!runner_.Run(head, "CryptHead", error, crypt_head)) return false;
-  if (!Append(head, "MessageTail", tail, error, number)) return false;
-  const std::string rest =
-      crypt_head + "HNVSD:999:1+@" + std::to_string(body.size()) + '@' + body + '\'' + tail;
+  SecretString rest;
+  if (!runner_.Run(head, "CryptHead", error, rest)) return false;
+  rest.append("HNVSD:999:1+").append(LengthMark(body.size())).append(body).append("'");
+  if (!Append(head, "MessageTail", rest, error, number)) return false;
   // The head has the same length whatever the size is, which is written with twelve digits.
-  std::string empty_head;
+  SecretString empty_head;
   if (!Append(head, "MessageHead", empty_head, error, 0)) return false;
   bytes.clear();
   if (!Append(head, "MessageHead", bytes, error,

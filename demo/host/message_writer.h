@@ -4,6 +4,7 @@
 #include <string>
 
 #include "demo/host/macro_runner.h"
+#include "demo/secret_string.h"
 #include "tmxtools/banking/message.h"
 
 namespace tmx::demo {
@@ -16,14 +17,14 @@ class MessageWriter {
   // The bytes of a message: its requests between the segments that the macros put around them, in
   // the order of their numbers. The values of what is around them stand in the message's head. The
   // number of each request's segment becomes a field of its values. False with the error of the
-  // macros.
-  bool Write(HbMessage& message, std::string& bytes, HbError& error);
+  // macros. A message holds the PIN, so its parts leave nothing behind.
+  bool Write(HbMessage& message, SecretString& bytes, HbError& error);
 
   // The number of a request's segment in the message that was written last.
   static std::uint32_t SegmentNumber(const HbRequest& request);
 
  private:
-  bool Append(HbRequest& request, const std::string& name, std::string& bytes, HbError& error,
+  bool Append(HbRequest& request, const std::string& name, SecretString& bytes, HbError& error,
               long parameter);
 
   MacroRunner& runner_;

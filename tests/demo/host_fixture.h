@@ -34,8 +34,9 @@ class HostFixture : public ::testing::Test {
   void Restart(ConversationOptions options) {
     options.show = [this](const Challenge& challenge) { challenges_.push_back(challenge); };
     options.wait = [this](std::chrono::seconds time) { waited_ += time.count(); };
-    const auto exchange = [this](const std::string& message, std::string& answer,
+    const auto exchange = [this](std::string_view bytes, std::string& answer,
                                  std::string& problem) {
+      const std::string message(bytes);
       ++messages_;
       EXPECT_EQ(test::CheckMessage(message), "");
       sent_.push_back(message);

@@ -1,0 +1,138 @@
+// What a conversation leaves of PIN and TAN in memory that it gives back.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "demo/base64.h"
+#include "demo/host/http_transport.h"
+#include "tests/demo/transfer_fixture.h"
+#include "tests/support/temp_dir.h"
+#include "tests/variables/failing_memory.h"
+
+namespace tmx::demo {
+namespace {
+
+// Looks at what this thread gives back, but for what the other side of a conversation does.
+class Watcher {
+ public:
+  explicit Watcher(std::vector<std::string> secrets) : secrets_(std::move(secrets)) {}
+  void Begin() { watched_.emplace(secrets_); }
+  void End() {
+    given_ += watched_->Given();
+    leaked_ += watched_->Leaked();
+    watched_.reset();
+  }
+  std::size_t Given() const { return given_; }
+  std::size_t Leaked() const { return leaked_; }
+
+ private:
+  std::vector<std::string> secrets_;
+  std::optional<WatchedMemory> watched_;
+  std::size_t given_ = 0;
+  std::size_t leaked_ = 0;
+};
+
+class SecretsInMemory : public TransferFixture {
+ protected:
+  // As they stand in the signature of a message.
+  std::vector<std::string> Secrets() const { return {"++" + pin_, ":" + tan_}; }
+};
+
+TEST_F(SecretsInMemory, NoMessageIsLeftBehind) {
+  const TempDir logs;
+  job_.SetProtocolPathAndKey(logs.Path().c_str(), "sechzehn Zeichen");
+  ASSERT_NE(job_.GetProtocol(), nullptr);
+  Watcher watcher(Secrets());
+  std::vector<int> sent(2);  // messages with a PIN, and with a TAN
+  held_ = std::make_unique<Conversation>(
+      job_, user_, engine_, access_,
+      [&](std::string_view message, std::string& answer, std::string&) {
+        watcher.End();
+        for (std::size_t i = 0; i < sent.size(); ++i)
+          sent[i] += message.find(Secrets()[i]) != std::string_view::npos;
+        answer = bank_.Answer(std::string(message));
+        watcher.Begin();
+        return true;
+      },
+      ConversationOptions());
+  watcher.Begin();
+  const bool transferred = TransferTo("1.00");
+  const bool closed = conversation().Close();
+  watcher.End();
+  EXPECT_TRUE(transferred && closed) << conversation().Problem();
+  EXPECT_GT(sent[0], 5);
+  EXPECT_EQ(sent[1], 1);
+  EXPECT_GT(watcher.Given(), 1000U);
+  EXPECT_EQ(watcher.Leaked(), 0U);
+}
+
+TEST_F(SecretsInMemory, ThePinIsOverwrittenWhenTheDialogIsOver) {
+  Ref<HbVariable> variable;
+  engine_.SetSecurityHdl(Link([&](void* data) {
+    auto& asked = *static_cast<HbCallbackData*>(data);
+    if (HbVariable* const pin = asked.GetParameters()->GetValue(4096))
+      variable = Ref<HbVariable>::Share(pin);
+    return Give(asked);
+  }));
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  ASSERT_TRUE(variable);
+  const auto& text = static_cast<const HbStringVariable&>(*variable);
+  EXPECT_EQ(text.Get(), pin_.c_str()) << "the dialog keeps it";
+  EXPECT_TRUE(conversation().Close());
+  EXPECT_EQ(text.Get(), std::string_view(std::string(pin_.size(), '\0')));
+}
+
+// Takes connections and what comes with them, and never answers.
+class SilentServer {
+ public:
+  SilentServer() : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto* const name = reinterpret_cast<sockaddr*>(&address);
+    EXPECT_EQ(bind(socket_, name, length), 0);
+    EXPECT_EQ(listen(socket_, 1), 0);
+    EXPECT_EQ(getsockname(socket_, name, &length), 0);
+    port_ = ntohs(address.sin_port);
+  }
+  ~SilentServer() { close(socket_); }
+  SilentServer(const SilentServer&) = delete;
+  SilentServer& operator=(const SilentServer&) = delete;
+  std::string Url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/"; }
+
+ private:
+  int socket_;
+  int port_ = 0;
+};
+
+TEST_F(SecretsInMemory, TheWayToTheBankLeavesNothingBehind) {
+  const SilentServer server;
+  HttpOptions options;
+  options.url = server.Url();
+  options.step_time = std::chrono::milliseconds(200);
+  const HttpTransport transport(options);
+  const std::string message = "HNSHA:6:2+1000001++" + pin_ + "''HNHBS:7:1+1'";
+  const std::string digits = ToBase64(message);
+  Watcher watcher({"++" + pin_, digits.substr(0, 20), digits.substr(digits.size() - 20)});
+  std::string answer, problem;
+  watcher.Begin();
+  const bool answered = transport.Exchange(message, answer, problem);
+  watcher.End();
+  EXPECT_FALSE(answered);
+  EXPECT_EQ(problem, "the bank's answer is cut or does not come in time");
+  EXPECT_GT(watcher.Given(), 10U);
+  EXPECT_EQ(watcher.Leaked(), 0U);
+}
+
+}  // namespace
+}  // namespace tmx::demo

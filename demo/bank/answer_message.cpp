@@ -106,7 +106,8 @@ std::string AnswerMessage::ToBytes(const RequestMessage& request, const std::str
   std::string bytes = numbering.Next(head);
   std::string inner;
   if (request.signature) inner += numbering.Next(SignatureHead(request, date));
-  for (Segment& segment : Body()) inner += numbering.Next(std::move(segment));
+  for (Segment& segment : Body())
+    if (faults.dropped != segment.code) inner += numbering.Next(std::move(segment));
   for (int i = 1; i <= faults.extra_segments; ++i)
     inner += numbering.Next(Segment("XXTST", i).Add("?").Add({"", "unbekannt"}).AddBinary("'+:@?"));
   if (request.signature) inner += numbering.Next(SignatureEnd(request));

@@ -18,7 +18,8 @@ struct MessageFaults {
   std::optional<int> number;  // message number in HNHBK and HNHBS
   std::optional<int> gap_at;  // segments from this number on are numbered one too high
   std::optional<std::string> dialog;
-  int extra_segments = 0;  // of a kind that no client knows
+  std::optional<std::string> dropped;  // segments with this code are left out
+  int extra_segments = 0;              // of a kind that no client knows
 };
 
 /// One answer while it is made. Owned by the call that answers; empty it says nothing.

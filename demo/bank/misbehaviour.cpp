@@ -38,6 +38,9 @@ constexpr std::array kActions{
     Action{"dialog", Takes::Text, 0, 0,
            [](Misbehaviour& all, int, const std::string& text) { all.message.dialog = text; },
            "dialog ID         name another dialog"},
+    Action{"drop", Takes::Text, 0, 0,
+           [](Misbehaviour& all, int, const std::string& text) { all.message.dropped = text; },
+           "drop CODE         leave the segments with this code out"},
     Action{"extra", Takes::Number, 1, 1000,
            [](Misbehaviour& all, int number, const std::string&) {
              all.message.extra_segments = number;

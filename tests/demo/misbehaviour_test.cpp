@@ -69,6 +69,16 @@ TEST(Misbehaviour, DialogNamesAnotherDialog) {
   EXPECT_THAT(Answer("dialog X?1"), HasSubstr("+300+X??1+1+SANDKASTEN-DIALOG-000001:1'"));
 }
 
+TEST(Misbehaviour, DropLeavesSegmentsOutAndNoNumber) {
+  EXPECT_THAT(Answer(""), HasSubstr("HIRMS:3:2:2+"));
+  EXPECT_THAT(Answer(""), HasSubstr("HNHBS:5:1+"));
+  const std::string answer = Answer("drop HIRMS");
+  EXPECT_EQ(TakeApart(answer).Codes(), "0010");
+  EXPECT_THAT(answer, HasSubstr("HNHBS:3:1+"));
+  EXPECT_EQ(Answer("drop HIXXX"), Answer(""));
+  EXPECT_EQ(Answer("drop HIRMS\ndrop HIXXX"), Answer("")) << "the later holds";
+}
+
 TEST(Misbehaviour, ExtraAddsUnknownSegments) {
   const BankAnswer answer = TakeApart(Answer("extra 2"));
   EXPECT_EQ(answer.Text("XXTST"), "XXTST+??+:unbekannt+@5@'+:@?'\nXXTST+??+:unbekannt+@5@'+:@?'\n");
@@ -116,8 +126,8 @@ TEST(Misbehaviour, TheLastRuleOfAKindHolds) {
 
 TEST(Misbehaviour, EveryActionIsInTheHelp) {
   for (const char* const name :
-       {"cut N", "size N", "message-number N", "segment-gap N", "dialog ID", "extra N", "garbage N",
-        "empty", "base64", "status CODE", "reset", "delay MS"})
+       {"cut N", "size N", "message-number N", "segment-gap N", "dialog ID", "drop CODE", "extra N",
+        "garbage N", "empty", "base64", "status CODE", "reset", "delay MS"})
     EXPECT_THAT(Script::Help(), HasSubstr("  " + std::string(name) + " "));
 }
 
@@ -136,6 +146,7 @@ TEST(Misbehaviour, WhatIsWrongInAScriptIsSaidWithItsLine) {
       {"cut 1 2", 1, "'2' is too much"},
       {"empty 1", 1, "'1' is too much"},
       {"dialog", 1, "'dialog' needs an argument"},
+      {"drop", 1, "'drop' needs an argument"},
       {"status 200", 1, "'200' is no number from 400 to 599"},
       {"delay 600001", 1, "'600001' is no number from 0 to 600000"},
       {"extra 0", 1, "'0' is no number from 1 to 1000"},

@@ -155,7 +155,10 @@ bool Conversation::Transfer(const BankAccount& account, const std::string& pain_
   PutText(order.GetValues(), pain_format, field::kPainFormat);
   order.GetValues().PutFieldBinary(reinterpret_cast<const unsigned char*>(pain.data()), pain.size(),
                                    field::kPainMessage);
-  if (SendOrder(order)) return true;
+  if (SendOrder(order)) {
+    if (FindResponse(order, "HIRMS") != nullptr) return true;
+    report_.Fail(Outcome::kWrongAnswer, "the bank's answer does not say what became of HKCCS");
+  }
   if (report_.outcome != Outcome::kNoAnswer && report_.outcome != Outcome::kWrongAnswer)
     return false;
   return report_.Fail(Outcome::kUncertain,

@@ -17,10 +17,10 @@ constexpr long kLongestWait = 120;  // seconds between two questions
 // What a bank asks for, but at least 1 and never without end.
 long WithinLimit(long number, long most) { return std::clamp(number, 1L, most); }
 
-// What the second step has brought belongs to the order.
-void HandOver(HbRequest& order, const HbRequest& step) {
-  for (unsigned short i = 0; i < step.ResponseCount(); ++i)
-    if (CodeOf(*step.GetResponse(i)) != "HITAN") order.InsertResponse(step.GetResponse(i));
+// The challenge, which some banks let answer the order instead of its HKTAN.
+const HbSegment* FindChallenge(const HbRequest& order, const HbRequest& tan) {
+  const HbSegment* const own = FindResponse(tan, "HITAN");
+  return own != nullptr ? own : FindResponse(order, "HITAN");
 }
 
 }  // namespace
@@ -58,13 +58,27 @@ bool TanSteps::Send(std::vector<HbRequest*> requests, HbRequest& order,
 }
 
 bool TanSteps::Finish(HbRequest& order, HbRequest& tan) {
-  const HbSegment* const challenge = FindResponse(tan, "HITAN");
-  if (HasCode(tan, kConfirmElsewhere)) {
-    if (challenge != nullptr) return WaitForConfirmation(order, *challenge);
-    return report_.Fail(Outcome::kWrongAnswer, "the bank waits for a confirmation without HITAN");
-  }
-  const bool needed = HasCode(tan, kTanNeeded) || HasCode(order, kTanNeeded);
-  return !needed || challenge == nullptr || GiveTan(order, tan, *challenge);
+  const bool elsewhere = HasCode(tan, kConfirmElsewhere) || HasCode(order, kConfirmElsewhere);
+  if (!elsewhere && !HasCode(tan, kTanNeeded) && !HasCode(order, kTanNeeded)) return true;
+  const HbSegment* const challenge = FindChallenge(order, tan);
+  if (challenge == nullptr)
+    return report_.Fail(
+        Outcome::kWrongAnswer,
+        std::string(elsewhere ? "the bank waits for a confirmation" : "the bank wants a TAN") +
+            ", but its answer has no HITAN");
+  if (TextOf(*challenge, field::kOrderReference).empty())
+    return report_.Fail(Outcome::kWrongAnswer,
+                        "the bank's HITAN does not name the order that it is about");
+  return elsewhere ? WaitForConfirmation(order, *challenge) : GiveTan(order, tan, *challenge);
+}
+
+// Without a return code nobody knows whether the order was carried out.
+bool TanSteps::HandOver(HbRequest& order, const HbRequest& step) {
+  for (unsigned short i = 0; i < step.ResponseCount(); ++i)
+    if (CodeOf(*step.GetResponse(i)) != "HITAN") order.InsertResponse(step.GetResponse(i));
+  return FindResponse(step, "HIRMS") != nullptr ||
+         report_.Fail(Outcome::kWrongAnswer,
+                      "the bank's answer does not say what became of the order");
 }
 
 bool TanSteps::GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challenge) {
@@ -86,8 +100,7 @@ bool TanSteps::GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challe
   dialog_.ForgetTan();
   if (!given)
     return report_.Fail(Outcome::kNotGiven, "no TAN was given: the order is not carried out");
-  if (sent) HandOver(order, *answer);
-  return sent;
+  return sent && HandOver(order, *answer);
 }
 
 bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge) {
@@ -103,10 +116,7 @@ bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge)
     PutText(question->GetValues(), reference, field::kOrderReference);
     question->GetValues().PutFieldBool(false, field::kMoreTansFollow);
     if (!dialog_.Send({question})) return false;
-    if (!HasCode(*question, kNotYetConfirmed)) {
-      HandOver(order, *question);
-      return true;
-    }
+    if (!HasCode(*question, kNotYetConfirmed)) return HandOver(order, *question);
     wait = procedure.Number(field::kProcedureWaitNext, 2);
   }
   return report_.Fail(

@@ -36,6 +36,8 @@ class TanSteps {
   // An HKTAN; null with a problem.
   HbRequest* NewRequest(const char* process, const std::string& order_code);
   bool Finish(HbRequest& order, HbRequest& tan);
+  // What the second step has brought belongs to the order.
+  bool HandOver(HbRequest& order, const HbRequest& step);
   bool GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challenge);
   bool WaitForConfirmation(HbRequest& order, const HbSegment& challenge);
 

@@ -8,6 +8,7 @@
 
 #include "demo/bank/procedures.h"
 #include "demo/host/segment_values.h"
+#include "tests/demo/edited_message.h"
 #include "tests/demo/transfer_fixture.h"
 
 namespace tmx::demo {
@@ -164,6 +165,113 @@ TEST_F(LostAnswer, LeavesItUncertainAlsoWhenSomethingElseArrives) {
   EXPECT_EQ(conversation().LastOutcome(), Outcome::kUncertain);
   EXPECT_THAT(conversation().Problem(), HasSubstr("the transfer may have been carried out"));
   EXPECT_EQ(Balance(), FirstBalance() - 1234);
+}
+
+// Leaves segments out of the answer to one kind of message: the transfer, or what follows it.
+class Incomplete : public TransferFixture {
+ protected:
+  bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
+    if (message.find(spoiled_) == std::string::npos)
+      return TransferFixture::Deliver(message, answer, problem);
+    MessageFaults faults;
+    faults.dropped = dropped_;
+    answer = bank_.Answer(message, faults);
+    return true;
+  }
+
+  void ExpectUncertain(const std::string& problem) {
+    EXPECT_FALSE(TransferTo("12.34"));
+    EXPECT_EQ(conversation().LastOutcome(), Outcome::kUncertain);
+    EXPECT_THAT(conversation().Problem(), StartsWith(problem));
+  }
+
+  void Decouple() {
+    ConversationOptions options;
+    options.wanted_function = "946";
+    Restart(options);
+  }
+
+  std::string spoiled_ = "HKCCS";
+  std::string dropped_ = "HITAN";
+};
+
+TEST_F(Incomplete, IsAnAnswerThatWantsATanWithoutSayingForWhat) {
+  ExpectUncertain("the bank wants a TAN, but its answer has no HITAN");
+  EXPECT_EQ(Balance(), FirstBalance());
+}
+
+TEST_F(Incomplete, IsAnAnswerThatWaitsForAConfirmationWithoutSayingOfWhat) {
+  Decouple();
+  ExpectUncertain("the bank waits for a confirmation, but its answer has no HITAN");
+  EXPECT_EQ(Balance(), FirstBalance());
+}
+
+TEST_F(Incomplete, IsAnAnswerToALoginThatWantsATanWithoutSayingForWhat) {
+  BankOptions bank;
+  bank.tan_at_login = true;
+  bank_ = SandboxBank(bank);
+  spoiled_ = "HKTAN";
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kWrongAnswer);
+  EXPECT_EQ(conversation().Problem(), "the bank wants a TAN, but its answer has no HITAN");
+}
+
+TEST_F(Incomplete, IsAnAnswerThatSaysNothingOfTheTransfer) {
+  dropped_ = "HIRMS";
+  ExpectUncertain("the bank's answer does not say what became of HKCCS");
+  EXPECT_EQ(Balance(), FirstBalance());
+}
+
+TEST_F(Incomplete, IsAnAnswerThatSaysNothingOfTheTan) {
+  spoiled_ = tan_;
+  dropped_ = "HIRMS";
+  ExpectUncertain("the bank's answer does not say what became of the order");
+  EXPECT_EQ(Balance(), FirstBalance() - 1234);
+}
+
+TEST_F(Incomplete, IsAnAnswerThatSaysNothingOfTheConfirmation) {
+  Decouple();
+  spoiled_ = "+S+";
+  dropped_ = "HIRMS";
+  ExpectUncertain("the bank's answer does not say what became of the order");
+  EXPECT_EQ(Balance(), FirstBalance());
+}
+
+TEST_F(Incomplete, IsNothingThatOnlyLacksTheReferenceOfATanGiven) {
+  spoiled_ = tan_;
+  EXPECT_TRUE(TransferTo("12.34")) << conversation().Problem();
+  EXPECT_EQ(Balance(), FirstBalance() - 1234);
+}
+
+// The challenge belongs to the order and not to HKTAN.
+class Elsewhere : public TransferFixture {
+ protected:
+  bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
+    TransferFixture::Deliver(message, answer, problem);
+    // HKCCS is the segment 3, HKTAN the segment 4.
+    if (message.find("HKCCS") != std::string::npos)
+      answer = Edited(std::move(answer), before_, after_);
+    return true;
+  }
+
+  std::string before_ = ":7:4+4++AUFTRAG";
+  std::string after_ = ":7:3+4++AUFTRAG";
+};
+
+TEST_F(Elsewhere, AnswersTheOrderAllTheSame) {
+  ASSERT_TRUE(TransferTo("12.34")) << conversation().Problem();
+  EXPECT_THAT(challenges_, SizeIs(1));
+  EXPECT_EQ(Balance(), FirstBalance() - 1234);
+}
+
+TEST_F(Elsewhere, NamesNoOrder) {
+  before_ = "AUFTRAG-000001";
+  after_ = "";
+  EXPECT_FALSE(TransferTo("12.34"));
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kUncertain);
+  EXPECT_THAT(conversation().Problem(),
+              StartsWith("the bank's HITAN does not name the order that it is about"));
+  EXPECT_EQ(Balance(), FirstBalance());
 }
 
 TEST_F(TanSteps, OpenADialogWithATan) {

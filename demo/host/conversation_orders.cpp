@@ -33,17 +33,21 @@ void PutAccount(HbSegment& segment, const BankAccount& account) {
   PutText(segment, account.bank_code, field::kBankCode);
 }
 
-// Where the next page begins; empty behind the last.
-std::string ContinuationMark(const HbObject& order) {
-  std::string mark;
+// Where the next page begins; empty behind the last. False if there is more, but nothing says
+// where.
+bool TakeContinuationMark(const HbObject& order, std::string& mark) {
+  bool has_more = false;
+  mark.clear();
   for (unsigned short i = 0; i < order.ResponseCount(); ++i) {
     const HbSegment& segment = *order.GetResponse(i);
     if (CodeOf(segment) != "HIRMS") continue;
     ForEachCode(segment, [&](short code, unsigned long at) {
-      if (code == kMoreToCome) mark = TextOf(segment, field::kReturnParameter + at);
+      if (code != kMoreToCome) return;
+      has_more = true;
+      mark = TextOf(segment, field::kReturnParameter + at);
     });
   }
-  return mark;
+  return !has_more || !mark.empty();
 }
 
 // The account whose fields stand that far from their ids.
@@ -138,7 +142,10 @@ bool Conversation::Statement(const BankAccount& account, const HbDate& from, con
       if (code == "HIKAZ" || code == "HICAZ")
         pages.push_back(Ref<HbSegment>::Share(order->GetResponse(i)));
     }
-    mark = ContinuationMark(*order);
+    if (!TakeContinuationMark(*order, mark))
+      return report_.Fail(Outcome::kWrongAnswer,
+                          "the statement is not complete: the bank has more (3040), but does not "
+                          "say where it goes on");
     if (mark.empty()) return true;
   }
   return report_.Fail(Outcome::kWrongAnswer, "the bank sends pages without end");

@@ -6,6 +6,7 @@
 
 #include "demo/bank/sandbox_bank.h"
 #include "demo/host/segment_values.h"
+#include "tests/demo/edited_message.h"
 #include "tests/demo/host_fixture.h"
 
 namespace tmx::demo {
@@ -47,6 +48,42 @@ TEST_F(ConversationTest, ReadsABalanceAndAStatementOfSeveralPages) {
       << conversation().Problem();
   EXPECT_GT(pages.size(), 1u);
   EXPECT_NE(pages[0]->GetBinaryVar(field::kStatement), nullptr);
+}
+
+// Hears other marks of continuation than the bank gives.
+class OddMarks : public HostFixture {
+ protected:
+  bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
+    HostFixture::Deliver(message, answer, problem);
+    if (message.find("HKKAZ") != std::string::npos && ++statements_ == 1)
+      answer = Edited(std::move(answer), given_, heard_);
+    return true;
+  }
+
+  bool ReadStatement() {
+    std::vector<BankAccount> accounts;
+    return conversation().Open() && conversation().Accounts(accounts) &&
+           conversation().Statement(accounts[0], HbDate(), HbDate(), pages_);
+  }
+
+  std::string given_ = "vor.:S?:1000471101?+4'";
+  std::string heard_;
+  int statements_ = 0;
+  std::vector<Ref<HbSegment>> pages_;
+};
+
+TEST_F(OddMarks, DoNotMakeAStatementShorter) {
+  for (const char* const nothing : {"vor.'", "vor.:'", "vor.::S?:1000471101?+4'"}) {
+    SCOPED_TRACE(nothing);
+    heard_ = nothing;
+    statements_ = 0;
+    EXPECT_FALSE(ReadStatement());
+    EXPECT_EQ(statements_, 1);
+    EXPECT_EQ(conversation().LastOutcome(), Outcome::kWrongAnswer);
+    EXPECT_EQ(conversation().Problem(),
+              "the statement is not complete: the bank has more (3040), but does not say where it "
+              "goes on");
+  }
 }
 
 // The elements of HKVVB with the versions that the host has.

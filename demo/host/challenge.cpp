@@ -8,12 +8,6 @@
 namespace tmx::demo {
 namespace {
 
-std::string BytesOf(const HbSegment& segment, unsigned long id) {
-  const HbBinaryVariable* const variable = segment.GetBinaryVar(id);
-  if (variable == nullptr) return TextOf(segment, id);
-  return std::string(reinterpret_cast<const char*>(variable->GetData()), variable->GetLength());
-}
-
 // Two bytes with a length, the higher one first, then so many bytes.
 std::optional<std::string_view> TakeBlock(std::string_view& bytes) {
   if (bytes.size() < 2) return std::nullopt;
@@ -34,7 +28,7 @@ bool IsType(std::string_view text) {
 
 Challenge ReadChallenge(const HbSegment& hitan, bool is_elsewhere) {
   Challenge challenge;
-  challenge.text = TextOf(hitan, field::kChallenge);
+  challenge.text = BytesOf(hitan, field::kChallenge);
   challenge.medium = TextOf(hitan, field::kTanMedium);
   challenge.bytes = BytesOf(hitan, field::kChallengeHhdUc);
   challenge.is_elsewhere = is_elsewhere;

@@ -44,7 +44,7 @@ bool TakeContinuationMark(const HbObject& order, std::string& mark) {
     ForEachCode(segment, [&](short code, unsigned long at) {
       if (code != kMoreToCome) return;
       has_more = true;
-      mark = TextOf(segment, field::kReturnParameter + at);
+      mark = TokenOf(segment, field::kReturnParameter + at);
     });
   }
   return !has_more || !mark.empty();

@@ -1,17 +1,36 @@
 #include "demo/host/segment_values.h"
 
+#include <string_view>
+
+#include "demo/host/message_splitter.h"
+
 namespace tmx::demo {
 
-std::string TextOf(const HbSegment& segment, unsigned long id) {
+std::string BytesOf(const HbSegment& segment, unsigned long id) {
+  if (const HbBinaryVariable* const bytes = segment.GetBinaryVar(id))
+    return std::string(reinterpret_cast<const char*>(bytes->GetData()), bytes->GetLength());
   String text;
   segment.GetFieldString(text, id);
   return std::string(text.View());
 }
 
+std::string TextOf(const HbSegment& segment, unsigned long id) {
+  std::string text;
+  HasText(segment, id, text);
+  return text;
+}
+
+std::string TokenOf(const HbSegment& segment, unsigned long id) {
+  const std::string token = TextOf(segment, id);
+  return token.find(kLifted) == std::string::npos ? token : "";
+}
+
 bool HasText(const HbSegment& segment, unsigned long id, std::string& text) {
   String value;
-  if (!segment.GetFieldString(value, id)) return false;
-  text = value.View();
+  const HbBinaryVariable* const bytes = segment.GetBinaryVar(id);
+  if (bytes != nullptr ? bytes->GetLength() > String::MaxLen : !segment.GetFieldString(value, id))
+    return false;
+  text = BytesOf(segment, id);
   return true;
 }
 
@@ -23,7 +42,7 @@ long NumberOf(const HbSegment& segment, unsigned long id, long otherwise) {
 }
 
 void PutText(HbSegment& segment, const std::string& text, unsigned long id) {
-  if (!text.empty()) segment.PutFieldString(String(text.c_str()), id);
+  if (!text.empty()) segment.PutFieldString(String(std::string_view(text)), id);
 }
 
 std::string CodeOf(const HbSegment& segment) {

@@ -9,8 +9,16 @@
 
 namespace tmx::demo {
 
-// Empty without the field.
+// Texts too long for the macros, or with bytes that they use themselves, stand in a segment as
+// bytes; they are read all the same.
+
+// Of any length. Empty without the field.
+std::string BytesOf(const HbSegment& segment, unsigned long id);
+// What fits a String. Empty without the field, and for a longer one.
 std::string TextOf(const HbSegment& segment, unsigned long id);
+// What the bank wants back as it gave it. Empty without the field, and where no message can carry
+// it: macros mark bytes in what they write with one of the control characters.
+std::string TokenOf(const HbSegment& segment, unsigned long id);
 // False, and the text stays, without the field.
 bool HasText(const HbSegment& segment, unsigned long id, std::string& text);
 // Of 16 or 32 bits.

@@ -66,7 +66,7 @@ bool TanSteps::Finish(HbRequest& order, HbRequest& tan) {
         Outcome::kWrongAnswer,
         std::string(elsewhere ? "the bank waits for a confirmation" : "the bank wants a TAN") +
             ", but its answer has no HITAN");
-  if (TextOf(*challenge, field::kOrderReference).empty())
+  if (TokenOf(*challenge, field::kOrderReference).empty())
     return report_.Fail(Outcome::kWrongAnswer,
                         "the bank's HITAN does not name the order that it is about");
   return elsewhere ? WaitForConfirmation(order, *challenge) : GiveTan(order, tan, *challenge);
@@ -84,7 +84,7 @@ bool TanSteps::HandOver(HbRequest& order, const HbRequest& step) {
 bool TanSteps::GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challenge) {
   HbRequest* const answer = NewRequest("2", "");
   if (answer == nullptr) return false;
-  PutText(answer->GetValues(), TextOf(challenge, field::kOrderReference), field::kOrderReference);
+  PutText(answer->GetValues(), TokenOf(challenge, field::kOrderReference), field::kOrderReference);
   answer->GetValues().PutFieldBool(false, field::kMoreTansFollow);
   const TanProcedure procedure = *TanProcedure::Find(user_, access_.security_function);
   std::string label = procedure.Text(field::kProcedureInputText);
@@ -94,7 +94,8 @@ bool TanSteps::GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challe
   HbError error;
   std::string ignored;
   const bool given = dialog_.Runner().Run(
-      tan, "AskTan", error, ignored, std::string_view(shown.text), std::string_view(label),
+      tan, "AskTan", error, ignored, std::string_view(shown.text).substr(0, String::MaxLen),
+      std::string_view(label),
       static_cast<short>(procedure.Number(field::kProcedureTanLength, 99)));
   const bool sent = given && dialog_.Send({answer});
   dialog_.ForgetTan();
@@ -104,7 +105,7 @@ bool TanSteps::GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challe
 }
 
 bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge) {
-  const std::string reference = TextOf(challenge, field::kOrderReference);
+  const std::string reference = TokenOf(challenge, field::kOrderReference);
   const TanProcedure procedure = *TanProcedure::Find(user_, access_.security_function);
   const long most = WithinLimit(procedure.Number(field::kProcedureMaxRequests, 20), kMostQuestions);
   long wait = procedure.Number(field::kProcedureWaitFirst, 5);

@@ -86,6 +86,13 @@ TEST_F(OddMarks, DoNotMakeAStatementShorter) {
   }
 }
 
+TEST_F(OddMarks, AreGivenBackAsTheyCame) {
+  heard_ = "vor.:" + std::string(5000, 'x') + '\'';
+  EXPECT_FALSE(ReadStatement());
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kRefused) << "the bank does not know the mark";
+  EXPECT_THAT(sent_.back(), HasSubstr('+' + std::string(5000, 'x') + '\''));
+}
+
 // The elements of HKVVB with the versions that the host has.
 std::string Preparation(const std::string& message) {
   const std::size_t at = message.find("HKVVB");

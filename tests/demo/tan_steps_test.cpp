@@ -274,6 +274,70 @@ TEST_F(Elsewhere, NamesNoOrder) {
   EXPECT_EQ(Balance(), FirstBalance());
 }
 
+// Hears other texts than the bank says, and is understood by it all the same.
+class Interpreter : public TransferFixture {
+ protected:
+  bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
+    const bool speaks = message.find(heard_) != std::string::npos;
+    TransferFixture::Deliver(speaks ? Edited(message, heard_, said_) : message, answer, problem);
+    if (answer.find(said_) != std::string::npos) answer = Edited(std::move(answer), said_, heard_);
+    return true;
+  }
+
+  std::string said_;
+  std::string heard_;
+};
+
+TEST_F(Interpreter, HandsOnAChallengeOfAnyLength) {
+  said_ = "Bitte geben";
+  for (const std::size_t length : {5000u, 70000u}) {
+    SCOPED_TRACE(length);
+    challenges_.clear();
+    heard_ = std::string(length, 'x');
+    Restart({});
+    ASSERT_TRUE(TransferTo("1.00")) << conversation().Problem();
+    ASSERT_THAT(challenges_, SizeIs(1));
+    EXPECT_THAT(challenges_[0].text, StartsWith(heard_ + " Sie die TAN"));
+    EXPECT_EQ(challenge_, challenges_[0].text.substr(0, String::MaxLen));
+  }
+}
+
+TEST_F(Interpreter, HandsOnAChallengeWithControlCharacters) {
+  said_ = "Bitte geben";
+  heard_ = std::string("A\0B\1C\6D\0320E", 10);
+  ASSERT_TRUE(TransferTo("1.00")) << conversation().Problem();
+  ASSERT_THAT(challenges_, SizeIs(1));
+  EXPECT_THAT(challenges_[0].text, StartsWith(heard_ + " Sie die TAN"));
+  EXPECT_EQ(challenge_, challenges_[0].text);
+}
+
+TEST_F(Interpreter, GivesAnyReferenceBack) {
+  said_ = "AUFTRAG-000001";
+  for (const std::string& heard : {std::string(5000, 'R'), std::string("R\0\x01\x06", 4)}) {
+    SCOPED_TRACE(heard);
+    heard_ = heard;
+    bank_ = SandboxBank();
+    access_ = {};
+    Restart({});
+    ASSERT_TRUE(TransferTo("12.34")) << conversation().Problem();
+    EXPECT_EQ(Balance(), FirstBalance() - 1234);
+  }
+}
+
+TEST_F(Interpreter, CannotGiveAReferenceBackThatNoMessageCarries) {
+  said_ = "AUFTRAG-000001";
+  for (const std::string& heard : {std::string("R\x1A"), std::string(70000, 'R')}) {
+    heard_ = heard;
+    Restart({});
+    EXPECT_FALSE(TransferTo("12.34"));
+    EXPECT_THAT(conversation().Problem(),
+                StartsWith("the bank's HITAN does not name the order that it is about"));
+    EXPECT_EQ(Balance(), FirstBalance());
+    bank_ = SandboxBank();
+    access_ = {};
+  }
+}
+
 TEST_F(TanSteps, OpenADialogWithATan) {
   BankOptions bank;
   bank.tan_at_login = true;

@@ -96,7 +96,7 @@ int Client::Converse(const Work& work) {
   }));
   const demo::HttpTransport transport(options_.http);
   demo::ConversationOptions how;
-  if (!options_.product.empty()) how.product = options_.product;
+  if (!options_.product.empty()) stored_->access.registration_number = options_.product;
   how.product_version = TMX_VERSION;
   how.wanted_function = options_.function;
   how.wanted_medium = options_.medium;

@@ -55,7 +55,8 @@ CLI::App* AddOrder(CLI::App& client, const char* name, const char* help, Order o
       ->add_option("--macros", options->macros,
                    "macro path, by default the directory of the program")
       ->type_name("DIR");
-  command->add_option("--product", options->product, "registration number of the product");
+  command->add_option("--product", options->product,
+                      "registration number of the product, kept with the parameter data");
   command->add_option("--procedure", options->function, "security function, as 910");
   command->add_option("--medium", options->medium, "name of the TAN medium");
   command->add_flag("--json", options->json, "print JSON");

@@ -12,7 +12,7 @@ struct Access {
   std::string security_function = "999";  // "999": the bank has named none yet
   std::vector<std::string> allowed_functions;
   std::string tan_medium;
-  std::string registration_number;  // of the product; empty: that of the program
+  std::string registration_number;  // of the product; empty: that of ConversationOptions
 
   friend bool operator==(const Access&, const Access&) = default;
 };

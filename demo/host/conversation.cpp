@@ -76,7 +76,8 @@ HbRequest& Conversation::NewPreparation() {
   values.PutFieldInt32(rights != nullptr ? NumberOf(*rights, field::kUpdVersion) : 0,
                        field::kUpdVersion);
   values.PutFieldInt16(0, field::kDialogLanguage);
-  PutText(values, options_.product, field::kProductName);
+  const std::string& registered = access_.registration_number;
+  PutText(values, registered.empty() ? options_.product : registered, field::kProductName);
   PutText(values, options_.product_version, field::kProductVersion);
   return preparation;
 }

@@ -12,7 +12,8 @@
 namespace tmx::demo {
 
 struct ConversationOptions {
-  std::string product = "tmxtools";  // registration number of the product
+  // Registration number of the product, unless the access has one.
+  std::string product = "tmxtools";
   std::string product_version = "1.0";
   std::string wanted_function;  // empty: the first that the bank allows
   std::string wanted_medium;    // empty: the first that the bank names

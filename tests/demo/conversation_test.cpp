@@ -99,6 +99,18 @@ std::string Preparation(const std::string& message) {
   return message.substr(at, message.find('\'', at) - at);
 }
 
+TEST_F(ConversationTest, NamesItsProductByTheRegistrationNumber) {
+  ConversationOptions options;
+  options.product = "PROGRAM";
+  Restart(options);
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_THAT(Preparation(sent_.back()), HasSubstr("+PROGRAM+1.0"));
+  access_.registration_number = "0123456789ABCDEF012345678";
+  Restart(options);
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_THAT(Preparation(sent_.back()), HasSubstr("+0123456789ABCDEF012345678+1.0"));
+}
+
 TEST_F(ConversationTest, AsksForParametersOnlyUntilItHasThem) {
   ASSERT_TRUE(conversation().Open()) << conversation().Problem();
   EXPECT_THAT(Preparation(sent_[0]), HasSubstr(":3+0+0+"));

@@ -10,6 +10,7 @@
 
 #include "demo/bank/bank_endpoint.h"
 #include "demo/bank/sandbox_bank.h"
+#include "demo/bank/secrets.h"
 #include "demo/bank/xml.h"
 
 namespace {
@@ -33,7 +34,8 @@ std::string Message(const std::string& dialog, const std::string& number, const 
 }
 
 std::string Signed(const std::string& orders, const std::string& number) {
-  return "HNSHK:2:4+" + std::string(kHead) + orders + "HNSHA:" + number + ":2+1++12345:123456'";
+  return "HNSHK:2:4+" + std::string(kHead) + orders + "HNSHA:" + number + ":2+1++" +
+         std::string(tmx::demo::kPin) + ':' + std::string(tmx::demo::kTan) + '\'';
 }
 
 // A bank with a dialog that has begun; the dialog's next message is 2.

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <numeric>
 
+#include "demo/bank/secrets.h"
+
 namespace tmx::demo {
 namespace {
 
@@ -148,8 +150,8 @@ bool Account::Allows(std::string_view job) const {
 }
 
 Ledger::Ledger(Day today) : today_(today) {
-  users_.push_back({"4711", "4711", "Erika Sandkorn", "12345", {"910", "946"}});
-  users_.push_back({"4712", "K4712", "J\xFCrgen Probe", "54321", {"946"}});
+  users_.push_back({"4711", "4711", "Erika Sandkorn", std::string(kPin), {"910", "946"}});
+  users_.push_back({"4712", "K4712", "J\xFCrgen Probe", std::string(kOtherPin), {"946"}});
 
   Account current = MakeAccount("1000471101", users_[0]);
   current.product = "Girokonto";

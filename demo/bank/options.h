@@ -6,6 +6,7 @@
 #include <string>
 
 #include "demo/bank/ledger.h"
+#include "demo/bank/secrets.h"
 
 namespace tmx::demo {
 
@@ -13,7 +14,7 @@ struct BankOptions {
   std::string address = "127.0.0.1";  // as HIKOM names it
   // The bank's calendar stands still, so that every run gives the same answers.
   Day today = std::chrono::year(2026) / std::chrono::January / 15;
-  std::string tan = "123456";    // right for every challenge
+  std::string tan{kTan};         // right for every challenge
   int confirm_after = 1;         // so many questions say that the user has not yet confirmed
   bool tan_at_login = false;     // the initialisation with a two-step procedure needs a TAN too
   std::size_t page_entries = 4;  // of a statement

@@ -9,6 +9,10 @@
 namespace tmx::demo {
 namespace {
 
+static_assert(kTan.size() <= kLongestTan);
+static_assert(kPin.size() >= kShortestPin && kPin.size() <= kLongestPin);
+static_assert(kOtherPin.size() >= kShortestPin && kOtherPin.size() <= kLongestPin);
+
 std::string Text(std::string_view text) { return std::string(text); }
 std::string Number(int number) { return std::to_string(number); }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "demo/bank/sandbox_bank.h"
+#include "demo/bank/secrets.h"
 
 namespace tmx::demo {
 
@@ -49,7 +50,7 @@ class BankClient {
   int standard = 300;
   std::string user = "4711";
   std::string customer = "4711";
-  std::string pin = "12345";
+  std::string pin{kPin};
   std::string tan;
   std::string function = "910";
   std::string system_id = "0";

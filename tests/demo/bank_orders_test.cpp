@@ -236,7 +236,7 @@ TEST_F(BankOrders, ATransferMovesMoneyOnceItsTanIsThere) {
             "HITAN+4++AUFTRAG-000001+Bitte geben Sie die TAN von Karte 1 ein?: HKCCS+"
             "@22@1784047110112000050815++Karte 1'\n");
   EXPECT_EQ(BalanceOf(kIban), 391'512);
-  const BankAnswer done = client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", "123456");
+  const BankAnswer done = client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", kTan);
   EXPECT_EQ(done.Codes(), "0010 0020@3");
   EXPECT_EQ(done.Text("HITAN"), "HITAN+2++AUFTRAG-000001'\n");
   EXPECT_EQ(BalanceOf(kIban), 390'278);
@@ -247,7 +247,7 @@ TEST_F(BankOrders, ATransferMovesMoneyOnceItsTanIsThere) {
   EXPECT_THAT(page, HasSubstr("SVWZ+Miete <7>"));
   EXPECT_THAT(page, HasSubstr("J\xFC\r\nrgen & Co"));  // a line is full
   // The order is gone with its TAN.
-  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", "123456").Codes(), "9050 9010@3");
+  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", kTan).Codes(), "9050 9010@3");
 }
 
 TEST_F(BankOrders, TheOtherMediumShowsAPicture) {
@@ -264,7 +264,7 @@ TEST_F(BankOrders, AWrongTanDropsTheOrder) {
   client_.Send(TransferOrder(PaymentFile({})) + "HKTAN:#:6+4+HKCCS+++++++++Karte 1'");
   EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'").Codes(), "9050 9010@3");
   EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", "654321").Codes(), "9050 9941@4");
-  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", "123456").Codes(), "9050 9010@3");
+  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", kTan).Codes(), "9050 9010@3");
   EXPECT_EQ(BalanceOf(kIban), 391'512);
   EXPECT_EQ(client_.End().Codes(), "0100 0010");
 }
@@ -312,9 +312,9 @@ TEST_F(BankOrders, WhatHktanMustNotSayIsRefused) {
             "Der TAN-Prozess passt nicht zum Verfahren.");
   EXPECT_EQ(client_.Send(order + "HKTAN:#:6+4+HKCCS'HKTAN:#:6+4+HKCCS'").Codes(), "9050 9120@4");
   client_.Send(order + "HKTAN:#:6+4+HKCCS+++++++++Karte 1'");
-  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'HKSPA:#:1'", "123456").Codes(),
+  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'HKSPA:#:1'", kTan).Codes(),
             "9050 9120@3");
-  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+J'", "123456").Codes(), "9050 9010@3");
+  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+J'", kTan).Codes(), "9050 9010@3");
   BeginDecoupled();
   EXPECT_EQ(Refusal(client_.Send(order + "HKTAN:#:6+4+HKCCS'")), "Das Verfahren braucht HKTAN:7.");
 }
@@ -331,7 +331,7 @@ TEST_F(BankOrders, OneStepIsNotEnoughForATransfer) {
   client_.Begin();
   EXPECT_EQ(Refusal(client_.Send(TransferOrder(PaymentFile({})) + "HKTAN:#:6+4+HKCCS'")),
             "Der Auftrag braucht ein Zwei-Schritt-Verfahren.");
-  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", "123456").Codes(), "9050 9010@3");
+  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", kTan).Codes(), "9050 9010@3");
 }
 
 struct BadPayment {
@@ -391,7 +391,7 @@ TEST_F(BankOrders, MoneyMayLeaveTheBankAndUseTheCredit) {
   payment.to = MakeIban("99900022", "77");
   payment.amount = payment.sum = "4415.12";
   client_.Send(TransferOrder(PaymentFile(payment)) + "HKTAN:#:6+4+HKCCS+++++++++Karte 1'");
-  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", "123456").Codes(), "0010 0020@3");
+  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", kTan).Codes(), "0010 0020@3");
   EXPECT_EQ(BalanceOf(kIban), -50'000);
   EXPECT_THAT(client_.Send("HKSAL:#:7+" + kIban + "+N'").Text("HISAL"), HasSubstr("D:500,:EUR"));
 }
@@ -403,8 +403,8 @@ TEST_F(BankOrders, MoneyThatIsGoneMeanwhileStopsTheSecondTransfer) {
       TransferOrder(PaymentFile(payment)) + "HKTAN:#:6+4+HKCCS+++++++++Karte 1'";
   client_.Send(order);
   client_.Send(order);
-  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", "123456").Codes(), "0010 0020@3");
-  EXPECT_EQ(Refusal(client_.Send("HKTAN:#:6+2++++AUFTRAG-000002+N'", "123456")),
+  EXPECT_EQ(client_.Send("HKTAN:#:6+2++++AUFTRAG-000001+N'", kTan).Codes(), "0010 0020@3");
+  EXPECT_EQ(Refusal(client_.Send("HKTAN:#:6+2++++AUFTRAG-000002+N'", kTan)),
             "Die Deckung reicht nicht aus.");
 }
 

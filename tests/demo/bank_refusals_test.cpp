@@ -152,7 +152,7 @@ TEST_F(BankRefusals, TheEnvelopeMustBeWhole) {
             "9010 Die Sicherheitskontrollreferenzen sind verschieden.");
   EXPECT_EQ(Abort(Spoiled("99900011:4711:S", "99900012:4711:S")),
             "9010 Der Schl\xFCsselname nennt ein anderes Kreditinstitut.");
-  EXPECT_EQ(Abort(Spoiled("++12345'", "++'")), "9010 Die PIN fehlt.");
+  EXPECT_EQ(Abort(Spoiled("++" + std::string(kPin) + "'", "++'")), "9010 Die PIN fehlt.");
   EXPECT_EQ(Abort(Spoiled("HKSPA:3:1'", "HKSPA:3:1?")),
             "9010 Syntaxfehler in HNVSD bei Byte " +
                 std::to_string(client_.Message("HKSPA:#:1'").find("HNSHA") -
@@ -230,12 +230,12 @@ TEST_F(BankRefusals, ThreeWrongPinsLockTheUser) {
   EXPECT_EQ(client_.Begin().Codes(), "9050 9800 9942@6");
   EXPECT_EQ(client_.Begin().Codes(), "9050 9800 9942@6");
   EXPECT_EQ(client_.Begin().Codes(), "9050 9800 3938@6 9931@6");
-  client_.pin = "12345";
+  client_.pin = kPin;
   EXPECT_EQ(client_.Begin().Codes(), "9050 9800 9930@6");
   BankClient other(bank_);
   other.user = "4712";
   other.customer = "K4712";
-  other.pin = "54321";
+  other.pin = kOtherPin;
   other.function = "946";
   other.GetSystemId();
   EXPECT_EQ(other.Begin().Codes(), "3060 0020@3 0020@4 3050@4 3920@4 3050@4 3076@5");
@@ -246,7 +246,7 @@ TEST_F(BankRefusals, ARightPinForgetsTheWrongOnes) {
     client_.pin = "11111";
     EXPECT_EQ(client_.Begin().Codes(), "9050 9800 9942@6");
     EXPECT_EQ(client_.Begin().Codes(), "9050 9800 9942@6");
-    client_.pin = "12345";
+    client_.pin = kPin;
     EXPECT_EQ(client_.Begin().Codes(), "3060 0020@3 0020@4 3920@4 3076@5");
   }
 }
@@ -255,7 +255,7 @@ TEST_F(BankRefusals, AWrongPinEndsARunningDialog) {
   client_.Begin();
   client_.pin = "11111";
   EXPECT_EQ(client_.Send("HKSPA:#:1'").Codes(), "9050 9800 9942@4");
-  client_.pin = "12345";
+  client_.pin = kPin;
   EXPECT_EQ(client_.Send("HKSPA:#:1'").Codes(), "9010 9050 9800");
 }
 
@@ -268,7 +268,7 @@ TEST_F(BankRefusals, ProceduresOfOtherUsersAreRefused) {
   BankClient other(bank_);
   other.user = "4712";
   other.customer = "K4712";
-  other.pin = "54321";
+  other.pin = kOtherPin;
   other.GetSystemId();
   EXPECT_EQ(other.Begin().Codes(), "9010 9050 9800");
 }
@@ -320,7 +320,7 @@ TEST(SandboxBankLogin, ATanMayBeAskedForInTheBeginning) {
   EXPECT_EQ(begun.Codes(), "3060 0020@3 0020@4 3920@4 0030@5");
   EXPECT_FALSE(begun.Has("HIUPA"));
   EXPECT_EQ(client.Send("HKSPA:#:1'").Codes(), "9050 9120@3");
-  const BankAnswer open = client.Send("HKTAN:#:7+2++++AUFTRAG-000001+N'", "123456");
+  const BankAnswer open = client.Send("HKTAN:#:7+2++++AUFTRAG-000001+N'", kTan);
   EXPECT_EQ(open.Codes(), "3060 0020@3 3050@3");
   EXPECT_TRUE(open.Has("HIUPA"));
   EXPECT_EQ(client.Send("HKSPA:#:1'").Codes(), "0010 0020@3");

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "demo/bank/sandbox_bank.h"
+#include "demo/bank/secrets.h"
 #include "demo/host/conversation.h"
 #include "tests/demo/shipped_macros.h"
 #include "tests/support/strict_message_checker.h"
@@ -83,8 +84,8 @@ class HostFixture : public ::testing::Test {
   HbJob job_{nullptr, nullptr};
   HbMacroEngine engine_;
   Access access_;
-  std::string pin_ = "12345";
-  std::string tan_ = "123456";
+  std::string pin_{kPin};
+  std::string tan_{kTan};
   bool gives_tan_ = true;
   std::string challenge_;
   std::vector<Challenge> challenges_;

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "demo/bank/secrets.h"
 #include "demo/base64.h"
 #include "demo/hbci_syntax.h"
 #include "tests/support/temp_dir.h"
@@ -178,7 +179,8 @@ TEST_F(BankServe, AnswersOverHttpUntilItIsToldToEnd) {
     const auto refused = Post(client, "!");
     ASSERT_TRUE(refused);
     EXPECT_EQ(refused->status, 400);
-    EXPECT_THAT(bank.OutputUntil("user 4712"), HasSubstr("user 4711, customer 4711, PIN 12345"));
+    EXPECT_THAT(bank.OutputUntil("user 4712"),
+                HasSubstr("user 4711, customer 4711, PIN " + std::string(demo::kPin)));
     bank.Signal(signal);
     EXPECT_EQ(bank.ExitCode(), 0);
   }

@@ -1,148 +1,18 @@
 // tmx client and tmx bank serve as programs: results, misbehaving banks over HTTP, and no secret in
 // anything that is written.
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
-#include <string_view>
-#include <thread>
-#include <vector>
 
-#include "tests/support/temp_dir.h"
+#include "tests/tools/client_fixture.h"
 
 namespace tmx {
 namespace {
 
-namespace fs = std::filesystem;
-
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-
-constexpr const char* kProgram = TMX_BINARY_DIR "/bin/tmx";
-
-std::string Content(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
-}
-
-// Programs with a time limit, in a directory for what they write. PIN, TAN and key lie in another.
-class ClientTest : public testing::Test {
- protected:
-  struct Ending {
-    int code = -1;
-    std::string output;  // and errors
-  };
-
-  ClientTest() {
-    Write("pin", "12345\n");
-    Write("tan", "123456\n");
-    Write("key", "00112233445566778899aabbccddeeff\n");
-  }
-  ~ClientTest() override { StopBank(); }
-
-  static void SetUpTestSuite() {
-    static const TempDir macros;
-    macros_ = macros.Path();
-    const std::string build = std::string(kProgram) + " macro build --out " + macros_ + " " +
-                              TMX_SOURCE_DIR + "/macros/*.hbm";
-    ASSERT_EQ(std::system(build.c_str()), 0) << build;
-  }
-
-  void Write(const std::string& name, const std::string& text) const {
-    std::ofstream(secrets_.File(name)) << text;
-  }
-
-  void StartBank(const std::string& script) {
-    StopBank();
-    Write("script", script);
-    // The bank says with which PIN to try it.
-    const std::string log = secrets_.File("bank" + std::to_string(++runs_));
-    const std::string command = std::string("exec ") + kProgram +
-                                " bank serve --port 0 --time-limit 100 --script " +
-                                secrets_.File("script") + " >" + log + " 2>&1";
-    bank_ = fork();
-    if (bank_ == 0) {
-      execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-      _exit(127);
-    }
-    for (int i = 0; i < 600 && url_.empty(); ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-      const std::string text = Content(log);
-      const std::string before = "listening on ";
-      const std::size_t at = text.find(before);
-      if (at != std::string::npos && text.find('\n', at) != std::string::npos)
-        url_ = text.substr(at + before.size(), text.find('\n', at) - at - before.size());
-    }
-    ASSERT_NE(url_, "") << Content(log);
-  }
-
-  void StopBank() {
-    if (bank_ > 0) {
-      kill(bank_, SIGKILL);
-      waitpid(bank_, nullptr, 0);
-    }
-    bank_ = 0;
-    url_.clear();
-  }
-
-  Ending Client(const std::string& arguments) {
-    const std::string out = written_.File("out" + std::to_string(++runs_));
-    const std::string command =
-        "timeout 60 " + std::string(kProgram) + " client " + arguments + " --url " + url_ +
-        " --bank 99900011 --user 4711 --macros " + macros_ + " --pin-file " + secrets_.File("pin") +
-        " --tan-file " + secrets_.File("tan") + " --key-file " + secrets_.File("key") + " --data " +
-        written_.File("data") + " --log " + written_.File("log") + " >" + out + " 2>&1 </dev/null";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Content(out)};
-  }
-
-  // Neither as they stand nor behind the encryption of the logs.
-  void ExpectNoSecrets() {
-    std::size_t files = 0;
-    for (const auto& entry : fs::recursive_directory_iterator(written_.Path())) {
-      if (!entry.is_regular_file()) continue;
-      ++files;
-      ExpectNoSecret(Content(entry.path()), entry.path());
-      if (entry.path().extension() != ".pro") continue;
-      const std::string shown = secrets_.File("shown");
-      const std::string command = std::string(kProgram) + " log cat " + entry.path().string() +
-                                  " --key-file " + secrets_.File("key") + " >" + shown;
-      EXPECT_EQ(std::system(command.c_str()), 0) << command;
-      EXPECT_THAT(Content(shown), HasSubstr("HKIDN")) << "the log is readable with its key";
-      ExpectNoSecret(Content(shown), entry.path());
-    }
-    EXPECT_GT(files, 0u);
-  }
-
-  // A time of day may hold the digits of the PIN among others, as 16:12:34.5 does.
-  static void ExpectNoSecret(const std::string& text, const fs::path& where) {
-    for (const std::string_view secret : {std::string_view("12345"), std::string_view("123456")})
-      for (std::size_t at = text.find(secret); at != std::string::npos;
-           at = text.find(secret, at + 1))
-        EXPECT_TRUE(IsDigit(text, at - 1) || IsDigit(text, at + secret.size()))
-            << where << " holds " << secret << " at " << at;
-  }
-  static bool IsDigit(const std::string& text, std::size_t at) {
-    return at < text.size() && text[at] >= '0' && text[at] <= '9';
-  }
-
-  static inline std::string macros_;
-  TempDir secrets_;
-  TempDir written_;
-  std::string url_;
-  pid_t bank_ = 0;
-  int runs_ = 0;
-};
 
 TEST_F(ClientTest, ShowsWhatItLearntAndWhatItIsAskedFor) {
   StartBank("");
@@ -210,7 +80,7 @@ TEST_F(ClientTest, SaysHowAMisbehavingBankEndedIt) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.script);
-    fs::remove_all(written_.File("data"));
+    std::filesystem::remove_all(written_.File("data"));
     StartBank(row.script);
     const Ending ending = Client("balance --wait 5");
     EXPECT_EQ(ending.code, row.code);
@@ -227,7 +97,7 @@ TEST_F(ClientTest, SendsAWrongPinOnce) {
     EXPECT_EQ(ending.code, 3);
     EXPECT_THAT(ending.output, HasSubstr(code));
   }
-  Write("pin", "12345\n");
+  Write("pin", std::string(demo::kPin));
   const Ending locked = Client("balance");
   EXPECT_EQ(locked.code, 3);
   EXPECT_THAT(locked.output, HasSubstr("9930"));

@@ -15,6 +15,7 @@ namespace tmx::tools {
 namespace {
 
 constexpr int kBankRefused = 3;
+constexpr unsigned short kHbci22 = 220;
 
 std::string TextOf(const HbError& error) { return ForOutput(demo::FullText(error)); }
 
@@ -32,8 +33,10 @@ bool Client::Load(std::string& problem) {
   user.SetBenutzerkennung(options_.user.c_str());
   user.SetKundenId((options_.customer.empty() ? options_.user : options_.customer).c_str());
   user.SetMedia(SecurityMediaPinTan);
-  user.SetProtocol(CommunicationProtocolHbci);
-  user.SetHbciVersion(300);
+  // The macro files and the directory of the parameters follow from protocol and version.
+  user.SetProtocol(options_.hbci == kHbci22 ? CommunicationProtocolInternet
+                                            : CommunicationProtocolHbci);
+  user.SetHbciVersion(options_.hbci);
   if (options_.key_file.empty()) return true;
   const SecretBytes key =
       ReadKeyFile("--key-file", options_.key_file, demo::ParameterStore::kKeyLength);

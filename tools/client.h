@@ -16,6 +16,7 @@ struct ClientOptions {
   demo::HttpOptions http;
   std::string bank, user, customer;
   unsigned short country = 280;
+  unsigned short hbci = 300;  // version of the standard: 300, or 220 for HBCI 2.2 with a PIN
   std::string pin_file, tan_file, picture, key_file, data, log, macros, product, function, medium;
   bool json = false;
   std::string account, from, to;                               // statement

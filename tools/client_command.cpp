@@ -12,6 +12,13 @@ namespace {
 
 using Order = int (*)(const ClientOptions&, demo::Conversation&, const demo::StoredUser&);
 
+std::string CheckVersion(const std::string& text) {
+  return text == "300" || text == "220" ? "" : "'" + text + "' is neither 300 nor 220";
+}
+std::string CheckNoHbci22(const std::string& text) {
+  return text == "220" ? "HBCI 2.2 is for init, accounts and balance only" : "";
+}
+
 CLI::App* AddOrder(CLI::App& client, const char* name, const char* help, Order order,
                    const std::shared_ptr<ClientOptions>& options, int& exit_code) {
   CLI::App* const command = client.add_subcommand(name, help);
@@ -21,6 +28,12 @@ CLI::App* AddOrder(CLI::App& client, const char* name, const char* help, Order o
   command->add_option("--customer", options->customer, "customer id, by default the user id")
       ->type_name("ID");
   command->add_option("--country", options->country, "country of the bank, by default 280");
+  command
+      ->add_option("--hbci", options->hbci,
+                   "version of the standard: 300 for FinTS 3.0, the default, or 220 for\n"
+                   "HBCI 2.2, with a PIN alone")
+      ->type_name("VERSION")
+      ->check(CheckVersion);
   command->add_option("--ca", options->http.ca_file, "certificates in PEM to trust")
       ->type_name("FILE");
   command
@@ -83,8 +96,8 @@ std::string CheckAmount(const std::string& text) {
 void AddClientCommand(CLI::App& program, int& exit_code) {
   CLI::App* const client = program.add_subcommand(
       "client",
-      "A sample host: FinTS 3.0 with PIN and TAN. Exit code 1 when it cannot be done, 3 when the\n"
-      "bank refuses. After a refused PIN nothing more is sent.");
+      "A sample host: FinTS 3.0 with PIN and TAN, or HBCI 2.2 with a PIN. Exit code 1 when it\n"
+      "cannot be done, 3 when the bank refuses. After a refused PIN nothing more is sent.");
   client->require_subcommand(1);
   const auto options = std::make_shared<ClientOptions>();
   const auto add = [&](const char* name, const char* help, Order order) {
@@ -104,6 +117,8 @@ void AddClientCommand(CLI::App& program, int& exit_code) {
                                            std::tuple("--to", &options->to, "last day")})
     statement->add_option(name, *target, help)->type_name("YYYYMMDD")->check(CheckDay);
   CLI::App* const transfer = add("transfer", "Make a SEPA transfer, with a TAN.", MakeTransfer);
+  for (CLI::App* const command : {statement, transfer})
+    command->get_option("--hbci")->check(CheckNoHbci22);
   transfer->add_option("--account", options->account, "IBAN or number of the account that pays")
       ->required();
   CLI::Option_group* const what = transfer->add_option_group("What is paid");

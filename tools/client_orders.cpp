@@ -82,7 +82,8 @@ int ShowAccess(const ClientOptions& options, Conversation& conversation, const S
   const std::string name = bank != nullptr ? TextOf(*bank, field::kBankName) : "";
   const long bpd = bank != nullptr ? demo::NumberOf(*bank, field::kBpdVersion) : 0;
   const long upd = rights != nullptr ? demo::NumberOf(*rights, field::kUpdVersion) : 0;
-  const std::string user = rights != nullptr ? TextOf(*rights, field::kUserName) : "";
+  std::string user = rights != nullptr ? TextOf(*rights, field::kUserName) : "";
+  if (user.empty()) user = stored.user.GetBenutzerkennung().View();
   std::string table =
       ForOutput("bank         " + name + "\nBPD version  " + std::to_string(bpd) +
                 "\nUPD version  " + std::to_string(upd) + "\nuser         " + user) +
@@ -116,7 +117,10 @@ int ListAccounts(const ClientOptions& options, Conversation& conversation, const
                     {"bic", Utf8(account.bic)},
                     {"number", Utf8(account.number)},
                     {"bank_code", Utf8(account.bank_code)}});
-    table += ForOutput(account.iban + "  " + account.bic + "  " + account.number) + '\n';
+    std::string line = account.number;
+    for (const std::string* part : {&account.bic, &account.iban})
+      if (!part->empty()) line = *part + "  " + line;
+    table += ForOutput(line) + '\n';
   }
   Print(options, json, table);
   return kDone;
@@ -154,9 +158,13 @@ int ShowBalances(const ClientOptions& options, Conversation& conversation, const
     const std::string amount = (TextOf(*balance, field::kBookedSign) == "D" ? "-" : "") +
                                WithTwoDecimals(TextOf(*balance, field::kBookedAmount));
     const std::string currency = TextOf(*balance, field::kBookedCurrency);
-    json.push_back(
-        {{"iban", Utf8(account.iban)}, {"booked", Utf8(amount)}, {"currency", Utf8(currency)}});
-    table += ForOutput(account.iban + "  " + amount + ' ' + currency) + '\n';
+    json.push_back({{"iban", Utf8(account.iban)},
+                    {"number", Utf8(account.number)},
+                    {"booked", Utf8(amount)},
+                    {"currency", Utf8(currency)}});
+    table += ForOutput((account.iban.empty() ? account.number : account.iban) + "  " + amount +
+                       ' ' + currency) +
+             '\n';
   }
   Print(options, json, table);
   return kDone;

@@ -56,6 +56,34 @@ TEST_F(ClientTest, MakesATransferAndShowsItsChallenge) {
   ExpectNoSecrets();
 }
 
+TEST_F(ClientTest, SpeaksHbci22) {
+  StartBank("");
+  const Ending init = Client("init --hbci 220");
+  EXPECT_EQ(init.code, 0) << init.output;
+  EXPECT_THAT(init.output, StartsWith("bank         Sandkastenbank\n"
+                                      "BPD version  12\n"
+                                      "UPD version  3\n"
+                                      "user         4711\n"
+                                      "account      1000471101  Girokonto\n"));
+  EXPECT_THAT(init.output, Not(HasSubstr("procedure")));
+  EXPECT_EQ(Client("accounts --hbci 220").output, "1000471101\n1000471102\n");
+  EXPECT_EQ(Client("balance --hbci 220").output,
+            "1000471101  3915,12 EUR\n1000471102  5012,50 EUR\n");
+  EXPECT_TRUE(std::filesystem::exists(written_.File("data/bpd/inetzw/280/99900011.220/users.par")));
+  ExpectNoSecrets();
+}
+
+// Each version keeps parameters of its own.
+TEST_F(ClientTest, ChangesBetweenTheVersionsOfTheStandard) {
+  StartBank("");
+  for (const char* const version : {"300", "220", "300", "220"}) {
+    const Ending ending = Client(std::string("balance --account 1000471102 --hbci ") + version);
+    EXPECT_EQ(ending.code, 0);
+    EXPECT_THAT(ending.output, HasSubstr("  5012,50 EUR\n"));
+  }
+  ExpectNoSecrets();
+}
+
 TEST_F(ClientTest, SaysHowAMisbehavingBankEndedIt) {
   struct Row {
     const char* script;

@@ -86,11 +86,12 @@ class ClientTest : public testing::Test {
     url_.clear();
   }
 
-  // A client's arguments, with a PIN from a file if it shall not ask.
-  std::string Command(const std::string& arguments, bool has_pin_file = true) const {
+  // A client's command line; PIN and TAN come from files unless it asks for them.
+  std::string Command(const std::string& arguments, bool asks = false) const {
+    const std::string secrets =
+        " --pin-file " + secrets_.File("pin") + " --tan-file " + secrets_.File("tan");
     return program_ + " client " + arguments + " --url " + url_ +
-           " --bank 99900011 --user 4711 --macros " + macros_ + " --tan-file " +
-           secrets_.File("tan") + (has_pin_file ? " --pin-file " + secrets_.File("pin") : "") +
+           " --bank 99900011 --user 4711 --macros " + macros_ + (asks ? "" : secrets) +
            " --key-file " + secrets_.File("key") + " --data " + written_.File("data") + " --log " +
            written_.File("log");
   }

@@ -18,10 +18,10 @@ namespace tmx::tools {
 // the head. Of binary data, XML, pages and screens only the marks of their form stay; of lines of
 // information, the codes of orders.
 //
-// Thread rule: any number at once.
+// Thread rule: one at a time.
 class Anonymiser {
  public:
-  explicit Anonymiser(const SipKey& key) : words_(key) {}
+  explicit Anonymiser(const WordCipher::Key& key) : words_(key) {}
 
   // The body of a block that is no message.
   void PutBody(LogBytes& bytes, const LogBlock& block, const Sink& to) const;

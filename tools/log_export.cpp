@@ -227,13 +227,12 @@ int Export(const LogSource& source, const String& key, const ExportOptions& opti
   std::optional<Anonymiser> anonymiser;
   if (options.anonymise) {
     // Nobody keeps the key, so nobody gets the words back.
-    SipKey words;
-    auto* const bytes = reinterpret_cast<std::uint8_t*>(&words);
-    if (!CurrentCrypto().FillRandom(bytes, sizeof(words)))
+    WordCipher::Key words;
+    if (!CurrentCrypto().FillRandom(words.data(), words.size()))
       return ComplainAbout(source.path, "no random numbers for made-up words");
     anonymiser.emplace(words);
   }
-  ShownLog log(contents.Stream(), anonymiser);
+  ShownLog log(contents.Stream(), std::move(anonymiser));
   LogBlocks blocks(contents.Stream());
   printer->Begin();
   while (blocks.Next()) printer->Block(log, blocks.Block());

@@ -1,9 +1,12 @@
 // Words that take the place of others.
 #pragma once
 
-#include <cstddef>
+#include <openssl/types.h>
 
-#include "tools/sip_hash.h"
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 
 namespace tmx::tools {
 
@@ -22,16 +25,25 @@ inline bool IsWordPart(char c) {
 //
 // Among the words of letters from A to Z and digits no two become the same. Other letters become
 // some of A to Z, too, so words that have them may by chance meet others.
+//
+// Thread rule: one at a time. Without OpenSSL's SipHash it throws.
 class WordCipher {
  public:
   static constexpr std::size_t kLongest = 64;  // longer words are replaced in pieces of it
 
-  explicit WordCipher(const SipKey& key) : key_(key) {}
+  using Key = std::array<std::uint8_t, 16>;
+
+  explicit WordCipher(const Key& key);
   // At most kLongest characters, all of them parts of words.
   void Replace(char* word, std::size_t size) const;
 
  private:
-  SipKey key_;
+  struct Free {
+    void operator()(EVP_MAC_CTX* hash) const;
+  };
+
+  Key key_;
+  std::unique_ptr<EVP_MAC_CTX, Free> hash_;
 };
 
 }  // namespace tmx::tools

@@ -19,36 +19,31 @@ std::string TextOf(const Produce& produce) {
 // Bytes as a block of a log of their own.
 class Shown {
  public:
-  Shown(LogBlock::Kind kind, std::string bytes, bool anonymise = true) : bytes_(std::move(bytes)) {
-    stream_.Write(bytes_.data(), bytes_.size());
+  Shown(LogBlock::Kind kind, const std::string& bytes, bool anonymise = true)
+      : log_(stream_, anonymise ? std::optional<Anonymiser>(WordCipher::Key{1, 2}) : std::nullopt) {
+    stream_.Write(bytes.data(), bytes.size());
     block_.kind = kind;
-    block_.length = static_cast<std::uint32_t>(bytes_.size());
-    if (anonymise) anonymiser_.emplace(SipKey{1, 2});
+    block_.length = static_cast<std::uint32_t>(bytes.size());
   }
-  std::string Body() {
-    ShownLog log(stream_, anonymiser_);
-    return TextOf(log.Body(block_));
-  }
+  std::string Body() { return TextOf(log_.Body(block_)); }
   // The elements of all segments, one segment a text, each element behind a "|".
   std::vector<std::string> Segments() {
-    ShownLog log(stream_, anonymiser_);
     std::vector<std::string> all;
-    SegmentReader segments = log.Segments(block_);
+    SegmentReader segments = log_.Segments(block_);
     while (segments.NextSegment()) {
       std::string& text = all.emplace_back(segments.IsInside() ? ">" : "");
       for (GroupElement group; segments.NextElement(group);) {
         text += group.is_binary ? "|@" : "|";
-        if (!segments.IsContainer()) text += TextOf(log.Text(segments, group));
+        if (!segments.IsContainer()) text += TextOf(log_.Text(segments, group));
       }
     }
     return all;
   }
 
  private:
-  std::string bytes_;
   SvMemoryStream stream_;
   LogBlock block_;
-  std::optional<Anonymiser> anonymiser_;
+  ShownLog log_;
 };
 
 std::vector<std::string> Anonymous(const std::string& message) {

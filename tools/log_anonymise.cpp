@@ -81,6 +81,14 @@ auto Is(char wanted) {
   return [wanted](char c) { return c == wanted; };
 }
 
+// Lines of information name orders: "HKCCS".
+bool IsOrder(LogBytes& bytes, Range word) {
+  constexpr std::uint32_t kShortest = 5, kLongest = 6;
+  return word.Size() >= kShortest && word.Size() <= kLongest && bytes.At(word.begin) == 'H' &&
+         bytes.At(word.begin + 1) == 'K' &&
+         Find(bytes, word.begin, word.end, std::not_fn(IsCodePart)) == word.end;
+}
+
 void Copy(LogBytes& bytes, Range range, Gatherer& to) {
   bytes.Put(range, [&](std::string_view piece) { to.Add(piece); });
 }
@@ -97,27 +105,13 @@ void Anonymiser::Word(LogBytes& bytes, Range word, Gatherer& to) const {
   }
 }
 
-void Anonymiser::Words(LogBytes& bytes, Range range, Gatherer& to) const {
+void Anonymiser::Words(LogBytes& bytes, Range range, Gatherer& to, IsKept is_kept) const {
   while (!range.IsEmpty()) {
-    const std::uint32_t word = Find(bytes, range.begin, range.end, IsWordPart);
-    Copy(bytes, {range.begin, word}, to);
-    range.begin = Find(bytes, word, range.end, std::not_fn(IsWordPart));
-    Word(bytes, {word, range.begin}, to);
-  }
-}
-
-// Lines of information name orders: "HKCCS".
-void Anonymiser::Info(LogBytes& bytes, Range range, Gatherer& to) const {
-  constexpr std::uint32_t kShortest = 5, kLongest = 6;
-  while (!range.IsEmpty()) {
-    const std::uint32_t word = Find(bytes, range.begin, range.end, IsWordPart);
-    Copy(bytes, {range.begin, word}, to);
-    range.begin = Find(bytes, word, range.end, std::not_fn(IsWordPart));
-    const std::uint32_t size = range.begin - word;
-    const bool is_code = size >= kShortest && size <= kLongest && bytes.At(word) == 'H' &&
-                         bytes.At(word + 1) == 'K' &&
-                         Find(bytes, word, range.begin, std::not_fn(IsCodePart)) == range.begin;
-    is_code ? Copy(bytes, {word, range.begin}, to) : Word(bytes, {word, range.begin}, to);
+    const std::uint32_t begin = Find(bytes, range.begin, range.end, IsWordPart);
+    Copy(bytes, {range.begin, begin}, to);
+    range.begin = Find(bytes, begin, range.end, std::not_fn(IsWordPart));
+    const Range word{begin, range.begin};
+    is_kept != nullptr&& is_kept(bytes, word) ? Copy(bytes, word, to) : Word(bytes, word, to);
   }
 }
 
@@ -180,7 +174,7 @@ void Anonymiser::PutBody(LogBytes& bytes, const LogBlock& block, const Sink& to)
     case Kind::Page:
       return Markup(bytes, body, gathered);
     case Kind::Info:
-      return Info(bytes, body, gathered);
+      return Words(bytes, body, gathered, IsOrder);
     default:
       return Words(bytes, body, gathered);
   }

@@ -30,9 +30,9 @@ class Anonymiser {
                   const Sink& to) const;
 
  private:
-  void Words(LogBytes& bytes, Range range, Gatherer& to) const;
+  using IsKept = bool (*)(LogBytes& bytes, Range word);
+  void Words(LogBytes& bytes, Range range, Gatherer& to, IsKept is_kept = nullptr) const;
   void Word(LogBytes& bytes, Range word, Gatherer& to) const;
-  void Info(LogBytes& bytes, Range range, Gatherer& to) const;
   void Text(LogBytes& bytes, Range range, Gatherer& to) const;
   void Markup(LogBytes& bytes, Range range, Gatherer& to) const;
 

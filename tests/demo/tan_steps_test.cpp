@@ -18,7 +18,15 @@ using ::testing::HasSubstr;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-class TanSteps : public TransferFixture {};
+class TanSteps : public TransferFixture {
+ protected:
+  void BeNeverConfirmed() {
+    BankOptions bank;
+    bank.confirm_after = 1000;
+    bank_ = SandboxBank(bank);
+    Decouple();
+  }
+};
 
 TEST_F(TanSteps, MovesMoneyOnceItsTanIsGiven) {
   ASSERT_TRUE(TransferTo("12.34")) << conversation().Problem();
@@ -43,9 +51,7 @@ TEST_F(TanSteps, IsRefusedWithAWrongTan) {
 }
 
 TEST_F(TanSteps, IsConfirmedOnAnotherDeviceWhereTheProcedureIsDecoupled) {
-  ConversationOptions options;
-  options.wanted_function = "946";
-  Restart(options);
+  Decouple();
   ASSERT_TRUE(TransferTo("12.34")) << conversation().Problem();
   EXPECT_EQ(Balance(), FirstBalance() - 1234);
   EXPECT_EQ(waited_, 3);  // two seconds, and one more
@@ -90,9 +96,7 @@ TEST_F(TanSteps, DoNotSendARefusedTanAgain) {
 }
 
 TEST_F(TanSteps, ShowWhatIsToBeConfirmedBeforeTheyWait) {
-  ConversationOptions options;
-  options.wanted_function = "946";
-  Restart(options);
+  Decouple();
   ASSERT_TRUE(TransferTo("12.34")) << conversation().Problem();
   ASSERT_THAT(challenges_, SizeIs(1));
   EXPECT_TRUE(challenges_[0].is_elsewhere);
@@ -101,12 +105,7 @@ TEST_F(TanSteps, ShowWhatIsToBeConfirmedBeforeTheyWait) {
 }
 
 TEST_F(TanSteps, AskNoMoreOftenForAConfirmationThanTheBankAllows) {
-  BankOptions bank;
-  bank.confirm_after = 1000;
-  bank_ = SandboxBank(bank);
-  ConversationOptions options;
-  options.wanted_function = "946";
-  Restart(options);
+  BeNeverConfirmed();
   EXPECT_FALSE(TransferTo("12.34"));
   EXPECT_EQ(conversation().LastOutcome(), Outcome::kNotGiven);
   EXPECT_EQ(conversation().Problem(),
@@ -116,12 +115,7 @@ TEST_F(TanSteps, AskNoMoreOftenForAConfirmationThanTheBankAllows) {
 }
 
 TEST_F(TanSteps, HaveLimitsOfTheirOwn) {
-  BankOptions bank;
-  bank.confirm_after = 1000;
-  bank_ = SandboxBank(bank);
-  ConversationOptions options;
-  options.wanted_function = "946";
-  Restart(options);
+  BeNeverConfirmed();
   ASSERT_TRUE(conversation().Open()) << conversation().Problem();
   HbSegment& procedures = *user_.GetBPDSegment("HITANS", 7, true);
   const unsigned long second = 1000;  // the procedure
@@ -183,12 +177,6 @@ class Incomplete : public TransferFixture {
     EXPECT_FALSE(TransferTo("12.34"));
     EXPECT_EQ(conversation().LastOutcome(), Outcome::kUncertain);
     EXPECT_THAT(conversation().Problem(), StartsWith(problem));
-  }
-
-  void Decouple() {
-    ConversationOptions options;
-    options.wanted_function = "946";
-    Restart(options);
   }
 
   std::string spoiled_ = "HKCCS";

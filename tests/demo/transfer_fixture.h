@@ -25,6 +25,12 @@ inline std::string PaymentFile(const std::string& from, const std::string& to,
 // The opened conversation's first account, and another of the bank.
 class TransferFixture : public HostFixture {
  protected:
+  // Chooses the procedure whose orders are confirmed on another device.
+  void Decouple() {
+    ConversationOptions options;
+    options.wanted_function = "946";
+    Restart(options);
+  }
   bool TransferTo(const std::string& amount) {
     if (!conversation().Open()) return false;
     std::vector<BankAccount> accounts;

@@ -1,6 +1,5 @@
 #include "tmxtools/macro/banking_engine.h"
 
-#include <array>
 #include <typeinfo>
 
 #include "tmxtools/banking/dialog.h"
@@ -34,36 +33,34 @@ HbRequest* HbMacroEngine::GetRequest() const noexcept { return request_.Get(); }
 // ---- dispatch ---------------------------------------------------------------------------------
 
 void HbMacroEngine::Dispatch(unsigned short opcode, unsigned short count) {
-  using Command = void (HbMacroEngine::*)(tmx::ByteOperands&, int);
-  static constexpr auto kCommands = [] {
-    std::array<Command, 256> commands{};
-#define TMX_ENTER(number, command, ...) commands[number] = &HbMacroEngine::command;
-    TMX_BANKING_OPCODES(TMX_ENTER)
-#undef TMX_ENTER
-    return commands;
-  }();
   const tmx::Opcode* const row = tmx::FindOpcode(opcode);
   if (row == nullptr || row->engine != tmx::EngineKind::kBanking)
     return MeMacroEngine::Dispatch(opcode, count);
   if (!row->Accepts(count)) return SetMacroStatus(kMalformed);
   tmx::ByteOperands operands(*this);
-  (this->*kCommands[opcode])(operands, count);
+  switch (opcode) {
+#define TMX_CASE(number, command, ...) \
+  case number:                         \
+    return command(operands, count);
+    TMX_BANKING_OPCODES(TMX_CASE)
+#undef TMX_CASE
+  }
 }
 
 const std::type_info& HbMacroEngine::DecodingType() const { return typeid(HbMacroEngine); }
 
+// Of other commands than these and the generic engine's nothing is decoded.
 bool HbMacroEngine::DispatchDecoded(unsigned short opcode, unsigned short count,
                                     tmx::DecodedOperands& operands) {
   switch (opcode) {
 #define TMX_CASE(number, command) \
   case number:                    \
     command(operands, count);     \
-    return !operands.GaveUp();
+    break;
     TMX_DECODED_BANKING_COMMANDS(TMX_CASE)
 #undef TMX_CASE
-    default:
-      return false;
   }
+  return !operands.GaveUp();
 }
 
 // ---- the request's surroundings ---------------------------------------------------------------

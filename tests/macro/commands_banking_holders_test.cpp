@@ -107,9 +107,9 @@ TEST_P(DeclarationTest, ABankParameterOfTheRequestIsFoundByItsNameAndVersion) {
   EXPECT_EQ(Output(), "five");
 }
 
-CodeBuilder GeneralBpd(const char* name, unsigned version) {
+CodeBuilder GeneralBpd(const char* name, unsigned version, unsigned id = 33) {
   CodeBuilder code;
-  code.Op(kGeneralBpd, 5).Byte(kString1).U16(33).U32(2010).RawText(name).U16(version);
+  code.Op(kGeneralBpd, 5).Byte(kString1).U16(id).U32(2010).RawText(name).U16(version);
   return code;
 }
 
@@ -136,6 +136,9 @@ TEST_P(DeclarationTest, ADeclarationTellsTheObserverOnce) {
     ExpectOk(Exit(Field(opcode, 33, 2010)));
     EXPECT_EQ(observer_.changes, 1) << opcode;
   }
+  observer_.changes = 0;
+  ExpectOk(Exit(GeneralBpd("HISALS", 5)));
+  EXPECT_EQ(observer_.changes, 1);
 }
 
 TEST_P(DeclarationTest, ABankParameterWithoutAnIssuerIsAnError) {
@@ -195,11 +198,48 @@ TEST_P(DeclarationTest, AnIdThatIsNotTheNextIsAnErrorAfterTheDeclaration) {
     ExpectError(Exit(Field(opcode, 34, 2010)), kMalformed, At(9));
     ExpectError(Exit(Field(opcode, 32, 2010)), kMalformed, At(9));
   }
+  ExpectError(Exit(GeneralBpd("HISALS", 5, 34)), kMalformed, At(18));
+  ExpectError(Exit(GeneralBpd("HISALS", 5, 32)), kMalformed, At(18));
 }
 
 TEST_P(DeclarationTest, AnotherTypeThanTheRegistrysIsAnErrorWhenItIsUsed) {
   request_->GetValues().PutFieldInt16(5, 2010);
   ExpectError(Exit(Field(kRequest, 33, 2010).Raw(Write(33).Bytes())), kMalformed, At(13));
+}
+
+TEST_P(DeclarationTest, AFieldMayHaveEveryTypeOfVariables) {
+  const std::pair<unsigned, CodeBuilder> values[] = {{kString1, CodeBuilder().Str("text")},
+                                                     {2, CodeBuilder().Date(1, 2, 2025)},
+                                                     {kInt5, CodeBuilder().Int(7)},
+                                                     {kLong6, CodeBuilder().Long(70000)},
+                                                     {kAmount8, CodeBuilder().Amount("1,50")},
+                                                     {10, CodeBuilder().Bool(true)}};
+  AddItem("item");
+  for (const auto& [type, value] : values) {
+    const std::uint32_t field = 3000 + type;
+    const auto set = [&, type = type, &value = value](unsigned opcode) {
+      CodeBuilder code = Field(opcode, 33, field, type).Op(3, 3).Byte(type).Var(33);
+      ExpectOk(code.Raw(value.Bytes()).Exit());
+    };
+    set(kRequest);
+    set(kItem);
+    set(kSecurity);
+    const unsigned stored = type == kAmount8 ? kString1 : type;
+    for (HbVariables* const registry :
+         {static_cast<HbVariables*>(&request_->GetValues()),
+          static_cast<HbVariables*>(request_->GetReqItem(0)), &dialog_->GetSecurityVariables()}) {
+      ASSERT_NE((*registry)[field], nullptr);
+      EXPECT_EQ((*registry)[field]->GetType(), stored);
+    }
+  }
+}
+
+TEST_P(DeclarationTest, AFieldOfATypeThatNoVariableHasCannotBeUsed) {
+  AddItem("item");
+  for (const unsigned opcode : {kResponse, kSecurity, kRequest, kItem, kUpd}) {
+    ExpectOk(Exit(Field(opcode, 33, 2030, 77)));
+    ExpectError(Exit(Field(opcode, 33, 2030, 77).Raw(Write(33).Bytes())), kMalformed, At(13));
+  }
 }
 
 // A holder that exists keeps its variable but belongs to the new registry.

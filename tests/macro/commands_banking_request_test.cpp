@@ -32,6 +32,28 @@ TEST_P(ReturnCodeTest, TheTextsAreJoinedWithOneBlank) {
   EXPECT_EQ(request_->GetStatus(), HbStatusWarning);
 }
 
+TEST_P(ReturnCodeTest, WhateverHasATextFormIsATextAsALiteralAndInAVariable) {
+  CodeBuilder code;
+  code.Op(5, 3).Byte(kInt5).U16(33).U16(9010);
+  code.Op(5, 3).Byte(2).U16(34).RawDate(31, 12, 2024).Op(5, 3).Byte(kLong6).U16(35).U32(70000);
+  code.Op(5, 3).Byte(kAmount8).U16(36).RawText("1,50");
+  code.Op(22, 7).Var(33).Date(1, 2, 2025).Var(34).Long(-80000).Var(35).Amount("2,75").Var(36);
+  ExpectOk(code.Exit());
+  EXPECT_EQ(TextOfError(*request_, 0), "3999:01.02.2025 31.12.2024 -80000 70000 2,75 1,50");
+}
+
+TEST_P(ReturnCodeTest, ThereMayBe254Texts) {
+  CodeBuilder code;
+  code.Op(22, 255).Int(9010);
+  std::string joined;
+  for (int i = 0; i < 254; ++i) {
+    code.Int(i % 10);
+    joined += (i == 0 ? "" : " ") + std::to_string(i % 10);
+  }
+  ExpectOk(code.Exit());
+  EXPECT_EQ(TextOfError(*request_, 0), "3999:" + joined);
+}
+
 TEST_P(ReturnCodeTest, ACodeAloneHasNoText) {
   ExpectOk(CodeBuilder().Op(22, 1).Int(18593).Exit());
   EXPECT_EQ(TextOfError(*request_, 0), "9000:");

@@ -413,18 +413,6 @@ TEST_P(InvalidateTest, CutOffIsTheFilesError) {
 
 // ---- the engine itself ------------------------------------------------------------------------
 
-TEST(BankingEngineTest, TheGenericEngineKnowsNoBankingCommand) {
-  for (unsigned number = 0; number < 255; ++number) {
-    const Opcode* const row = FindOpcode(static_cast<int>(number));
-    if (row == nullptr || row->engine != EngineKind::kBanking) continue;
-    ExpectMacroError(RunCode(CodeBuilder().Op(number, row->usual_count).Exit()), kMalformed, At(2));
-  }
-}
-
-TEST_P(ReentryTest, ANumberThatIsNoOpcodeIsAnError) {
-  ExpectError(CodeBuilder().Op(4, 0).Exit(), kMalformed, At(2));
-}
-
 TEST(BankingEngineTest, ThereIsNoDialogAtFirst) {
   ByteReadingEngine engine("/home");
   EXPECT_EQ(engine.GetRequest(), nullptr);

@@ -6,6 +6,11 @@
 
 #include "tests/support/engine_run.h"
 #include "tests/support/reference_engine.h"
+#include "tmxtools/banking/dialog.h"
+#include "tmxtools/banking/message.h"
+#include "tmxtools/banking/request.h"
+#include "tmxtools/banking/user.h"
+#include "tmxtools/macro/banking_engine.h"
 
 namespace tmx {
 namespace {
@@ -37,6 +42,42 @@ RunOutcome Reference(const std::vector<MacroImage>& files, const std::string& su
   return engine.Run(sub, params, plan);
 }
 
+class DispatchingBankingEngine : public HbMacroEngine {
+ public:
+  using HbMacroEngine::HbMacroEngine;
+};
+
+// Where a banking engine works, with what it lacks left out.
+struct Surroundings {
+  explicit Surroundings(Lacking lacking) {
+    const auto add_parameters = [this](const char* name, unsigned short version) {
+      issuer.GetInternalUser()->InsertBPDSegment(MakeRef<HbSegment>(name, version).Get(), true);
+    };
+    add_parameters("HISALS", 5);
+    add_parameters("Callee", 1);
+    if (lacking != Lacking::kIssuer) request.AddUser(&issuer, HbRoleIssuer);
+    if (lacking != Lacking::kMessage) request.SetClientData(&message);
+    if (lacking != Lacking::kDialog) message.SetClientData(&dialog);
+  }
+
+  HbUser issuer;
+  HbRequest request{"HKSAL", 5, 2};
+  HbMessage message;
+  HbDialog dialog{nullptr};
+};
+
+template <class Engine>
+RunOutcome Banking(const std::vector<MacroImage>& files, const std::string& sub, Lacking lacking,
+                   const ObserverPlan& plan = {}) {
+  Surroundings surroundings(lacking);
+  auto engine = std::make_unique<Engine>(EngineHost::kMacroPath);
+  if (lacking != Lacking::kRequest) engine->SetRequest(&surroundings.request);
+  engine->SetSecurityHdl(Link([](void*) { return 1L; }));
+  EngineHost host(std::move(engine));
+  Load(host, files);
+  return host.Run(sub, {}, plan);
+}
+
 void ExpectSame(const RunOutcome& a, const RunOutcome& b, const char* who) {
   EXPECT_EQ(Differences(a, b), "") << who;
 }
@@ -65,6 +106,23 @@ RunOutcome RunFiles(const std::vector<MacroImage>& files, const std::string& sub
 
 RunOutcome RunCode(const CodeBuilder& code, const std::vector<HostParam>& params) {
   return RunFiles({TestFile(code)}, "SUB", params);
+}
+
+RunOutcome RunBankingFiles(const std::vector<MacroImage>& files, const std::string& sub,
+                           Lacking lacking) {
+  const auto outcome = Banking<HbMacroEngine>(files, sub, lacking);
+  ExpectSame(outcome, Banking<DispatchingBankingEngine>(files, sub, lacking),
+             "banking engine that dispatches every command");
+  ObserverPlan plan;
+  plan.attached = true;
+  RunOutcome observed = Banking<HbMacroEngine>(files, sub, lacking, plan);
+  observed.events.clear();
+  ExpectSame(outcome, observed, "observed banking engine");
+  return outcome;
+}
+
+RunOutcome RunBankingCode(const CodeBuilder& code, Lacking lacking) {
+  return RunBankingFiles({TestFile(code)}, "SUB", lacking);
 }
 
 RunOutcome ObserveFiles(const std::vector<MacroImage>& files, const std::string& sub,

@@ -27,6 +27,15 @@ RunOutcome RunCode(const CodeBuilder& code, const std::vector<HostParam>& params
 RunOutcome ObserveFiles(const std::vector<MacroImage>& files, const std::string& sub = "SUB",
                         const std::vector<HostParam>& params = {}, ObserverPlan plan = {});
 
+// What the surroundings of a banking engine lack.
+enum class Lacking { kNothing, kRequest, kMessage, kDialog, kIssuer };
+// As RunFiles, on the banking engine, for which there is no reference engine. Its request HKSAL of
+// version 5 has all that it needs: the issuer knows the parameters "HISALS" and "Callee", and a
+// handler answers every question.
+RunOutcome RunBankingFiles(const std::vector<MacroImage>& files, const std::string& sub = "SUB",
+                           Lacking lacking = Lacking::kNothing);
+RunOutcome RunBankingCode(const CodeBuilder& code, Lacking lacking = Lacking::kNothing);
+
 MacroImage TestFile(const CodeBuilder& code);
 
 // Checks for outcomes.

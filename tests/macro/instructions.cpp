@@ -82,6 +82,8 @@ std::vector<OperandForm> FormsOf(const Operand& operand, int count, const Contex
       return {Raw(operand.kind, CodeBuilder().U16(kFreeId))};
     case kRawKey:
       return {Raw(operand.kind, CodeBuilder().U32(4711))};
+    case kRawNumber:
+      return {Raw(operand.kind, CodeBuilder().U16(1))};
     case kRawString:
       return {Raw(operand.kind, CodeBuilder().RawText("Callee"))};
     case kDefault: {
@@ -104,10 +106,12 @@ std::vector<OperandForm> FormsOf(const Operand& operand, int count, const Contex
           for (const OperandForm& form : both(any)) forms.push_back(form);
       return forms;
     }
-    case kArguments: {
-      // As many arguments as the count asks for: all literals, or all variables, of one type.
+    case kArguments:
+    case kTextList: {
+      // As many as the count asks for: all literals, or all variables, of one type.
       std::vector<OperandForm> forms;
       for (const TypeCode any : kMacroTypes) {
+        if (operand.kind == kTextList && any == kBool) continue;
         for (OperandForm form : both(any)) {
           const std::string one = form.bytes;
           for (int more = 2; more < count; ++more) form.bytes += one;
@@ -209,9 +213,12 @@ std::vector<Instruction> AllForms(const Opcode& row, std::size_t target) {
   std::vector<int> counts;
   switch (row.counted) {
     case Counted::kChecked:
-      // Search takes every count from 3 on; 4 and 255 stand for the others.
+      // Some take every count from their least on; 4 and 255 stand for the others.
       for (int count = row.min_count; count <= row.max_count; ++count)
         if (row.max_count < 255 || count < 5 || count == 255) counts.push_back(count);
+      break;
+    case Counted::kEither:
+      counts = {row.min_count, row.max_count};
       break;
     case Counted::kCall:
       counts = {0, 1, 2, 3};

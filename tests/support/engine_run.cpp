@@ -130,13 +130,12 @@ RunOutcome RunOn(MeMacroEngine& engine, const std::string& sub,
   return outcome;
 }
 
-EngineHost::EngineHost(Variant variant) {
+EngineHost::EngineHost(Variant variant)
+    : EngineHost(variant == kPlain ? std::make_unique<MeMacroEngine>(kMacroPath)
+                                   : std::make_unique<DispatchingEngine>(kMacroPath)) {}
+
+EngineHost::EngineHost(std::unique_ptr<MeMacroEngine> engine) : engine_(std::move(engine)) {
   env_.MakeDir(kMacroDir);
-  if (variant == kPlain) {
-    engine_ = std::make_unique<MeMacroEngine>(kMacroPath);
-  } else {
-    engine_ = std::make_unique<DispatchingEngine>(kMacroPath);
-  }
 }
 
 void EngineHost::Write(const MacroImage& image) {

@@ -60,6 +60,7 @@ class EngineHost {
   static constexpr const char* kMacroDir = "/home/macro";
 
   explicit EngineHost(Variant variant = kPlain);
+  explicit EngineHost(std::unique_ptr<MeMacroEngine> engine);
 
   // Puts a file on the disk without pushing it.
   void Write(const MacroImage& image);

@@ -423,7 +423,7 @@ TEST_F(RecordedAnswers, GiveEveryConversationAnEnd) {
     Access access;
     ConversationOptions options;
     options.wait = [](std::chrono::seconds) {};
-    const auto exchange = [&answer](const std::string&, std::string& bytes, std::string&) {
+    const auto exchange = [&answer](std::string_view, std::string& bytes, std::string&) {
       bytes = answer.bytes;
       return true;
     };

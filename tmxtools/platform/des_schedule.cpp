@@ -1,5 +1,7 @@
 #include "tmxtools/platform/des_schedule.h"
 
+#include <algorithm>
+
 #include "tmxtools/platform/des_tables.h"
 #include "tmxtools/platform/secret.h"
 
@@ -16,25 +18,32 @@ constexpr std::uint8_t kChoice2[48] = {
     41, 52, 31, 37, 47, 55, 30, 40, 51, 45, 33, 48, 44, 49, 39, 56, 34, 53, 46, 42, 50, 36, 29, 32};
 constexpr std::uint8_t kTurnsUpTo[16] = {1, 2, 4, 6, 8, 10, 12, 14, 15, 17, 19, 21, 23, 25, 27, 28};
 
-// Bit `bit` of 48 of the key of a round, from one half of the key.
-std::uint32_t KeyBit(const std::uint8_t* half, unsigned round, unsigned bit) {
-  const unsigned chosen = kChoice2[bit] - 1u;
-  const unsigned start = chosen / 28 * 28;
-  const unsigned at = kChoice1[start + (chosen - start + kTurnsUpTo[round]) % 28] - 1u;
-  return half[at / 8] >> (7 - at % 8) & 1u;
-}
+// For each bit of 48 of the key of each round the bit of one half of the key that it is, counted
+// from 0.
+constexpr auto kKeyBits = [] {
+  std::array<std::array<std::uint8_t, kBoxes * kInputs>, 16> bits{};
+  for (unsigned round = 0; round < 16; ++round) {
+    for (unsigned bit = 0; bit < kBoxes * kInputs; ++bit) {
+      const unsigned chosen = kChoice2[bit] - 1u;
+      const unsigned start = chosen / 28 * 28;
+      const unsigned turned = start + (chosen - start + kTurnsUpTo[round]) % 28;
+      bits[round][bit] = static_cast<std::uint8_t>(kChoice1[turned] - 1u);
+    }
+  }
+  return bits;
+}();
 
-// Encrypting is encrypt, decrypt, encrypt; its reverse has every round key in reverse order.
-void Fill(Schedule& schedule, const std::uint8_t* key, bool encrypts) {
+// Encrypting is encrypt, decrypt, encrypt.
+void Fill(Schedule& schedule, const std::uint8_t* key) {
   for (unsigned i = 0; i < kRounds; ++i) {
-    const unsigned position = encrypts ? i : kRounds - 1 - i;
-    const bool is_middle = position / 16 == 1;
-    const unsigned round = is_middle ? 15 - position % 16 : position % 16;
+    const bool is_middle = i / 16 == 1;
+    const auto& bits = kKeyBits[is_middle ? 15 - i % 16 : i % 16];
     const std::uint8_t* const half = key + (is_middle ? 8 : 0);
     for (unsigned box = 0; box < kBoxes; ++box) {
       std::uint32_t column = 0;
       for (unsigned input = 0; input < kInputs; ++input) {
-        const std::uint32_t bit = KeyBit(half, round, box * kInputs + input);
+        const unsigned at = bits[box * kInputs + input];
+        const std::uint32_t bit = half[at / 8] >> (7 - at % 8) & 1u;
         schedule.masks[i][box * kInputs + input] = 0 - bit;
         column |= bit << kColumn[box][input];
       }
@@ -51,8 +60,10 @@ Schedule::~Schedule() {
 }
 
 Schedules::Schedules(const std::uint8_t* key) {
-  Fill(encrypt, key, true);
-  Fill(decrypt, key, false);
+  Fill(encrypt, key);
+  // The reverse has every round key in reverse order.
+  std::reverse_copy(encrypt.masks.begin(), encrypt.masks.end(), decrypt.masks.begin());
+  std::reverse_copy(encrypt.columns.begin(), encrypt.columns.end(), decrypt.columns.begin());
 }
 
 }  // namespace tmx::des

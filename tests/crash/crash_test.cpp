@@ -33,7 +33,10 @@ TEST(PowerCuts, LeaveTheStateBeforeOrTheStateAfter) {
     ASSERT_EQ(simulator.Losses(), 0u) << "seed " << seed << ": " << simulator.FirstLoss();
   }
   std::cout << simulator.Crashes() << " crashes at " << operations << " moments, "
-            << simulator.Losses() << " losses\n";
+            << simulator.Losses() << " losses; with those in recoveries there were "
+            << simulator.Exhausted() + simulator.Sampled() << " moments: at "
+            << simulator.Exhausted() << " everything that a power cut could leave was tried, at "
+            << simulator.Sampled() << " some of it\n";
 }
 
 TEST(BarrierChecker, FindsNoneMissing) {

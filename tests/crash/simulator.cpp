@@ -144,14 +144,15 @@ class Recorder {
 
   void Change() {
     if (kind_.can_be_cut && Below(5) == 0) {
-      const std::size_t size = Below(model_.size() + 30);
+      const std::size_t size = Below(model_.size() + (is_small_ ? 3 : 30));
       store_->Stream().SetStreamSize(size);
       model_.resize(size);
       return;
     }
     const bool appends = Below(3) == 0;
     const std::size_t at = appends ? model_.size() : Below(model_.size() + 1);
-    const std::string bytes = Bytes(Below(12) == 0 ? 8000 + Below(400) : 1 + Below(300));
+    const bool is_large = !is_small_ && Below(12) == 0;
+    const std::string bytes = Bytes(is_large ? 8000 + Below(400) : 1 + Below(is_small_ ? 3 : 300));
     store_->Stream().Seek(at);
     store_->Stream().Write(bytes.data(), bytes.size());
     if (at + bytes.size() > model_.size()) model_.resize(at + bytes.size());
@@ -160,6 +161,7 @@ class Recorder {
 
   const StoreKind& kind_;
   std::mt19937 random_;
+  const bool is_small_ = Below(2) == 0;  // so that a power cut could leave few states
   MemoryEnv env_;
   std::unique_ptr<Store> store_;
   std::string model_;
@@ -304,8 +306,42 @@ CrashModel Simulator::AnyModel() {
   return {share(), share(), share()};
 }
 
+std::vector<CrashDisk::Files> Simulator::PowerCuts(const CrashDisk& disk, std::size_t samples) {
+  constexpr std::size_t few = 64;
+  if (const auto all = disk.AllSurvivors(few)) {
+    ++exhausted_;
+    return {all->begin(), all->end()};
+  }
+  ++sampled_;
+  std::vector<CrashDisk::Files> some;
+  for (std::size_t i = 0; i < samples; ++i) some.push_back(disk.Survivors(AnyModel(), random_));
+  return some;
+}
+
+bool Simulator::IsNew(const CrashDisk::Files& files, const Allowed& allowed, int depth) {
+  std::size_t all = static_cast<std::size_t>(depth) * 2 + (allowed.anything ? 1 : 0);
+  const auto add = [&all](const std::string& text) {
+    all = all * 0x9E3779B97F4A7C15 + std::hash<std::string>()(text);
+  };
+  add(allowed.first);
+  add(allowed.last);
+  for (const auto& [path, bytes] : files) {
+    add(path);
+    add(bytes);
+  }
+  return seen_.insert(all).second;
+}
+
+void Simulator::CheckPowerCuts(const StoreKind& kind, const CrashDisk& disk, std::size_t samples,
+                               const Allowed& allowed, int depth) {
+  for (const CrashDisk::Files& files : PowerCuts(disk, samples)) {
+    if (IsNew(files, allowed, depth)) Check(kind, CrashDisk(files, {kLog}), files, allowed, depth);
+  }
+}
+
 void Simulator::Run(const StoreKind& kind, const Trace& trace) {
-  constexpr int crashes_at_a_moment = 6;
+  constexpr std::size_t samples = 6;
+  seen_.clear();
   CrashDisk disk(trace.start, {kLog});
   for (const Moment& moment : trace.moments) {
     if (moment.kind == Moment::Kind::kOperation) disk.Apply(moment.operation);
@@ -317,10 +353,7 @@ void Simulator::Run(const StoreKind& kind, const Trace& trace) {
     }
     // Only the process dies: nothing is lost, but a power cut may follow during the recovery.
     Check(kind, disk, disk.Live(), allowed, 0);
-    for (int i = 0; i < crashes_at_a_moment; ++i) {
-      const CrashDisk::Files files = disk.Survivors(AnyModel(), random_);
-      Check(kind, CrashDisk(files, {kLog}), files, allowed, 0);
-    }
+    CheckPowerCuts(kind, disk, samples, allowed, 0);
   }
 }
 
@@ -344,18 +377,19 @@ void Simulator::Check(const StoreKind& kind, const CrashDisk& before, const Cras
     return;
   }
   constexpr int deepest = 2;
-  if (depth == deepest || !OneIn(depth == 0 ? 4 : 12)) return;
+  // Long recoveries have their turn more seldom, for they have more moments.
+  const std::size_t turns = (1 + recovered.operations.size() / 4) * (depth == 0 ? 1 : 4);
+  if (depth == deepest || !OneIn(turns)) return;
   CrashDisk disk = before;
   std::optional<BarrierSearch> omitted;
   if (omitted_) omitted.emplace(*omitted_);
   for (std::size_t i = 0; i < recovered.operations.size(); ++i) {
     if (omitted && omitted->Holds(disk, recovered.operations[i])) continue;
     disk.Apply(recovered.operations[i]);
-    const CrashDisk::Files left = disk.Survivors(AnyModel(), random_);
     // What the opening has shown stays.
     const bool was_seen = i + 1 >= recovered.until_open && !allowed.anything;
     const Allowed then = was_seen ? Allowed{recovered.content, recovered.content, false} : allowed;
-    Check(kind, CrashDisk(left, {kLog}), left, then, depth + 1);
+    CheckPowerCuts(kind, disk, 1, then, depth + 1);
   }
 }
 

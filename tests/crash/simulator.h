@@ -7,6 +7,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "tests/support/crash_disk.h"
@@ -95,7 +96,8 @@ Trace Without(const Trace& trace, Barrier barrier);
 //   kDataName            the data's name is on the disk when a transaction has ended
 std::vector<Barrier> MissingBarriers(const Trace& trace);
 
-// Crashes until there were `count` more of them.
+// Crashes at every operation of workloads. Where a power cut could leave few states of the disk, it
+// goes through all of them, else through some that are chosen at random.
 class Simulator {
  public:
   // One barrier may be left out of the recoveries.
@@ -105,7 +107,11 @@ class Simulator {
   // Crashes at each moment of a trace, and again during the recovery.
   void Run(const StoreKind& kind, const Trace& trace);
 
+  // Power cuts in one trace that leave the same and must lead to the same count once.
   std::size_t Crashes() const { return crashes_; }
+  // How many operations had all states of the disk after them looked at, and how many only some.
+  std::size_t Exhausted() const { return exhausted_; }
+  std::size_t Sampled() const { return sampled_; }
   std::size_t Losses() const { return losses_; }
   const std::string& FirstLoss() const { return first_loss_; }
 
@@ -115,14 +121,21 @@ class Simulator {
     std::string last;
     bool anything = false;
   };
-  bool OneIn(unsigned number) { return random_() % number == 0; }
+  bool OneIn(std::size_t number) { return random_() % number == 0; }
   CrashModel AnyModel();
+  std::vector<CrashDisk::Files> PowerCuts(const CrashDisk& disk, std::size_t samples);
+  bool IsNew(const CrashDisk::Files& files, const Allowed& allowed, int depth);
+  void CheckPowerCuts(const StoreKind& kind, const CrashDisk& disk, std::size_t samples,
+                      const Allowed& allowed, int depth);
   void Check(const StoreKind& kind, const CrashDisk& before, const CrashDisk::Files& files,
              const Allowed& allowed, int depth);
 
   std::mt19937 random_;
   std::optional<Barrier> omitted_;
+  std::unordered_set<std::size_t> seen_;  // hashes of the crashes in one trace
   std::size_t crashes_ = 0;
+  std::size_t exhausted_ = 0;
+  std::size_t sampled_ = 0;
   std::size_t losses_ = 0;
   std::string first_loss_;
 };

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -40,6 +41,9 @@ class CrashDisk {
   Files Live() const;
   // The files after a power cut.
   Files Survivors(const CrashModel& model, std::mt19937& random) const;
+  // Everything that a power cut could leave, each once; nothing when that is more than `limit` or
+  // when there are far more ways to it.
+  std::optional<std::set<Files>> AllSurvivors(std::size_t limit) const;
 
   bool HasUnsynced(const std::string& path) const;
   bool IsNameDurable(const std::string& path) const { return durable_.count(path) > 0; }
@@ -65,12 +69,22 @@ class CrashDisk {
     bool is_creation = false;
   };
   using Names = std::map<std::string, std::size_t>;  // indexes of files
+  using Contents = std::set<std::string>;
 
   void SyncNames(const std::string& directory);
   static void Make(std::string& bytes, const Change& change);
+  static void Make(Names& names, const NameChange& change);
+  // The first `kept` bytes of what was appended, each change of size counting as one.
+  static std::string Prefix(const File& file, std::size_t kept, bool has_zero_tail);
+  static std::size_t PrefixesOf(const File& file);
   static std::string SurvivorOfLog(const File& file, CrashModel::Share share, std::mt19937& random);
   static std::string SurvivorOfData(const File& file, CrashModel::Share share,
                                     std::mt19937& random);
+  std::set<Names> AllNames() const;
+  // Nothing when there are more than `limit`, or far more ways to them.
+  static std::optional<Contents> AllOfLog(const File& file, std::size_t limit);
+  static std::optional<Contents> AllOfData(const File& file, std::size_t limit);
+  static void AddAll(const std::string& bytes, const std::vector<Change>& left, Contents& contents);
 
   std::set<std::string> logs_;
   std::vector<File> files_;

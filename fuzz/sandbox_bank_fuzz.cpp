@@ -11,7 +11,7 @@
 #include "demo/bank/bank_endpoint.h"
 #include "demo/bank/sandbox_bank.h"
 #include "demo/bank/secrets.h"
-#include "demo/bank/xml.h"
+#include "demo/xml.h"
 
 namespace {
 

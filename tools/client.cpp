@@ -104,6 +104,10 @@ int Client::Converse(const Work& work) {
   how.wanted_function = options_.function;
   how.wanted_medium = options_.medium;
   how.progress = &progress.Record();
+  how.is_confirmed = [&] {
+    progress.Hide();
+    return prompt_.IsConfirmed();
+  };
   how.show = [&](const demo::Challenge& challenge) {
     progress.Hide();
     prompt_.Show(challenge);

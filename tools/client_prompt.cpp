@@ -95,6 +95,16 @@ bool ClientPrompt::Ask(const std::string& question, SecretBytes& secret) {
   return given;
 }
 
+bool ClientPrompt::IsConfirmed() {
+  SilentTerminal terminal;
+  if (!terminal.IsReady()) return false;
+  terminal.Say("Press Enter once it is confirmed, or type n to give up: ");
+  std::string line;
+  const bool given = terminal.ReadLine(line);
+  terminal.Say("\n");
+  return given && line.empty();
+}
+
 bool ClientPrompt::GiveItem(HbCallbackItem& item, const String& message) {
   const bool is_pin = item.GetVarId() == kPin;
   SecretBytes secret;

@@ -27,6 +27,8 @@ class ClientPrompt {
 
   // Sets the values that are asked for. 0 when one is not given.
   long Give(HbCallbackData& data);
+  // Waits until the user says that he has confirmed elsewhere. False when he gives up.
+  bool IsConfirmed();
   // What comes with a challenge beside its text, and the text of a confirmation elsewhere.
   void Show(const demo::Challenge& challenge);
 

@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "demo/bank/parameters.h"
-#include "demo/bank/xml.h"
 #include "demo/hbci_syntax.h"
+#include "demo/xml.h"
 
 namespace tmx::demo {
 namespace {

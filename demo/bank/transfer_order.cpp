@@ -5,7 +5,7 @@
 
 #include "demo/bank/orders.h"
 #include "demo/bank/parameters.h"
-#include "demo/bank/xml.h"
+#include "demo/xml.h"
 
 namespace tmx::demo {
 namespace {

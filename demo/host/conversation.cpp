@@ -28,7 +28,7 @@ Conversation::Conversation(HbJob& job, HbUser& user, HbMacroEngine& engine, Acce
       access_(access),
       options_(WithDefaults(std::move(options))),
       dialog_(job, user, engine, access, std::move(exchange), options_.progress, report_),
-      tans_(dialog_, user, access, {options_.show, options_.wait}, report_),
+      tans_(dialog_, user, access, {options_.show, options_.wait, options_.is_confirmed}, report_),
       permissions_(user, report_) {
   if (!IsHbci22() && user_.GetHbciVersion() != kFints30) user_.SetHbciVersion(kFints30);
 }
@@ -133,7 +133,7 @@ bool Conversation::ChooseFunction() {
 bool Conversation::ChooseMedium() {
   if (!LacksMedium()) return true;
   const unsigned short version = permissions_.VersionOf("HKTAB", 5, 4);
-  if (version == 0) return false;
+  if (version == 0 || !permissions_.IsForPinAndTan("HKTAB")) return false;
   HbRequest& question = dialog_.NewRequest("HKTAB", version);
   PutText(question.GetValues(), "0", field::kMediumKind);
   PutText(question.GetValues(), "A", field::kMediumClassWanted);
@@ -160,8 +160,9 @@ bool Conversation::Close() {
 
 bool Conversation::SendOrder(HbRequest& order) {
   const std::string name(order.GetRequestName().View());
-  const bool with_tan =
-      dialog_.SecurityFunction() != kOneStep && permissions_.NeedsTan(name.c_str());
+  const bool one_step = dialog_.SecurityFunction() == kOneStep;
+  if (one_step && !permissions_.AllowsOneStep(name.c_str())) return false;
+  const bool with_tan = !one_step && permissions_.NeedsTan(name.c_str());
   if (!(with_tan ? tans_.Send({&order}, order, name) : dialog_.Send({&order}))) return false;
   if (order.GetStatus() != HbStatusError) return true;
   return report_.Fail(Outcome::kRefused, "the bank has refused " + name);

@@ -19,6 +19,9 @@ struct ConversationOptions {
   std::string wanted_medium;    // empty: the first that the bank names
   ShowChallenge show;           // pictures and codes among them; empty: only the text is seen
   TanSteps::Wait wait;          // replaced by tests; empty: sleeps
+  // Asked before each question after a confirmation where the bank allows none that the user has
+  // not caused; empty: such procedures cannot be used.
+  TanSteps::IsConfirmed is_confirmed;
   // Gets the order that is under way, and a step for each message; null: nobody looks.
   HbProgressInfoRecord* progress = nullptr;
 };
@@ -79,6 +82,7 @@ class Conversation {
   bool ChooseMedium();
   // In the dialect that bank and account allow; null with a problem.
   HbRequest* NewStatementRequest(const BankAccount& account);
+  void PutAccount(HbRequest& order, const BankAccount& account);
   bool SendOrder(HbRequest& order);
 
   HbUser& user_;

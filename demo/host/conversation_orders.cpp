@@ -1,5 +1,6 @@
 // The orders of a conversation.
 #include "demo/host/conversation.h"
+#include "demo/host/payment_file.h"
 #include "demo/host/segment_values.h"
 
 namespace tmx::demo {
@@ -22,15 +23,6 @@ std::string CamtFormat(const HbSegment& offer) {
   for (unsigned long at = 0; HasText(offer, field::kCamtFormats + at, format); ++at)
     if (format.find("camt.052") != std::string::npos) return format;
   return TextOf(offer, field::kCamtFormats);
-}
-
-void PutAccount(HbSegment& segment, const BankAccount& account) {
-  PutText(segment, account.iban, field::kIban);
-  PutText(segment, account.bic, field::kBic);
-  PutText(segment, account.number, field::kAccountNumber);
-  PutText(segment, account.subaccount, field::kSubaccount);
-  segment.PutFieldInt32(account.country, field::kCountry);
-  PutText(segment, account.bank_code, field::kBankCode);
 }
 
 // Where the next page begins; empty behind the last. False if there is more, but nothing says
@@ -71,7 +63,24 @@ std::vector<BankAccount> AccountsOf(const HbUser& user) {
   return accounts;
 }
 
+// Whether an order names accounts by their IBANs.
+bool IsInternational(const HbRequest& order) {
+  return order.GetRequestName() == "HKCAZ" || order.GetRequestVersion() >= 7;
+}
+
 }  // namespace
+
+void Conversation::PutAccount(HbRequest& order, const BankAccount& account) {
+  HbSegment& values = order.GetValues();
+  PutText(values, account.iban, field::kIban);
+  PutText(values, account.bic, field::kBic);
+  if (IsInternational(order) && !account.iban.empty() && !permissions_.AllowsNationalAccounts())
+    return;
+  PutText(values, account.number, field::kAccountNumber);
+  PutText(values, account.subaccount, field::kSubaccount);
+  values.PutFieldInt32(account.country, field::kCountry);
+  PutText(values, account.bank_code, field::kBankCode);
+}
 
 bool Conversation::Accounts(std::vector<BankAccount>& accounts) {
   report_.Begin();
@@ -99,7 +108,7 @@ bool Conversation::Balance(const BankAccount& account, Ref<HbSegment>& balance) 
   const unsigned short version = permissions_.VersionOf("HKSAL", 8, IsHbci22() ? 3 : 5);
   if (version == 0 || !permissions_.IsAllowedFor(account, "HKSAL")) return false;
   HbRequest& order = dialog_.NewRequest("HKSAL", version);
-  PutAccount(order.GetValues(), account);
+  PutAccount(order, account);
   order.GetValues().PutFieldBool(false, field::kAllAccounts);
   if (!SendOrder(order)) return false;
   balance = Ref<HbSegment>::Share(FindResponse(order, "HISAL"));
@@ -115,7 +124,7 @@ HbRequest* Conversation::NewStatementRequest(const BankAccount& account) {
       continue;
     }
     HbRequest& request = dialog_.NewRequest(order.code, version);
-    PutAccount(request.GetValues(), account);
+    PutAccount(request, account);
     request.GetValues().PutFieldBool(false, field::kAllAccounts);
     if (const HbSegment* const offer = user_.GetBPDSegment(order.code, version, false))
       PutText(request.GetValues(), CamtFormat(*offer), field::kCamtFormats);
@@ -154,7 +163,9 @@ bool Conversation::Statement(const BankAccount& account, const HbDate& from, con
 bool Conversation::Transfer(const BankAccount& account, const std::string& pain_format,
                             const std::string& pain) {
   report_.Begin();
-  if (permissions_.VersionOf("HKCCS", 1, 1) == 0 || !permissions_.IsAllowedFor(account, "HKCCS"))
+  if (permissions_.VersionOf("HKCCS", 1, 1) == 0 || !permissions_.IsAllowedFor(account, "HKCCS") ||
+      !permissions_.TakesFormat(pain_format) ||
+      !permissions_.AreWithinLimits(account, "HKCCS", PaymentsIn(pain)))
     return false;
   HbRequest& order = dialog_.NewRequest("HKCCS", 1);
   PutText(order.GetValues(), account.iban, field::kIban);

@@ -16,6 +16,24 @@ std::string ParameterOf(const char* order) {
   return parameter;
 }
 
+// What a single order may move; null without such a limit.
+struct Limit {
+  bool IsExceededBy(const HbAmount& payment) const {
+    return !most.IsNull() && payment.GetCurrency() == most.GetCurrency() && payment > most;
+  }
+  HbAmount most;
+};
+
+Limit LimitIn(const HbSegment& rights, unsigned long type, unsigned long amount,
+              unsigned long currency) {
+  HbAmount most;
+  if (TextOf(rights, type) != "E" || !rights.GetFieldAmount(most, amount)) return {};
+  return {HbAmount(most.GetBigInt(most.GetPrecision()), most.GetPrecision(),
+                   String(std::string_view(TextOf(rights, currency))))};
+}
+
+std::string FullText(const HbAmount& amount) { return std::string(amount.GetFull().View()); }
+
 std::string NeedsSignatures(const std::string& parameter, long signatures, const char* order) {
   return parameter + " demands " + std::to_string(signatures) + " signatures for " + order;
 }
@@ -75,14 +93,19 @@ const HbSegment* Permissions::RightsOf(const BankAccount& account) const {
   return nullptr;
 }
 
+std::optional<unsigned long> Permissions::PlaceInRights(const HbSegment& rights,
+                                                        const char* order) const {
+  std::string job;
+  for (unsigned long at = 0; HasText(rights, field::kAllowedJob + at, job); at += kAllowedJobStep)
+    if (job == order) return at;
+  return std::nullopt;
+}
+
 bool Permissions::IsAllowedFor(const BankAccount& account, const char* order) const {
   if (!IsForPinAndTan(order)) return false;
   const HbSegment* const rights = RightsOf(account);
-  std::string job;
-  for (unsigned long at = 0; rights != nullptr && HasText(*rights, field::kAllowedJob + at, job);
-       at += kAllowedJobStep) {
-    if (job != order) continue;
-    const long signatures = NumberOf(*rights, field::kAllowedJobSignatures + at);
+  if (const auto at = rights != nullptr ? PlaceInRights(*rights, order) : std::nullopt) {
+    const long signatures = NumberOf(*rights, field::kAllowedJobSignatures + *at);
     return signatures <= 1 || Forbid(NeedsSignatures("HIUPD", signatures, order));
   }
   const HbSegment* const general = user_.GetUPDSegment(String());
@@ -90,6 +113,55 @@ bool Permissions::IsAllowedFor(const BankAccount& account, const char* order) co
   if (rights == nullptr) return Forbid("no HIUPD is about account " + account.number);
   return Forbid("HIUPD does not name " + std::string(order) + " among the orders of account " +
                 account.number);
+}
+
+bool Permissions::AllowsOneStep(const char* order) const {
+  if (NeedsTan(order))
+    return Forbid("HIPINS demands a TAN for " + std::string(order) +
+                  ", and no two-step procedure is chosen");
+  for (unsigned short version = 7; version >= 6; --version) {
+    const HbSegment* const procedures = user_.GetBPDSegment("HITANS", version, true);
+    bool allowed = true;
+    if (procedures != nullptr && procedures->GetFieldBool(allowed, field::kOneStepAllowed) &&
+        !allowed)
+      return Forbid("HITANS allows no orders without a two-step procedure");
+  }
+  return true;
+}
+
+bool Permissions::TakesFormat(const std::string& format) const {
+  const HbSegment* const sepa = user_.GetBPDSegment("HISPAS", 1, true);
+  std::string known;
+  std::string all;
+  for (unsigned long at = 0; sepa != nullptr && HasText(*sepa, field::kSepaFormat + at, known);
+       ++at) {
+    if (known == format) return true;
+    all += (all.empty() ? "" : ", ") + known;
+  }
+  return all.empty() || Forbid("HISPAS does not name the format " + format + ", but " + all);
+}
+
+bool Permissions::AllowsNationalAccounts() const {
+  const HbSegment* const sepa = user_.GetBPDSegment("HISPAS", 1, true);
+  bool allowed = true;
+  return sepa == nullptr || !sepa->GetFieldBool(allowed, field::kNationalAccountAllowed) || allowed;
+}
+
+bool Permissions::AreWithinLimits(const BankAccount& account, const char* order,
+                                  const std::vector<HbAmount>& payments) const {
+  const HbSegment* const rights = RightsOf(account);
+  if (rights == nullptr) return true;
+  std::vector<Limit> limits{
+      LimitIn(*rights, field::kLimitType, field::kLimitAmount, field::kLimitCurrency)};
+  if (const auto at = PlaceInRights(*rights, order))
+    limits.push_back(LimitIn(*rights, field::kAllowedJobLimitType + *at,
+                             field::kAllowedJobLimit + *at, field::kAllowedJobLimitCurrency + *at));
+  for (const Limit& limit : limits)
+    for (const HbAmount& payment : payments)
+      if (limit.IsExceededBy(payment))
+        return Forbid("HIUPD allows at most " + FullText(limit.most) + " for one " + order +
+                      ", not " + FullText(payment));
+  return true;
 }
 
 bool Permissions::IsShortEnough(std::size_t bytes) const {

@@ -5,10 +5,12 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "demo/host/bank_account.h"
 #include "demo/host/report.h"
 #include "tmxtools/banking/user.h"
+#include "tmxtools/core/amount.h"
 
 namespace tmx::demo {
 
@@ -28,6 +30,16 @@ class Permissions {
   // That, and whether the user may give it for an account.
   bool IsAllowedFor(const BankAccount& account, const char* order) const;
   bool NeedsTan(const char* order) const;
+  // Whether an order may be given without a two-step procedure.
+  bool AllowsOneStep(const char* order) const;
+  // Whether the bank takes SEPA orders in a format. One that names none takes any.
+  bool TakesFormat(const std::string& format) const;
+  // Whether SEPA orders may name an account by its number, beside the IBAN. Nothing is reported.
+  bool AllowsNationalAccounts() const;
+  // Whether each payment is within the limits of the account and of the order on it. These are
+  // limits of a single order (E): what a day or a month has left only the bank knows.
+  bool AreWithinLimits(const BankAccount& account, const char* order,
+                       const std::vector<HbAmount>& payments) const;
   // Whether a message of so many bytes may be sent.
   bool IsShortEnough(std::size_t bytes) const;
 
@@ -37,6 +49,8 @@ class Permissions {
   std::optional<unsigned long> PlaceInPinParameters(const HbSegment& parameters,
                                                     const char* order) const;
   const HbSegment* RightsOf(const BankAccount& account) const;
+  // The same in HIUPD.
+  std::optional<unsigned long> PlaceInRights(const HbSegment& rights, const char* order) const;
 
   const HbUser& user_;
   Report& report_;

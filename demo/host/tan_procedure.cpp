@@ -8,6 +8,7 @@ namespace {
 constexpr unsigned short kNewest = 7;
 constexpr unsigned short kOldest = 6;
 constexpr unsigned long kStep = 1000;
+constexpr const char* kMust = "2";
 
 }  // namespace
 
@@ -32,6 +33,17 @@ long TanProcedure::Number(unsigned long id, long otherwise) const {
   return NumberOf(*parameters_, id + offset_, otherwise);
 }
 
-bool TanProcedure::NeedsMedium() const { return Text(field::kProcedureMediumNeeded) == "2"; }
+bool TanProcedure::Flag(unsigned long id) const {
+  bool flag = true;
+  return !parameters_->GetFieldBool(flag, id + offset_) || flag;
+}
+
+bool TanProcedure::NeedsMedium() const { return Text(field::kProcedureMediumNeeded) == kMust; }
+
+bool TanProcedure::NamesOrderAccount() const {
+  return Text(field::kProcedureOrderAccount) == kMust;
+}
+
+bool TanProcedure::NamesPayingAccount() const { return Text(field::kProcedureSmsAccount) == kMust; }
 
 }  // namespace tmx::demo

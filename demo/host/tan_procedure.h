@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "demo/segments/fields.h"
 #include "tmxtools/banking/user.h"
 
 namespace tmx::demo {
@@ -22,10 +23,22 @@ class TanProcedure {
   std::string Text(unsigned long field) const;
   long Number(unsigned long field, long otherwise) const;
   bool NeedsMedium() const;
+  // Whether HKTAN names the account of its order.
+  bool NamesOrderAccount() const;
+  // Whether HKTAN names an account that pays for messages with TANs.
+  bool NamesPayingAccount() const;
+  // Whether orders are confirmed on another device. If so: whether the client may ask the bank by
+  // itself if that was done, and whether it may when the user says that it was.
+  bool IsDecoupled() const { return Text(field::kProcedureZkaName).starts_with("Decoupled"); }
+  bool AllowsAutomaticQuestions() const { return Flag(field::kProcedureAutomatic); }
+  bool AllowsManualQuestions() const { return Flag(field::kProcedureManual); }
 
  private:
   TanProcedure(const HbSegment& parameters, unsigned long offset)
       : parameters_(&parameters), offset_(offset) {}
+
+  // Of a yes or no; yes without one.
+  bool Flag(unsigned long field) const;
 
   const HbSegment* parameters_;
   unsigned long offset_;  // of the procedure's fields from those of the first

@@ -17,6 +17,19 @@ constexpr long kLongestWait = 120;  // seconds between two questions
 // What a bank asks for, but at least 1 and never without end.
 long WithinLimit(long number, long most) { return std::clamp(number, 1L, most); }
 
+bool HasAccount(const HbSegment& order) {
+  return !TextOf(order, field::kIban).empty() || !TextOf(order, field::kAccountNumber).empty();
+}
+
+// The account as the order names it.
+void CopyAccount(const HbSegment& order, HbSegment& tan) {
+  for (const unsigned long id :
+       {field::kIban, field::kBic, field::kAccountNumber, field::kSubaccount, field::kBankCode})
+    PutText(tan, TextOf(order, id), id);
+  if (const long country = NumberOf(order, field::kCountry); country != 0)
+    tan.PutFieldInt32(country, field::kCountry);
+}
+
 // The challenge, which some banks let answer the order instead of its HKTAN.
 const HbSegment* FindChallenge(const HbRequest& order, const HbRequest& tan) {
   const HbSegment* const own = FindResponse(tan, "HITAN");
@@ -49,9 +62,26 @@ HbRequest* TanSteps::NewRequest(const char* process, const std::string& order_co
   return &tan;
 }
 
+HbRequest* TanSteps::NewFirstStep(const HbRequest& order, const std::string& order_code) {
+  HbRequest* const tan = NewRequest("4", order_code);
+  if (tan == nullptr) return nullptr;
+  const TanProcedure procedure = *TanProcedure::Find(user_, access_.security_function);
+  const auto forbid = [this](const std::string& why) {
+    report_.Fail(Outcome::kForbidden, "HITANS " + why + " procedure " + access_.security_function);
+    return nullptr;
+  };
+  if (procedure.IsDecoupled() && !CanAsk(procedure))
+    return forbid("allows this client no questions after a confirmation by");
+  if (!HasAccount(order.GetValues())) return tan;
+  if (procedure.NamesPayingAccount())
+    return forbid("demands an account that pays for the messages of");
+  if (procedure.NamesOrderAccount()) CopyAccount(order.GetValues(), tan->GetValues());
+  return tan;
+}
+
 bool TanSteps::Send(std::vector<HbRequest*> requests, HbRequest& order,
                     const std::string& order_code) {
-  HbRequest* const tan = NewRequest("4", order_code);
+  HbRequest* const tan = NewFirstStep(order, order_code);
   if (tan == nullptr) return false;
   requests.push_back(tan);
   return dialog_.Send(requests) && Finish(order, *tan);
@@ -104,6 +134,11 @@ bool TanSteps::GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challe
   return sent && HandOver(order, *answer);
 }
 
+bool TanSteps::CanAsk(const TanProcedure& procedure) const {
+  return procedure.AllowsAutomaticQuestions() ||
+         (procedure.AllowsManualQuestions() && surface_.is_confirmed);
+}
+
 bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge) {
   const std::string reference = TokenOf(challenge, field::kOrderReference);
   const TanProcedure procedure = *TanProcedure::Find(user_, access_.security_function);
@@ -112,6 +147,9 @@ bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge)
   surface_.show(ReadChallenge(challenge, true));
   for (long i = 0; i < most; ++i) {
     surface_.wait(std::chrono::seconds(WithinLimit(wait, kLongestWait)));
+    if (!procedure.AllowsAutomaticQuestions() && (!CanAsk(procedure) || !surface_.is_confirmed()))
+      return report_.Fail(Outcome::kNotGiven,
+                          "the order was not confirmed; confirmed later, it is still carried out");
     HbRequest* const question = NewRequest("S", "");
     if (question == nullptr) return false;
     PutText(question->GetValues(), reference, field::kOrderReference);

@@ -19,10 +19,15 @@ class TanSteps {
   // Waits before the bank is asked whether the user has confirmed.
   using Wait = std::function<void(std::chrono::seconds)>;
 
-  // How the steps reach the user. Both are given.
+  // Asks the user whether he has confirmed; false if he gives up.
+  using IsConfirmed = std::function<bool()>;
+
+  // How the steps reach the user. All are given, but `is_confirmed` may be empty: then procedures
+  // that ask only at the user's word cannot be used.
   struct Surface {
     ShowChallenge show;
     Wait wait;
+    IsConfirmed is_confirmed;
   };
 
   TanSteps(BankDialog& dialog, const HbUser& user, const Access& access, Surface surface,
@@ -35,11 +40,15 @@ class TanSteps {
  private:
   // An HKTAN; null with a problem.
   HbRequest* NewRequest(const char* process, const std::string& order_code);
+  // The HKTAN beside an order; null with a problem.
+  HbRequest* NewFirstStep(const HbRequest& order, const std::string& order_code);
   bool Finish(HbRequest& order, HbRequest& tan);
   // What the second step has brought belongs to the order.
   bool HandOver(HbRequest& order, const HbRequest& step);
   bool GiveTan(HbRequest& order, HbRequest& tan, const HbSegment& challenge);
   bool WaitForConfirmation(HbRequest& order, const HbSegment& challenge);
+  // Whether there is a way to ask the bank for a confirmation.
+  bool CanAsk(const TanProcedure& procedure) const;
 
   BankDialog& dialog_;
   const HbUser& user_;

@@ -34,6 +34,7 @@ class HostFixture : public ::testing::Test {
 
   void Restart(ConversationOptions options) {
     options.show = [this](const Challenge& challenge) { challenges_.push_back(challenge); };
+    options.is_confirmed = std::move(is_confirmed_);
     options.wait = [this](std::chrono::seconds time) { waited_ += time.count(); };
     const auto exchange = [this](std::string_view bytes, std::string& answer,
                                  std::string& problem) {
@@ -89,6 +90,7 @@ class HostFixture : public ::testing::Test {
   bool gives_tan_ = true;
   std::string challenge_;
   std::vector<Challenge> challenges_;
+  TanSteps::IsConfirmed is_confirmed_;  // of the next conversation
   long waited_ = 0;
   int messages_ = 0;
   std::vector<std::string> sent_;

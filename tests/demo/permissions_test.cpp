@@ -106,6 +106,105 @@ TEST_F(Allowed, IsNotWhatNeedsTwoSignatures) {
   ExpectForbidden("HIUPD demands 2 signatures for HKCCS");
 }
 
+// What a transfer to another bank says; nothing where it was sent.
+class Transfers : public Allowed {
+ protected:
+  std::string Forbidden(const std::string& amount, const std::string& format = kPain) {
+    messages_ = 0;
+    const bool taken = conversation().Transfer(
+        accounts_[0], format, PaymentFile(accounts_[0].iban, "DE02120300000000202051", amount));
+    if (messages_ > 0) return "";
+    EXPECT_FALSE(taken);
+    EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
+    return conversation().Problem();
+  }
+
+  HbSegment& Rights() { return *user_.GetUPDSegment(String(accounts_[0].number.c_str())); }
+
+  // Where HIUPD speaks of HKCCS.
+  unsigned long Place() {
+    std::string job;
+    unsigned long at = 0;
+    while (HasText(Rights(), field::kAllowedJob + at, job) && job != "HKCCS") at += 101240;
+    return at;
+  }
+};
+
+TEST_F(Transfers, AreInAFormatThatTheBankNames) {
+  const std::string known = "urn:iso:std:iso:20022:tech:xsd:pain.001.001.";
+  EXPECT_EQ(Forbidden("1.00"), "");
+  EXPECT_EQ(Forbidden("1.00", known + "12"), "HISPAS does not name the format " + known +
+                                                 "12, but " + known + "03, " + known + "09");
+  KeepBankParameters([](const HbSegment& each) { return CodeOf(each) != "HISPAS"; });
+  EXPECT_EQ(Forbidden("1.00", known + "12"), "") << "a bank that names none takes any";
+}
+
+TEST_F(Transfers, AreNoneAboveTheOrdersLimit) {
+  const unsigned long at = Place();
+  Rights().PutFieldString("E", field::kAllowedJobLimitType + at);
+  Rights().PutFieldAmount(HbAmount(10000, 1, String()), field::kAllowedJobLimit + at);
+  Rights().PutFieldString("EUR", field::kAllowedJobLimitCurrency + at);
+  EXPECT_EQ(Forbidden("1000.01"), "HIUPD allows at most 1000,0 EUR for one HKCCS, not 1000,01 EUR");
+  EXPECT_EQ(Forbidden("1000.00"), "");
+}
+
+TEST_F(Transfers, AreNoneAboveTheAccountsLimit) {
+  Rights().PutFieldString("E", field::kLimitType);
+  Rights().PutFieldAmount(HbAmount(5000, 2, String()), field::kLimitAmount);
+  Rights().PutFieldString("EUR", field::kLimitCurrency);
+  EXPECT_EQ(Forbidden("50.01"), "HIUPD allows at most 50,00 EUR for one HKCCS, not 50,01 EUR");
+  EXPECT_EQ(Forbidden("50"), "");
+}
+
+TEST_F(Transfers, AreLeftToTheBankWhereTheLimitIsNotThatOfOneOrder) {
+  const unsigned long at = Place();
+  Rights().PutFieldString("T", field::kAllowedJobLimitType + at);
+  Rights().PutFieldAmount(HbAmount(1, 2, String()), field::kAllowedJobLimit + at);
+  Rights().PutFieldString("EUR", field::kAllowedJobLimitCurrency + at);
+  EXPECT_EQ(Forbidden("1.00"), "") << "of a day";
+  Rights().PutFieldString("E", field::kAllowedJobLimitType + at);
+  Rights().PutFieldString("USD", field::kAllowedJobLimitCurrency + at);
+  EXPECT_EQ(Forbidden("1.00"), "") << "in another currency";
+}
+
+TEST_F(Allowed, IsANationalAccountOnlyIfTheBankTakesIt) {
+  const std::string international = accounts_[0].iban + ':' + accounts_[0].bic;
+  ASSERT_TRUE(conversation().Balance(accounts_[0], balance_)) << conversation().Problem();
+  EXPECT_THAT(sent_.back(), HasSubstr('+' + international + "+N'"));
+  BankParameter("HISPAS").PutFieldBool(true, field::kNationalAccountAllowed);
+  ASSERT_TRUE(conversation().Balance(accounts_[0], balance_)) << conversation().Problem();
+  EXPECT_THAT(sent_.back(), HasSubstr('+' + international + ":1000471101::280:99900011+N'"));
+}
+
+TEST_F(Allowed, IsWithoutATwoStepProcedureWhatNeedsNoTan) {
+  access_.allowed_functions = {kOneStep};
+  access_.security_function = kOneStep;
+  Restart({});
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_TRUE(conversation().Balance(accounts_[0], balance_)) << conversation().Problem();
+  messages_ = 0;
+  EXPECT_FALSE(conversation().Transfer(accounts_[0], kPain, "<Document/>"));
+  ExpectForbidden("HIPINS demands a TAN for HKCCS, and no two-step procedure is chosen");
+  for (unsigned short version = 6; version <= 7; ++version)
+    user_.GetBPDSegment("HITANS", version, true)->PutFieldBool(false, field::kOneStepAllowed);
+  EXPECT_FALSE(conversation().Balance(accounts_[0], balance_));
+  ExpectForbidden("HITANS allows no orders without a two-step procedure");
+}
+
+TEST_F(Allowed, IsTheQuestionForMediaOnlyAmongThePinOrders) {
+  HbSegment& pins = BankParameter("HIPINS");
+  std::string job;
+  for (unsigned long at = 0; HasText(pins, field::kTanJob + at, job); at += 100)
+    if (job == "HKTAB") pins.PutFieldString("HKXXX", field::kTanJob + at);
+  access_.tan_medium.clear();
+  Restart({});
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
+  EXPECT_EQ(conversation().Problem(),
+            "HIPINS does not name HKTAB among the orders with PIN and TAN");
+  EXPECT_THAT(sent_.back(), Not(HasSubstr("HKTAB")));
+}
+
 TEST_F(Allowed, IsNoMessageAboveTheBanksLimit) {
   const std::string huge(300 << 10, 'x');
   EXPECT_FALSE(conversation().Transfer(accounts_[0], kPain, huge));

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "demo/bank/procedures.h"
 #include "demo/host/segment_values.h"
@@ -114,20 +115,110 @@ TEST_F(TanSteps, AskNoMoreOftenForAConfirmationThanTheBankAllows) {
   EXPECT_EQ(Balance(), FirstBalance());
 }
 
-TEST_F(TanSteps, HaveLimitsOfTheirOwn) {
-  BeNeverConfirmed();
-  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
-  HbSegment& procedures = *user_.GetBPDSegment("HITANS", 7, true);
-  const unsigned long second = 1000;  // the procedure
-  procedures.PutFieldInt32(0, field::kProcedureMaxRequests + second);
-  procedures.PutFieldInt32(86400, field::kProcedureWaitFirst + second);
-  std::vector<BankAccount> accounts;
-  ASSERT_TRUE(conversation().Accounts(accounts)) << conversation().Problem();
-  EXPECT_FALSE(conversation().Transfer(
-      accounts[0], kPain, PaymentFile(accounts[0].iban, "DE02120300000000202051", "1.00")));
+// Procedures whose parameters are changed before the transfer.
+class Procedures : public TransferFixture {
+ protected:
+  void Open(const char* function) {
+    ConversationOptions options;
+    options.wanted_function = function;
+    Restart(options);
+    ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+    at_ = std::string(function) == "946" ? 1000 : 0;
+  }
+  HbSegment& Parameters() { return *user_.GetBPDSegment("HITANS", 7, true); }
+  bool Transfer() {
+    std::vector<BankAccount> accounts;
+    EXPECT_TRUE(conversation().Accounts(accounts)) << conversation().Problem();
+    from_ = accounts[0];
+    messages_ = 0;
+    return conversation().Transfer(from_, kPain,
+                                   PaymentFile(from_.iban, "DE02120300000000202051", "1.00"));
+  }
+
+  unsigned long at_ = 0;  // where the fields of the procedure stand
+};
+
+TEST_F(Procedures, HaveLimitsThatTheHostSets) {
+  BankOptions bank;
+  bank.confirm_after = 1000;
+  bank_ = SandboxBank(bank);
+  Open("946");
+  Parameters().PutFieldInt32(0, field::kProcedureMaxRequests + at_);
+  Parameters().PutFieldInt32(86400, field::kProcedureWaitFirst + at_);
+  EXPECT_FALSE(Transfer());
   EXPECT_EQ(conversation().Problem(),
             "the order was not confirmed in time; confirmed later, it is still carried out");
   EXPECT_EQ(waited_, 120);
+}
+
+TEST_F(Procedures, MayLeaveItToTheUserWhenTheBankIsAsked) {
+  int questions = 0;
+  is_confirmed_ = [&] { return ++questions > 0; };
+  Open("946");
+  Parameters().PutFieldBool(false, field::kProcedureAutomatic + at_);
+  Parameters().PutFieldBool(true, field::kProcedureManual + at_);
+  EXPECT_TRUE(Transfer()) << conversation().Problem();
+  EXPECT_EQ(questions, 2) << "the first one comes too early";
+  EXPECT_EQ(messages_, 3);
+}
+
+TEST_F(Procedures, AskNoMoreOnceTheUserGivesUp) {
+  is_confirmed_ = [] { return false; };
+  Open("946");
+  Parameters().PutFieldBool(false, field::kProcedureAutomatic + at_);
+  Parameters().PutFieldBool(true, field::kProcedureManual + at_);
+  EXPECT_FALSE(Transfer());
+  EXPECT_EQ(messages_, 1) << "the order alone";
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kNotGiven);
+  EXPECT_EQ(conversation().Problem(),
+            "the order was not confirmed; confirmed later, it is still carried out");
+}
+
+TEST_F(Procedures, DoNotAskTheUserWhereTheClientMayAskByItself) {
+  is_confirmed_ = [] {
+    ADD_FAILURE();
+    return false;
+  };
+  Open("946");
+  Parameters().PutFieldBool(true, field::kProcedureManual + at_);
+  EXPECT_TRUE(Transfer()) << conversation().Problem();
+}
+
+TEST_F(Procedures, AreNotUsedWhereNobodyMayAsk) {
+  for (const bool manual : {true, false}) {
+    SCOPED_TRACE(manual);
+    // Questions at the user's word need a user.
+    is_confirmed_ = manual ? std::function<bool()>() : [] { return true; };
+    Open("946");
+    Parameters().PutFieldBool(false, field::kProcedureAutomatic + at_);
+    Parameters().PutFieldBool(manual, field::kProcedureManual + at_);
+    EXPECT_FALSE(Transfer());
+    EXPECT_EQ(messages_, 0);
+    EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
+    EXPECT_EQ(conversation().Problem(),
+              "HITANS allows this client no questions after a confirmation by procedure 946");
+    Parameters().PutFieldBool(true, field::kProcedureAutomatic + at_);
+  }
+}
+
+TEST_F(Procedures, NameTheAccountOfTheOrderWhereTheBankDemandsIt) {
+  Open("910");
+  EXPECT_TRUE(Transfer()) << conversation().Problem();
+  EXPECT_THAT(sent_[sent_.size() - 2], HasSubstr("HKTAN:4:7+4+HKCCS+++++++++Karte 1'"));
+  Parameters().PutFieldString("2", field::kProcedureOrderAccount);
+  EXPECT_TRUE(Transfer()) << conversation().Problem();
+  EXPECT_THAT(sent_[sent_.size() - 2],
+              HasSubstr("HKTAN:4:7+4+HKCCS+" + from_.iban + ':' + from_.bic + "++++++++Karte 1'"));
+}
+
+TEST_F(Procedures, AreNotUsedIfTheyAreToBePaidForByAnAccount) {
+  Open("910");
+  Parameters().PutFieldString("2", field::kProcedureSmsAccount);
+  EXPECT_FALSE(Transfer());
+  EXPECT_EQ(messages_, 0);
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
+  EXPECT_EQ(conversation().Problem(),
+            "HITANS demands an account that pays for the messages of procedure 910");
 }
 
 // Loses the answer to the message with the TAN.

@@ -1,4 +1,4 @@
-#include "demo/bank/xml.h"
+#include "demo/xml.h"
 
 #include <gtest/gtest.h>
 

@@ -71,7 +71,7 @@ CLI::App* AddOrder(CLI::App& client, const char* name, const char* help, Order o
   command->add_option("--product", options->product,
                       "registration number of the product, kept with the parameter data");
   command->add_option("--procedure", options->function, "security function, as 910");
-  command->add_option("--medium", options->medium, "name of the TAN medium");
+  command->add_option("--medium", options->medium, "name of the TAN medium, one that init lists");
   command->add_flag("--json", options->json, "print JSON");
   command->callback([=, &exit_code] {
     exit_code =

@@ -74,6 +74,22 @@ Json Procedures(const StoredUser& stored, std::string& table) {
   return procedures;
 }
 
+// The media of the chosen procedure; none where it needs none or the bank offers no list.
+bool Media(Conversation& conversation, const StoredUser& stored, Json& listed, std::string& table) {
+  const auto procedure = demo::TanProcedure::Find(stored.user, stored.access.security_function);
+  std::vector<demo::ListedMedium> media;
+  if (procedure && procedure->NeedsMedium() && !conversation.Media(media) &&
+      conversation.LastOutcome() != demo::Outcome::kForbidden)
+    return false;
+  for (const demo::ListedMedium& medium : media) {
+    const bool is_chosen = medium.name == stored.access.tan_medium;
+    listed.push_back(
+        {{"name", Utf8(medium.name)}, {"kind", Utf8(medium.kind)}, {"chosen", is_chosen}});
+    table += ForOutput("medium       " + medium.name + (is_chosen ? ", chosen" : "")) + '\n';
+  }
+  return true;
+}
+
 }  // namespace
 
 int ShowAccess(const ClientOptions& options, Conversation& conversation, const StoredUser& stored) {
@@ -90,6 +106,8 @@ int ShowAccess(const ClientOptions& options, Conversation& conversation, const S
       '\n';
   const Json accounts = AccountsInParameters(stored.user, table);
   const Json procedures = Procedures(stored, table);
+  Json media = Json::array();
+  if (!Media(conversation, stored, media, table)) return kFindings;
   Json texts = Json::array();
   for (const std::string& text : conversation.BankTexts()) {
     texts.push_back(Utf8(text));
@@ -102,6 +120,7 @@ int ShowAccess(const ClientOptions& options, Conversation& conversation, const S
              {"user", Utf8(user)},
              {"accounts", accounts},
              {"procedures", procedures},
+             {"media", media},
              {"said", texts}},
         table);
   return kDone;

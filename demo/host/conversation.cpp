@@ -20,6 +20,13 @@ ConversationOptions WithDefaults(ConversationOptions options) {
   return options;
 }
 
+std::string NamesOf(const std::vector<ListedMedium>& media) {
+  std::string names;
+  for (const ListedMedium& medium : media)
+    names += (names.empty() ? "'" : ", '") + medium.name + '\'';
+  return names;
+}
+
 }  // namespace
 
 Conversation::Conversation(HbJob& job, HbUser& user, HbMacroEngine& engine, Access& access,
@@ -49,10 +56,11 @@ bool Conversation::Open() {
   return OpenDialog(false);
 }
 
-bool Conversation::LacksMedium() {
-  if (!options_.wanted_medium.empty()) access_.tan_medium = options_.wanted_medium;
+bool Conversation::LacksMedium() const {
   const auto procedure = TanProcedure::Find(user_, access_.security_function);
-  return procedure && procedure->NeedsMedium() && access_.tan_medium.empty();
+  const std::string& wanted = options_.wanted_medium;
+  return procedure && procedure->NeedsMedium() &&
+         (access_.tan_medium.empty() || (!wanted.empty() && wanted != access_.tan_medium));
 }
 
 HbRequest& Conversation::NewIdentity() {
@@ -129,27 +137,47 @@ bool Conversation::ChooseFunction() {
                       "HITANS of the bank's parameters does not describe the procedure " + chosen);
 }
 
-// Asks for the names of the media if the procedure needs one. The dialog goes on as it began.
-bool Conversation::ChooseMedium() {
-  if (!LacksMedium()) return true;
+bool Conversation::AskForMedia(std::vector<ListedMedium>& media) {
+  media.clear();
   const unsigned short version = permissions_.VersionOf("HKTAB", 5, 4);
   if (version == 0 || !permissions_.IsForPinAndTan("HKTAB")) return false;
   HbRequest& question = dialog_.NewRequest("HKTAB", version);
   PutText(question.GetValues(), "0", field::kMediumKind);
   PutText(question.GetValues(), "A", field::kMediumClassWanted);
   if (!dialog_.Send({&question})) return false;
-  constexpr unsigned long kMediumStep = 1000;
-  const HbSegment* const media = FindResponse(question, "HITAB");
-  std::string name;
-  for (unsigned long at = 0; media != nullptr; at += kMediumStep) {
-    std::string kind;
-    if (!HasText(*media, field::kMediumClass + at, kind)) break;
-    if (HasText(*media, field::kMediumName + at, name)) break;
+  if (const HbSegment* const list = FindResponse(question, "HITAB")) media = MediaIn(*list);
+  std::erase_if(media, [this](const ListedMedium& medium) {
+    return !medium.function.empty() && medium.function != access_.security_function;
+  });
+  return true;
+}
+
+bool Conversation::Media(std::vector<ListedMedium>& media) {
+  report_.Begin();
+  return AskForMedia(media);
+}
+
+// The dialog goes on as it began.
+bool Conversation::ChooseMedium() {
+  if (!LacksMedium()) return true;
+  const std::string& wanted = options_.wanted_medium;
+  std::vector<ListedMedium> media;
+  if (!AskForMedia(media)) {
+    // A bank that offers no list must be told a name all the same.
+    if (report_.outcome != Outcome::kForbidden || wanted.empty()) return false;
+    report_.Begin();
+    access_.tan_medium = wanted;
+    return true;
   }
-  if (name.empty())
+  if (media.empty())
     return report_.Fail(Outcome::kWrongAnswer,
-                        "the bank names no TAN medium, but the procedure needs one");
-  access_.tan_medium = name;
+                        "the bank lists no TAN medium, but the procedure needs one");
+  const auto found =
+      wanted.empty() ? media.begin() : std::ranges::find(media, wanted, &ListedMedium::name);
+  if (found == media.end())
+    return report_.Fail(Outcome::kForbidden,
+                        "the bank lists no TAN medium '" + wanted + "', but " + NamesOf(media));
+  access_.tan_medium = found->name;
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include "demo/host/bank_account.h"
 #include "demo/host/bank_dialog.h"
 #include "demo/host/permissions.h"
+#include "demo/host/tan_media.h"
 #include "demo/host/tan_steps.h"
 
 namespace tmx::demo {
@@ -16,7 +17,7 @@ struct ConversationOptions {
   std::string product = "tmxtools";
   std::string product_version = "1.0";
   std::string wanted_function;  // empty: the first that the bank allows
-  std::string wanted_medium;    // empty: the first that the bank names
+  std::string wanted_medium;    // empty: the first that the bank lists
   ShowChallenge show;           // pictures and codes among them; empty: only the text is seen
   TanSteps::Wait wait;          // replaced by tests; empty: sleeps
   // Asked before each question after a confirmation where the bank allows none that the user has
@@ -59,6 +60,8 @@ class Conversation {
   // A transfer in a pain.001.
   bool Transfer(const BankAccount& account, const std::string& pain_format,
                 const std::string& pain);
+  // The TAN media that the bank lists for the procedure.
+  bool Media(std::vector<ListedMedium>& media);
   bool Close();
 
   // How the last operation ended.
@@ -77,8 +80,9 @@ class Conversation {
   HbRequest& NewPreparation();
   bool TakeSystemId(const HbRequest& synchronisation);
   bool ChooseFunction();
-  // Whether the procedure needs a medium and none is known or wanted.
-  bool LacksMedium();
+  // Whether the procedure needs a medium and none is known, or another one is wanted.
+  bool LacksMedium() const;
+  bool AskForMedia(std::vector<ListedMedium>& media);
   bool ChooseMedium();
   // In the dialect that bank and account allow; null with a problem.
   HbRequest* NewStatementRequest(const BankAccount& account);

@@ -165,6 +165,74 @@ TEST_F(ConversationTest, AsksForAMediumWhenAnotherProcedureNeedsOne) {
   EXPECT_EQ(access_.tan_medium, "Leser + Kamera");
 }
 
+TEST_F(ConversationTest, ListsTheMediaOfItsProcedure) {
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  std::vector<ListedMedium> media{{"old", "", ""}};
+  ASSERT_TRUE(conversation().Media(media)) << conversation().Problem();
+  EXPECT_THAT(media, ::testing::ElementsAre(ListedMedium{"Karte 1", "G", "910"},
+                                            ListedMedium{"Leser + Kamera", "G", "910"}));
+}
+
+TEST_F(ConversationTest, TakesNoMediumThatTheBankDoesNotList) {
+  ConversationOptions options;
+  options.wanted_medium = "Karte 2";
+  Restart(options);
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
+  EXPECT_EQ(conversation().Problem(),
+            "the bank lists no TAN medium 'Karte 2', but 'Karte 1', 'Leser + Kamera'");
+  EXPECT_EQ(access_.tan_medium, "");
+}
+
+TEST_F(ConversationTest, TrustsTheUserWhereTheBankOffersNoList) {
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  KeepBankParameters([](const HbSegment& each) { return CodeOf(each) != "HITABS"; });
+  ConversationOptions options;
+  options.wanted_medium = "Leser + Kamera";
+  Restart(options);
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_EQ(access_.tan_medium, "Leser + Kamera");
+  access_.tan_medium.clear();
+  Restart({});
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().Problem(),
+            "the bank does not offer HKTAB: its parameters hold no HITABS of version 4 to 5");
+}
+
+// Lists the media differently.
+class OddMedia : public HostFixture {
+ protected:
+  bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
+    HostFixture::Deliver(message, answer, problem);
+    if (message.find("HKTAB") != std::string::npos)
+      answer = Edited(std::move(answer), listed_, heard_);
+    return true;
+  }
+
+  std::string listed_ = "+G:1:910:6725990001:";
+  std::string heard_ = "+G:1:911:6725990001:";
+};
+
+TEST_F(OddMedia, AreLeftOutIfTheyAreForAnotherProcedure) {
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_EQ(access_.tan_medium, "Leser + Kamera");
+}
+
+TEST_F(OddMedia, AreLeftOutWithoutAName) {
+  listed_ = ":Karte 1+";
+  heard_ = "+";
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_EQ(access_.tan_medium, "Leser + Kamera");
+}
+
+TEST_F(OddMedia, AreMissing) {
+  listed_ = "HITAB:";
+  heard_ = "HIXXX:";
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kWrongAnswer);
+  EXPECT_EQ(conversation().Problem(), "the bank lists no TAN medium, but the procedure needs one");
+}
+
 TEST_F(ConversationTest, KnowsOnlyProceduresThatTheBankAllowsAndDescribes) {
   ConversationOptions options;
   options.wanted_function = "999999";

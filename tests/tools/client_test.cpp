@@ -25,6 +25,12 @@ TEST_F(ClientTest, ShowsWhatItLearntAndWhatItIsAskedFor) {
                                       "account      DE"));
   EXPECT_THAT(init.output, HasSubstr("\nprocedure    910  Kartenleser, chosen, medium Karte 1\n"));
   EXPECT_THAT(init.output, HasSubstr("\nprocedure    946  Freigabe-App\n"));
+  EXPECT_THAT(init.output, HasSubstr("\nmedium       Karte 1, chosen\n"
+                                     "medium       Leser + Kamera\n"));
+  const Ending strange = Client("accounts --medium Unbekannt");
+  EXPECT_EQ(strange.code, 1);
+  EXPECT_THAT(strange.output, HasSubstr("the bank lists no TAN medium 'Unbekannt', but 'Karte 1', "
+                                        "'Leser + Kamera'\n"));
   const Ending balance = Client("balance --account 1000471102");
   EXPECT_EQ(balance.code, 0);
   EXPECT_THAT(balance.output, HasSubstr("  5012,50 EUR\n"));

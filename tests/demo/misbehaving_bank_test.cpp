@@ -7,7 +7,7 @@
 #include "demo/base64.h"
 #include "demo/host/http_transport.h"
 #include "demo/host/segment_values.h"
-#include "tests/demo/host_fixture.h"
+#include "tests/demo/transfer_fixture.h"
 
 namespace tmx::demo {
 namespace {
@@ -27,7 +27,7 @@ struct Row {
   const char* problem;
 };
 
-class MisbehavingBank : public HostFixture {
+class MisbehavingBank : public TransferFixture {
  protected:
   bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
     const HttpReply reply = endpoint_->Post(ToBase64(message));
@@ -44,10 +44,18 @@ class MisbehavingBank : public HostFixture {
            conversation().Close();
   }
 
-  void Misbehave(const std::string& script) {
+  void Misbehave(const std::string& script, ConversationOptions options = {}) {
     endpoint_ = std::make_unique<BankEndpoint>(BankOptions{}, Parsed(script));
     access_ = {};
+    Restart(std::move(options));
+  }
+
+  // What the account has, as the bank says in another conversation.
+  std::string BalanceOfTheBank() {
     Restart({});
+    EXPECT_TRUE(conversation().Open() && conversation().Balance(from_, balance_))
+        << conversation().Problem();
+    return balance_ ? TextOf(*balance_, field::kBookedAmount) : "";
   }
 
   void ExpectNoSecret(const std::string& text) {
@@ -93,6 +101,62 @@ TEST_F(MisbehavingBank, IsToldByOutcomeAndText) {
     EXPECT_THAT(conversation().Problem(), HasSubstr(row.problem));
     ExpectNoSecret(conversation().Problem());
     conversation().Close();
+  }
+}
+
+struct PaymentRow {
+  const char* function;
+  const char* script;
+  bool is_done;
+  const char* problem;
+  bool has_moved;  // the money
+};
+
+// With 910 the sixth message is the transfer, the seventh brings the TAN; with 946 the fifth is the
+// transfer, and the sixth and seventh ask for its confirmation, which only the seventh finds.
+constexpr PaymentRow kPayments[] = {
+    {"910", "request 6 drop HITAN", false, "the bank wants a TAN, but its answer has no HITAN",
+     false},
+    {"910", "request 6 drop HIRMS", false, "does not say what became of HKCCS", false},
+    {"910", "request 6 drop HIRMG", false, "the bank's answer holds no return codes", false},
+    {"910", "request 6 cut 300", false, "it is cut or damaged", false},
+    {"910", "request 6 message-number 9", false, "number 9 instead of 3", false},
+    {"910", "request 6 garbage 1000", false, "what the bank has sent is no message", false},
+    {"910", "request 6 status 500", false, "the bank's server answers with status 500", false},
+    {"910", "request 7 drop HIRMS", false, "does not say what became of the order", true},
+    {"910", "request 7 drop HIRMG", false, "the bank's answer holds no return codes", true},
+    {"910", "request 7 cut 100", false, "it is cut or damaged", true},
+    {"910", "request 7 size 1", false, "it is cut or damaged", true},
+    {"910", "request 7 message-number 9", false, "number 9 instead of 4", true},
+    {"910", "request 7 dialog FREMD", false, "belongs to another dialog", true},
+    {"910", "request 7 empty", false, "the bank's answer is empty", true},
+    {"910", "request 7 base64", false, "the bank's answer is no Base64", true},
+    {"910", "request 7 status 503", false, "the bank's server answers with status 503", true},
+    {"910", "request 7 drop HITAN", true, "", true},
+    {"910", "extra 20\nsegment-gap 4", true, "", true},
+    {"946", "request 5 drop HITAN", false, "waits for a confirmation, but its answer has no HITAN",
+     false},
+    {"946", "request 5 drop HIRMS", false, "does not say what became of HKCCS", false},
+    {"946", "request 6 drop HIRMS", false, "does not say what became of the order", false},
+    {"946", "request 6 status 500", false, "the bank's server answers with status 500", false},
+    {"946", "request 7 drop HIRMS", false, "does not say what became of the order", true},
+    {"946", "request 7 cut 50", false, "it is cut or damaged", true},
+    {"946", "request 6 drop HITAN", true, "", true},
+    {"946", "extra 20\nsegment-gap 4", true, "", true},
+};
+
+TEST_F(MisbehavingBank, HasMadeNoTransferThatItDoesNotSay) {
+  for (const PaymentRow& row : kPayments) {
+    SCOPED_TRACE(std::string(row.function) + ": " + row.script);
+    ConversationOptions options;
+    options.wanted_function = row.function;
+    Misbehave(row.script, options);
+    EXPECT_EQ(TransferTo("12.34"), row.is_done) << conversation().Problem();
+    EXPECT_EQ(conversation().LastOutcome(), row.is_done ? Outcome::kDone : Outcome::kUncertain);
+    EXPECT_THAT(conversation().Problem(), HasSubstr(row.problem));
+    ExpectNoSecret(conversation().Problem());
+    conversation().Close();
+    EXPECT_EQ(BalanceOfTheBank(), AmountText(FirstBalance() - (row.has_moved ? 1234 : 0)));
   }
 }
 

@@ -123,6 +123,37 @@ TEST_F(ClientTest, SaysHowAMisbehavingBankEndedIt) {
   ExpectNoSecrets();
 }
 
+// The sixth message is the transfer, the seventh brings the TAN.
+TEST_F(ClientTest, SaysNoTransferIsMadeThatTheBankHasNotMade) {
+  struct Row {
+    const char* script;
+    int code;
+    const char* text;
+  };
+  constexpr Row rows[] = {
+      {"request 6 drop HITAN", 1,
+       "the bank wants a TAN, but its answer has no HITAN; the transfer "
+       "may have been carried out"},
+      {"request 6 drop HIRMS", 1, "the transfer may have been carried out"},
+      {"request 7 drop HIRMS", 1, "the transfer may have been carried out"},
+      {"request 7 cut 100", 1, "the transfer may have been carried out"},
+      {"request 7 reset", 1, "the transfer may have been carried out"},
+      {"request 7 delay 30000", 1, "the transfer may have been carried out"},
+      {"extra 3", 0, "The bank has taken the transfer.\n"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.script);
+    std::filesystem::remove_all(written_.File("data"));
+    StartBank(row.script);
+    const Ending ending = Client(
+        "transfer --account 1000471101 --name Erika --amount 1 --wait 5 "
+        "--to DE02120300000000202051");
+    EXPECT_EQ(ending.code, row.code);
+    EXPECT_THAT(ending.output, HasSubstr(row.text));
+  }
+  ExpectNoSecrets();
+}
+
 TEST_F(ClientTest, SendsAWrongPinOnce) {
   StartBank("");
   Write("pin", "99999\n");

@@ -32,6 +32,8 @@ class SegmentReader {
   bool NextSegment();
   // False behind the last one of the segment.
   bool NextElement(GroupElement& group);
+  // Where what comes next begins: behind NextSegment() the segment.
+  std::uint32_t Position() const { return rest_.begin; }
 
   // Of the segment.
   std::string_view Code() const { return code_; }         // its first 15 characters

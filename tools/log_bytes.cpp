@@ -6,13 +6,13 @@ namespace tmx::tools {
 namespace {
 
 constexpr std::uint32_t kWindow = 1 << 16;
+// Held before the byte asked for, as whoever reads a text goes back to its beginning now and then.
+constexpr std::uint32_t kBefore = kWindow / 4;
 
 }  // namespace
 
 void LogBytes::Load(std::uint32_t position) {
-  // Whoever goes backwards goes on doing so.
-  const bool backwards = position < begin_;
-  begin_ = backwards ? position + 1 - std::min(position + 1, kWindow) : position;
+  begin_ = position - std::min(position, kBefore);
   window_.assign(kWindow, '\0');
   stream_.Seek(begin_);
   stream_.Read(window_.data(), kWindow);

@@ -23,26 +23,29 @@ using Json = nlohmann::ordered_json;
 
 // ---- text ---------------------------------------------------------------------------------------
 
-class LinesToOutput : public LineSink {
+class LinesToFile : public LineSink {
  public:
+  explicit LinesToFile(std::FILE* file) : file_(file) {}
   void Begin(const LogLine& line) override {
     end_ = line.kind == LogLine::Kind::Title ? " ==\n" : "\n";
-    if (line.kind == LogLine::Kind::Title) std::fputs("\n== ", stdout);
+    if (line.kind == LogLine::Kind::Title) std::fputs("\n== ", file_);
     Add(line.text);
   }
-  void Add(std::string_view text) override { std::fputs(ForOutput(text).c_str(), stdout); }
-  void End() override { std::fputs(end_, stdout); }
+  void Add(std::string_view text) override { std::fputs(ForOutput(text).c_str(), file_); }
+  void End() override { std::fputs(end_, file_); }
 
  private:
+  std::FILE* file_;
   const char* end_ = "";
 };
 
 class TextPrinter : public LogPrinter {
  public:
+  explicit TextPrinter(std::FILE* file) : lines_(file) {}
   void Block(ShownLog& log, const LogBlock& block) override { PutLines(log, block, lines_); }
 
  private:
-  LinesToOutput lines_;
+  LinesToFile lines_;
 };
 
 // ---- JSON ---------------------------------------------------------------------------------------
@@ -171,9 +174,7 @@ class JsonPrinter : public LogPrinter {
   void Begin() override { std::fputs("[", stdout); }
   void Block(ShownLog& log, const LogBlock& block) override {
     Json json = {{"kind", NameOf(block.kind)}, {"start", block.begin}};
-    const bool has_direction = block.kind == Kind::Message || block.kind == Kind::Xml ||
-                               block.kind == Kind::Instruction || block.kind == Kind::Page;
-    if (has_direction) {
+    if (HasDirection(block)) {
       json["sent"] = block.sent;
       json["length"] = block.length;
     }
@@ -215,9 +216,16 @@ struct ExportOptions {
 
 std::unique_ptr<LogPrinter> PrinterFor(const ExportOptions& options, const LogSource& source) {
   if (options.format == "json") return std::make_unique<JsonPrinter>();
-  if (options.format == "text") return std::make_unique<TextPrinter>();
+  if (options.format == "text") return std::make_unique<TextPrinter>(stdout);
   const std::size_t slash = source.path.rfind('/');
   return std::make_unique<HtmlPrinter>(source.path.substr(slash + 1));
+}
+
+void Print(ShownLog& log, SvStream& contents, LogPrinter& printer) {
+  LogBlocks blocks(contents);
+  printer.Begin();
+  while (blocks.Next()) printer.Block(log, blocks.Block());
+  printer.End();
 }
 
 int Export(const LogSource& source, const String& key, const ExportOptions& options) {
@@ -233,14 +241,17 @@ int Export(const LogSource& source, const String& key, const ExportOptions& opti
     anonymiser.emplace(words);
   }
   ShownLog log(contents.Stream(), std::move(anonymiser));
-  LogBlocks blocks(contents.Stream());
-  printer->Begin();
-  while (blocks.Next()) printer->Block(log, blocks.Block());
-  printer->End();
+  Print(log, contents.Stream(), *printer);
   return contents.IsGood() ? kDone : kFindings;
 }
 
 }  // namespace
+
+void PrintAsText(SvStream& contents, std::FILE* file) {
+  ShownLog log(contents);
+  TextPrinter printer(file);
+  Print(log, contents, printer);
+}
 
 void AddLogExportCommand(CLI::App& log, int& exit_code) {
   const auto options = std::make_shared<ExportOptions>();

@@ -1,6 +1,7 @@
 // The forms into which a log is exported.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 #include "tools/shown_log.h"
@@ -27,5 +28,8 @@ class HtmlPrinter : public LogPrinter {
  private:
   std::string title_;
 };
+
+// All of a log as text. What cannot be read or written is in the error of the stream or the file.
+void PrintAsText(SvStream& contents, std::FILE* file);
 
 }  // namespace tmx::tools

@@ -70,14 +70,9 @@ class SegmentLine {
 
  private:
   void Put(const GroupElement& group) {
-    const bool is_head = group.element == 1;
-    const Sink part = [&](std::string_view text) { is_head ? to_.AddHead(text) : to_.Add(text); };
-    const bool is_filled =
-        group.group != 0 || !group.is_last || group.is_binary || !group.raw.IsEmpty();
-    if (!is_head && is_filled && group.group == 0) part("  " + std::to_string(group.element) + "=");
-    if (group.group != 0) part(":");
-    if (group.is_binary) return part("<" + std::to_string(group.raw.Size()) + " bytes>");
-    log_.Text(segment_, group)([&](std::string_view piece) { part(Printable(piece)); });
+    to_.Add(LabelOf(group));
+    if (group.is_binary) return;
+    log_.Text(segment_, group)([&](std::string_view piece) { to_.Add(Printable(piece)); });
   }
 
   ShownLog& log_;
@@ -92,7 +87,7 @@ void PutSegment(ShownLog& log, SegmentReader& segment, LineSink& to) {
   for (GroupElement group; again.NextElement(group);) {
     if (!group.is_binary) continue;
     const Produce raw = log.Raw(again, group);
-    if (IsText(raw)) PutText(raw, "      | ", to);
+    if (IsText(raw)) PutText(raw, kTextIndent, to);
   }
 }
 
@@ -125,6 +120,21 @@ const char* LabelOf(const LogBlock& block) {
   return block.kind == Kind::Date ? "Datum: " : block.kind == Kind::Time ? "Uhrzeit: " : "";
 }
 
+bool HasDirection(const LogBlock& block) {
+  return block.kind == Kind::Message || block.kind == Kind::Xml ||
+         block.kind == Kind::Instruction || block.kind == Kind::Page;
+}
+
+std::string LabelOf(const GroupElement& group) {
+  const bool is_first = group.group == 0;
+  const bool is_filled = !is_first || !group.is_last || group.is_binary || !group.raw.IsEmpty();
+  std::string label = is_first ? "" : ":";
+  if (is_first && is_filled && group.element != 1)
+    label = "  " + std::to_string(group.element) + "=";
+  if (group.is_binary) label += "<" + std::to_string(group.raw.Size()) + " bytes>";
+  return label;
+}
+
 void PutLines(ShownLog& log, const LogBlock& block, LineSink& to) {
   LogLine head;
   head.text = TitleOf(block);
@@ -134,10 +144,7 @@ void PutLines(ShownLog& log, const LogBlock& block, LineSink& to) {
     log.Body(block)([&](std::string_view piece) { to.Add(Printable(piece)); });
     return to.End();
   }
-  const bool has_direction = block.kind != Kind::Screen && block.kind != Kind::Broken;
   head.kind = LogLine::Kind::Title;
-  head.sent = has_direction && block.sent;
-  head.received = has_direction && !block.sent;
   to.Begin(head);
   to.End();
   if (block.kind != Kind::Message) return PutText(log.Body(block), "", to);

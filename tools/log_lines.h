@@ -13,12 +13,7 @@ struct LogLine {
   enum class Kind { Title, Segment, Text };
 
   Kind kind = Kind::Text;
-  std::string text;      // ISO 8859-1, without control characters
-  std::size_t head = 0;  // of a segment: where its head begins in the text, and how long it is
-  std::size_t head_length = 0;
-  // Of a title: the direction of the message.
-  bool sent = false;
-  bool received = false;
+  std::string text;  // ISO 8859-1, without control characters
 };
 
 // Takes lines in pieces, as one may be longer than memory.
@@ -26,7 +21,6 @@ class LineSink {
  public:
   virtual ~LineSink() = default;
   virtual void Begin(const LogLine& line) = 0;  // with the first piece of its text
-  virtual void AddHead(std::string_view text) { Add(text); }
   virtual void Add(std::string_view text) = 0;
   virtual void End() = 0;
 };
@@ -38,5 +32,11 @@ void PutLines(ShownLog& log, const LogBlock& block, LineSink& to);
 std::string TitleOf(const LogBlock& block);
 // What stands before a single line.
 const char* LabelOf(const LogBlock& block);
+// Whether it is something that was sent or received.
+bool HasDirection(const LogBlock& block);
+// What stands before the lines of a text inside a segment.
+inline constexpr const char* kTextIndent = "      | ";
+// What stands before the text of a group element, like "  2="; all of it for binary data.
+std::string LabelOf(const GroupElement& group);
 
 }  // namespace tmx::tools

@@ -75,6 +75,16 @@ int Terminal::ReadKey() {
   }
 }
 
+bool Terminal::IsStopped() {
+  pollfd input{STDIN_FILENO, POLLIN, 0};
+  while (must_end == 0 && poll(&input, 1, 0) == 1) {
+    unsigned char byte = 0;
+    if (read(STDIN_FILENO, &byte, 1) != 1 || byte == 3) return true;
+    if (byte == 0x1B && ReadSequence() == kKeyEscape) return true;
+  }
+  return must_end != 0;
+}
+
 int Terminal::ReadSoon() {
   pollfd input{STDIN_FILENO, POLLIN, 0};
   unsigned char byte = 0;

@@ -42,6 +42,9 @@ class Terminal {
   void Write(const std::string& text) const;
   // Waits for a key.
   int ReadKey();
+  // Whether Escape or Ctrl-C was pressed since, or the program is asked to end. Does not wait;
+  // other keys are lost.
+  bool IsStopped();
 
  private:
   // The next byte of input, or -1 when none comes soon enough.

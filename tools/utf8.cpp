@@ -60,13 +60,13 @@ class Latin1Decoder {
   unsigned char first_ = 0;
 };
 
+}  // namespace
+
 bool IsUtf8(const Produce& text) {
   Utf8Check check;
   text([&](std::string_view piece) { check.Add(piece); });
   return check.IsUtf8();
 }
-
-}  // namespace
 
 std::string AsUtf8(std::string_view bytes) {
   Utf8Check check;

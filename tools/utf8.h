@@ -10,6 +10,7 @@
 namespace tmx::tools {
 
 std::string AsUtf8(std::string_view bytes);
+bool IsUtf8(const Produce& text);
 
 // The same for a text that comes in pieces. It is asked for twice.
 void PutAsUtf8(const Produce& text, const Sink& to);

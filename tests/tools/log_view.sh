@@ -85,6 +85,45 @@ keys Down
 lacks "Datum: "
 keys Up
 shows "Datum: "
+# Fold the message that is marked, look past it, and unfold it again.
+keys / ; shows "/"
+keys hkccs Enter
+shows "HKCCS:3:1"
+keys z
+lacks "HKCCS:3:1"
+shows "HBCI message sent, $(wc -c <transfer) bytes ..."
+shows "Auftrag empfangen"
+keys z
+shows "HKCCS:3:1"
+# Fold all; a hit in what is folded is unfolded, all the others stay.
+keys Z Home
+shows "HBCI message received, "
+lacks "HNHBK"
+keys / ; shows "/"
+keys 0030:: Enter
+shows "Auftrag empfangen"
+lacks "HKCCS:3:1"
+keys Z Home
+shows "HKSAL:3:7"
+# Write all of it to a file, as it is exported; never over one that is there.
+tmx log export "$log" >expected
+echo mine >taken
+keys e ; shows "write all as text to:"
+keys taken Enter
+shows "taken is there already and stays as it is"
+[ "$(cat taken)" = mine ] || fail "a file was replaced"
+keys e ; shows "write all as text to:"
+keys text Enter
+shows "$(wc -c <expected) bytes written to text"
+cmp text expected || fail "another text than that of export was written"
+[ "$(stat -c %a text)" = 600 ] || fail "others can read the text"
+keys e ; shows "write all as text to:"
+keys none/text Enter
+shows "none/text: No such file or directory"
+keys e ; shows "write all as text to:"
+keys given up Escape
+shows "q quit"
+[ ! -e given ] || fail "a file was made although that was given up"
 # The next message sent, and the one received behind it.
 keys s s r
 shows "HBCI message received"

@@ -44,6 +44,8 @@ class TMX_EXPORT LogBlocks {
   explicit LogBlocks(SvStream& contents);
   // False at the end and after an error.
   bool Next();
+  // The next block is the one that begins there.
+  void Seek(std::uint32_t position) { lines_.Seek(position); }
   const LogBlock& Block() const { return block_; }
 
  private:

@@ -88,6 +88,23 @@ function jump(kind) {
   block.open = true;
   show(block.querySelector("summary"));
 }
+// The lines that tmx log export prints as text.
+function linesOf(row) {
+  if (row.tagName !== "PRE")
+    return [(row.classList.contains("inside") ? "  " : "") + [...row.childNodes].map((part) =>
+      part.nodeName === "I" ? "  " + part.textContent + "=" : part.textContent).join("")];
+  const indent = row.parentNode.querySelector(".segment") ? "      | " : "";
+  return row.textContent.replace(/\n$/, "").split("\n").map((line) => indent + line);
+}
+function save() {
+  const all = [...document.querySelectorAll("main .info, main summary, main .segment, main pre")]
+    .flatMap((row) => row.tagName === "SUMMARY" ? ["", "== " + row.textContent + " =="]
+      : row.classList.contains("info") ? [row.textContent] : linesOf(row));
+  const link = document.createElement("a");
+  link.href = URL.createObjectURL(new Blob([all.join("\n") + "\n"], {type: "text/plain"}));
+  link.download = document.title + ".txt";
+  link.click();
+}
 function fold(open) { for (const block of blocks) block.open = open; }
 $("search").addEventListener("input", search);
 $("search").addEventListener("keydown", (event) => {
@@ -97,6 +114,7 @@ $("sent").addEventListener("click", () => jump("sent"));
 $("received").addEventListener("click", () => jump("received"));
 $("fold").addEventListener("click", () => fold(false));
 $("unfold").addEventListener("click", () => fold(true));
+$("save").addEventListener("click", save);
 )js";
 
 std::string Escaped(std::string_view utf8) {
@@ -202,7 +220,8 @@ void HtmlPrinter::Begin() {
       "<input id=search type=search placeholder=\"Search\" aria-label=Search>"
       "<output id=count></output><button id=next>Next hit</button>"
       "<button id=sent>Next sent</button><button id=received>Next received</button>"
-      "<button id=fold>Fold all</button><button id=unfold>Unfold all</button></div>\n"
+      "<button id=fold>Fold all</button><button id=unfold>Unfold all</button>"
+      "<button id=save>Save as text</button></div>\n"
       "</header>\n<main>\n");
 }
 
@@ -215,8 +234,7 @@ void HtmlPrinter::Block(ShownLog& log, const LogBlock& block) {
     Put("</div>\n");
     return;
   }
-  const bool has_direction = block.kind != Kind::Screen && block.kind != Kind::Broken;
-  const char* const direction = !has_direction ? "" : block.sent ? "sent" : "received";
+  const char* const direction = !HasDirection(block) ? "" : block.sent ? "sent" : "received";
   Put("<details open class=\"" + std::string(direction) + "\"><summary>" + title +
       "</summary><div class=body>\n");
   if (block.kind == Kind::Message) {

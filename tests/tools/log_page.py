@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Uses the HTML page of `tmx log export` as a person does, in a headless browser.
 
-usage: log_page.py PAGE [SCREENSHOT_PREFIX]
+usage: log_page.py PAGE TEXT [SCREENSHOT_PREFIX]
 
+TEXT is the same log exported as text.
 Speaks the WebDriver protocol to chromedriver. Exit code 77 says that it was skipped.
 """
 import base64
@@ -12,6 +13,7 @@ import shutil
 import socket
 import subprocess
 import sys
+import tempfile
 import time
 import urllib.error
 import urllib.request
@@ -51,6 +53,9 @@ class Browser:
         return next(iter(self.call("POST", "/element", {"using": "css selector",
                                                         "value": css}).values()))
 
+    def cdp(self, command, **parameters):
+        self.call("POST", "/goog/cdp/execute", {"cmd": command, "params": parameters})
+
     def click(self, css):
         self.call("POST", f"/element/{self.find(css)}/click", {})
 
@@ -77,7 +82,20 @@ def check(holds, what):
         sys.exit("failed: " + what)
 
 
-def use(browser, page, shots):
+def saved(browser, folder):
+    """The bytes of the one file that a click on the button saves."""
+    browser.cdp("Browser.setDownloadBehavior", behavior="allow", downloadPath=folder)
+    browser.click("#save")
+    for _ in range(100):
+        files = list(pathlib.Path(folder).iterdir())
+        if files and not any(file.suffix == ".crdownload" for file in files):
+            check(len(files) == 1 and files[0].suffix == ".txt", f"other files are saved: {files}")
+            return files[0].read_bytes()
+        time.sleep(0.1)
+    sys.exit("failed: nothing is saved")
+
+
+def use(browser, page, text, shots):
     browser.size(1100, 900)
     browser.call("POST", "/url", {"url": pathlib.Path(page).resolve().as_uri()})
     current = "return (document.querySelector('.current') || {}).textContent || ''"
@@ -133,10 +151,17 @@ def use(browser, page, shots):
     browser.click("#sent")
     check("sent" in browser.run(current), "the next sent message is not jumped to")
 
+    # Save all as text, also what is folded.
+    for button in ("#unfold", "#fold"):
+        browser.click(button)
+        with tempfile.TemporaryDirectory() as folder:
+            check(saved(browser, folder) == pathlib.Path(text).read_bytes(),
+                  "another text than that of the export is saved")
+    browser.click("#unfold")
+
     # On a phone nothing is wider than the screen.
-    browser.call("POST", "/goog/cdp/execute", {
-        "cmd": "Emulation.setDeviceMetricsOverride",
-        "params": {"width": 390, "height": 844, "deviceScaleFactor": 2, "mobile": True}})
+    browser.cdp("Emulation.setDeviceMetricsOverride", width=390, height=844, deviceScaleFactor=2,
+                mobile=True)
     browser.run("scrollTo(0, 0)")
     check(browser.run("return document.documentElement.scrollWidth <= 390"),
           "the page is wider than a phone")
@@ -150,14 +175,14 @@ def use(browser, page, shots):
 
 
 def main():
-    if len(sys.argv) < 2:
+    if len(sys.argv) < 3:
         sys.exit(__doc__)
     if not shutil.which("chromedriver"):
         print("skipped: there is no chromedriver")
         sys.exit(77)
     browser = Browser()
     try:
-        use(browser, sys.argv[1], sys.argv[2] if len(sys.argv) > 2 else "")
+        use(browser, *sys.argv[1:3], sys.argv[3] if len(sys.argv) > 3 else "")
     finally:
         browser.close()
     print("every task was done")

@@ -1,7 +1,9 @@
 // How much memory the commands take that work with more data than they hold.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +13,8 @@
 #include <fstream>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "tests/support/long_run.h"
 
@@ -66,6 +70,46 @@ class Memory : public testing::Test {
     Outcome outcome;
     if (posix_spawn(&child, "/bin/sh", nullptr, nullptr, const_cast<char**>(argv), environ) != 0)
       return outcome;
+    return Wait(child);
+  }
+  void ExpectLittle(const std::string& arguments) const {
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.exit, 0) << arguments;
+    EXPECT_LT(outcome.peak - base_, kBound) << arguments;
+  }
+
+  // As a person who looks at a log in a terminal: each text is what is waited for before the keys
+  // behind it.
+  using Keys = std::pair<std::string, std::string>;
+  Outcome View(const std::string& log, const std::vector<Keys>& keys) const {
+    Outcome outcome;
+    int terminal = -1;
+    const winsize size{24, 80, 0, 0};
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+    if (child < 0) return outcome;
+    if (child == 0) {
+      if (chdir(directory_.c_str()) == 0)
+        execl(TMX_BINARY_DIR "/bin/tmx", "tmx", "log", "view", log.c_str(), "--key-file", "key",
+              nullptr);
+      _exit(127);
+    }
+    std::string seen;
+    auto next = keys.begin();
+    for (char buffer[4096];;) {
+      const ssize_t count = read(terminal, buffer, sizeof(buffer));
+      if (count <= 0) break;  // it has ended
+      seen.append(buffer, static_cast<std::size_t>(count));
+      if (next == keys.end() || seen.find(next->first) == std::string::npos) continue;
+      const std::string& pressed = next++->second;
+      if (write(terminal, pressed.data(), pressed.size()) < 0) break;
+      seen.clear();
+    }
+    EXPECT_EQ(next - keys.begin(), std::ssize(keys)) << "the screen showed " << seen;
+    close(terminal);
+    return Wait(child);
+  }
+  static Outcome Wait(pid_t child) {
+    Outcome outcome;
     int status = 0;
     rusage usage{};
     if (wait4(child, &status, 0, &usage) != child) return outcome;
@@ -73,10 +117,22 @@ class Memory : public testing::Test {
     outcome.exit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return outcome;
   }
-  void ExpectLittle(const std::string& arguments) const {
-    const Outcome outcome = Run(arguments);
-    EXPECT_EQ(outcome.exit, 0) << arguments;
-    EXPECT_LT(outcome.peak - base_, kBound) << arguments;
+  // Goes to the end, looks everywhere for what is nowhere, folds, jumps, and exports.
+  void ExpectToBeViewedInLittle(const std::string& log) const {
+    const Outcome outcome = View(log, {{"Datum: ", "G"},
+                                       {"100 %", "/gibt es nicht\r"},
+                                       {"not found", "N"},
+                                       {"not found", "Z"},
+                                       {"\x1b[0m ...", "Z"},
+                                       {"HNHBK", "r"},
+                                       {"HBCI message received", "e"},
+                                       {"write all", "view.txt\r"},
+                                       {"bytes written to", "q"}});
+    EXPECT_EQ(outcome.exit, 0);
+    EXPECT_LT(outcome.peak - base_, kBound);
+    ExpectLittle("log export " + log + " --key-file key");
+    EXPECT_EQ(fs::file_size(Path("view.txt")), fs::file_size(Path("out")));
+    fs::remove(Path("view.txt"));
   }
 
   fs::path directory_;
@@ -108,12 +164,37 @@ TEST_F(Memory, ALogIsWrittenAndShownInLittle) {
   constexpr int kSize = 8 << 20;  // eightfold as lists of elements
   WriteMessage(Path("segments"), kSize);
   WriteElement(Path("element"), kSize);
-  ExpectLittle("log write logs --key-file key --sent segments --received element");
+  ExpectLittle("log write logs --key-file key --sent segments --received element --xml segments");
   fs::rename(fs::directory_iterator(Path("logs"))->path(), Path("log"));
   for (const std::string command : {"list", "show", "cat", "export", "export --format json",
                                     "export --format html", "export --anonymise"})
     ExpectLittle("log " + command + " log --key-file key");
   ExpectLittle("log salvage log saved --key-file key");
+  ExpectToBeViewedInLittle("log");
+}
+
+TEST_F(Memory, ALogOfTheFormatsLengthIsShownInLittle) {
+  if (!test::Runs(false, true)) GTEST_SKIP() << "skipped: only with TMX_LONG=1";
+  constexpr int kSize = 8 << 20;
+  WriteMessage(Path("segments"), kSize);
+  WriteElement(Path("element"), kSize);
+  WriteElement(Path("large"), 20 * kSize);
+  std::string messages = " --sent large";
+  for (int i = 0; i < 20; ++i) messages += " --sent segments --received element";
+  ExpectLittle("log write logs --key-file key" + messages);
+  fs::rename(fs::directory_iterator(Path("logs"))->path(), Path("log"));
+  EXPECT_GT(fs::file_size(Path("log")), 500000000u);
+  ExpectToBeViewedInLittle("log");
+}
+
+TEST_F(Memory, CbcIsAppliedInLittle) {
+  WriteFile("iv", "01234567");
+  WriteFile("in", "");
+  fs::resize_file(Path("in"), 48 << 20);
+  ExpectLittle("crypt cbc encrypt --pad --key-file key --iv-file iv");
+  fs::rename(Path("out"), Path("in"));
+  ExpectLittle("crypt cbc decrypt --pad --key-file key --iv-file iv");
+  EXPECT_EQ(fs::file_size(Path("out")), std::uintmax_t{48} << 20);
 }
 
 TEST_F(Memory, AStreamIsWrittenAndReadInLittle) {

@@ -5,11 +5,12 @@
 
 #include "tmxtools/banking/user_utilities.h"
 #include "tmxtools/platform/program.h"
+#include "tmxtools/streams/log_key.h"
 #include "tools/client_progress.h"
 #include "tools/command.h"
 #include "tools/crypt_command.h"
+#include "tools/log_command.h"
 #include "tools/output.h"
-#include "tools/read_file.h"
 
 namespace tmx::tools {
 namespace {
@@ -57,10 +58,14 @@ bool Client::Save(std::string& problem) {
 
 bool Client::OpenLog(std::string& problem) {
   if (options_.log.empty()) return true;
-  const auto key = ReadFile(options_.key_file);
-  std::string text = key.value_or("");
-  while (text.ends_with('\n') || text.ends_with('\r')) text.pop_back();
-  job_->SetProtocolPathAndKey(options_.log.c_str(), text.c_str());
+  // As tmx log reads it. Of a longer text the rest would not count, and hexadecimal digits would
+  // make a key of half the bits.
+  const std::optional<String> key = ReadLogKey(options_.key_file);
+  if (!key || key->Len() > LogKey::Size()) {
+    problem = "--key-file " + options_.key_file + ": the key of a log must be 16 bytes";
+    return false;
+  }
+  job_->SetProtocolPathAndKey(options_.log.c_str(), *key);
   if (job_->GetProtocol() == nullptr) problem = options_.log + ": no log can be made there";
   return problem.empty();
 }

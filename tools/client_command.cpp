@@ -54,8 +54,8 @@ CLI::App* AddOrder(CLI::App& client, const char* name, const char* help, Order o
       ->type_name("FILE");
   command
       ->add_option("--key-file", options->key_file,
-                   "32 hexadecimal digits: the key of the parameter data and of the log;\n"
-                   "without it nothing is kept")
+                   "16 bytes, or without a log 32 hexadecimal digits: the key of the\n"
+                   "parameter data and of the log; without it nothing is kept")
       ->type_name("FILE");
   command
       ->add_option("--data", options->data,

@@ -28,9 +28,9 @@ std::optional<std::string> AskForKey() {
   return is_given ? std::optional(key) : std::nullopt;
 }
 
-// The bytes of a key file without one line end at the end.
-std::optional<std::string> ReadKeyFile(const std::string& path) {
-  // A pipe will do too.
+}  // namespace
+
+std::optional<String> ReadLogKey(const std::string& path) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
                                                              std::fclose);
   if (file == nullptr) return std::nullopt;
@@ -39,10 +39,8 @@ std::optional<std::string> ReadKeyFile(const std::string& path) {
   if (std::ferror(file.get()) != 0 || key.size() > String::MaxLen) return std::nullopt;
   if (key.ends_with("\r\n")) key.pop_back();
   if (key.ends_with('\n') || key.ends_with('\r')) key.pop_back();
-  return key;
+  return String(std::string_view(key));
 }
-
-}  // namespace
 
 int ComplainAbout(const std::string& path, const std::string& what) {
   std::fprintf(stderr, "tmx: %s: %s\n", path.c_str(), what.c_str());
@@ -65,11 +63,13 @@ int ComplainAboutLog(const std::string& path, const HbError& error) {
 }
 
 std::optional<String> LogSource::Key(int& exit_code) const {
-  std::optional<std::string> key;
   if (!key_file.empty()) {
-    key = ReadKeyFile(key_file);
+    std::optional<String> key = ReadLogKey(key_file);
     if (!key) exit_code = ComplainAbout(key_file, "is no key file that can be read");
-  } else if (const char* const variable = std::getenv(kVariable)) {
+    return key;
+  }
+  std::optional<std::string> key;
+  if (const char* const variable = std::getenv(kVariable)) {
     key = variable;
   } else {
     key = AskForKey();

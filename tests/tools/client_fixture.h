@@ -37,7 +37,7 @@ class ClientTest : public testing::Test {
   ClientTest() {
     Write("pin", std::string(demo::kPin) + '\n');
     Write("tan", std::string(demo::kTan) + '\n');
-    Write("key", "00112233445566778899aabbccddeeff\n");
+    Write("key", "sechzehn Zeichen");
   }
   ~ClientTest() override { StopBank(); }
 

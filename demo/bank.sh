@@ -8,7 +8,7 @@ bank=
 trap '[[ -z "$bank" ]] || kill "$bank" 2>/dev/null || true; rm -rf "$work"' EXIT
 source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-printf '%s\n' 00112233445566778899aabbccddeeff >"$work/key"
+head -c 16 /dev/urandom >"$work/key"
 "$TMX_PROGRAM" macro build --out "$work" "$source_dir"/macros/*.hbm
 
 "$TMX_PROGRAM" bank serve --port 0 --time-limit 120 >"$work/bank" &
@@ -48,19 +48,29 @@ printf '%d pages, %d bookings\n' "$(grep -c ':20:' "$work/statement")" \
 
 printf '\nA transfer of 12.34 EUR with a TAN\n\n'
 client transfer --account "$from" --to "$to" --name "Erika Muster" --amount 12.34 --purpose Miete
+log=$(ls "$work"/log/*.pro | tail -1)
 
 printf '\nThe balances afterwards\n\n'
 client balance
 
-printf '\nThe last log, of which the disk sees only ciphertext\n\n'
-log=$(ls "$work"/log/*.pro | tail -1)
-"$TMX_PROGRAM" log list "$log" --key-file "$work/key" >"$work/pages"
-printf '%d pages\n' "$(($(wc -l <"$work/pages") - 1))"
+printf '\nThe log of the transfer, of which the disk sees only ciphertext\n\n'
+"$TMX_PROGRAM" log list "$log" --key-file "$work/key" | tee "$work/pages"
+for page in $(seq "$(($(wc -l <"$work/pages") - 1))"); do
+  printf '\nPage %d. ' "$page"
+  "$TMX_PROGRAM" log show "$log" --key-file "$work/key" --page "$page" >"$work/shown"
+  sed 's/ *$//; /^$/d' "$work/shown"
+done
+
+printf '\nThe PIN and the TAN in the logs\n\n'
 for each in "$work"/log/*.pro; do
   "$TMX_PROGRAM" log cat "$each" --key-file "$work/key" >"$work/shown"
-  if grep -qF -e "$pin" -e "$tan" "$work/shown"; then
+  # Of a log that shows nothing, that would say nothing.
+  signed=$(grep -ac "'HNSHA:[0-9]*:2+[0-9]*++\*" "$work/shown" || true)
+  ((signed > 0)) || { echo "$each holds no message with a PIN." >&2; exit 1; }
+  if grep -aqF -e "$pin" -e "$tan" "$work/shown"; then
     echo "A PIN or a TAN stands in $each." >&2
     exit 1
   fi
+  printf 'log %s: %d messages, masked in each\n' "${each: -7:3}" "$signed"
 done
 printf 'Neither the PIN nor the TAN stands in any of them.\n'

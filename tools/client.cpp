@@ -8,6 +8,7 @@
 #include "tmxtools/streams/log_key.h"
 #include "tools/client_progress.h"
 #include "tools/command.h"
+#include "tools/core_dump.h"
 #include "tools/crypt_command.h"
 #include "tools/log_command.h"
 #include "tools/output.h"
@@ -134,6 +135,7 @@ int Client::Converse(const Work& work) {
 }
 
 int Client::Run(const Work& work) {
+  ForbidCoreDumps();  // there will be a PIN in memory
   std::string problem;
   if (const std::string wrong = demo::HttpTransport::ProblemOf(options_.http.url); !wrong.empty())
     return Complain(options_.http.url + ": " + wrong, kWrongUse);

@@ -1,9 +1,5 @@
 // What a conversation leaves of PIN and TAN in memory that it gives back.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <optional>
@@ -15,6 +11,7 @@
 #include "demo/base64.h"
 #include "demo/host/http_transport.h"
 #include "tests/demo/transfer_fixture.h"
+#include "tests/support/silent_server.h"
 #include "tests/support/temp_dir.h"
 #include "tests/variables/failing_memory.h"
 
@@ -90,30 +87,6 @@ TEST_F(SecretsInMemory, ThePinIsOverwrittenWhenTheDialogIsOver) {
   EXPECT_TRUE(conversation().Close());
   EXPECT_EQ(text.Get(), std::string_view(std::string(pin_.size(), '\0')));
 }
-
-// Takes connections and what comes with them, and never answers.
-class SilentServer {
- public:
-  SilentServer() : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const name = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(bind(socket_, name, length), 0);
-    EXPECT_EQ(listen(socket_, 1), 0);
-    EXPECT_EQ(getsockname(socket_, name, &length), 0);
-    port_ = ntohs(address.sin_port);
-  }
-  ~SilentServer() { close(socket_); }
-  SilentServer(const SilentServer&) = delete;
-  SilentServer& operator=(const SilentServer&) = delete;
-  std::string Url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/"; }
-
- private:
-  int socket_;
-  int port_ = 0;
-};
 
 TEST_F(SecretsInMemory, TheWayToTheBankLeavesNothingBehind) {
   const SilentServer server;

@@ -5,8 +5,9 @@
 #include <charconv>
 #include <new>
 #include <stdexcept>
-#include <string>
 #include <string_view>
+
+#include "tmxtools/platform/secret.h"
 
 namespace {
 
@@ -15,6 +16,29 @@ constexpr std::string_view kLineEnd = "\r\n";
 #else
 constexpr std::string_view kLineEnd = "\n";
 #endif
+
+bool IsLineEnd(char c) { return c == '\n' || c == '\r'; }
+
+// What is read of a stream at a time, which may be an encrypted one. Only as much is wiped as was
+// used, since most lines are short.
+class Piece {
+ public:
+  Piece() = default;
+  ~Piece() { tmx::Wipe(bytes_.data(), used_); }
+  Piece(const Piece&) = delete;
+  Piece& operator=(const Piece&) = delete;
+
+  static constexpr std::size_t kMaxSize = 4096;
+  std::string_view Fill(SvStream& stream, std::size_t size) {
+    const unsigned long done = stream.Read(bytes_.data(), size);
+    used_ = std::max<std::size_t>(used_, done);
+    return {bytes_.data(), done};
+  }
+
+ private:
+  std::array<char, kMaxSize> bytes_;
+  std::size_t used_ = 0;
+};
 
 }  // namespace
 
@@ -104,18 +128,27 @@ bool SvStream::ReadLine(String& line) {
   return !HasError() && position_ > start;
 }
 
+// The text gets all of a line at once, so that no piece of it stays behind where the text grows.
 void SvStream::ReadLineInto(String& line) {
-  std::array<char, 4096> buffer;
-  const std::size_t step = std::clamp<std::size_t>(buffer_size_, 1, buffer.size());
+  Piece buffer;
+  tmx::SecretText begun;  // what came before the last piece
+  const std::size_t step = std::clamp<std::size_t>(buffer_size_, 1, Piece::kMaxSize);
   unsigned long end = position_;  // of what belongs to the line
   for (;;) {
-    const unsigned long done = Read(buffer.data(), step);
-    if (done == 0) break;
-    const std::string_view piece(buffer.data(), done);
-    const std::size_t length = std::min(piece.find_first_of("\r\n"), piece.size());
-    line += piece.substr(0, length);
+    const std::string_view piece = buffer.Fill(*this, step);
+    const char* const line_end = std::ranges::find_if(piece, IsLineEnd);
+    const auto length = static_cast<std::size_t>(line_end - piece.begin());
     end += length;
-    if (length == piece.size()) continue;
+    const bool is_last = piece.empty() || length != piece.size();
+    if (begun.IsEmpty() && is_last) {
+      line.Assign(piece.substr(0, length));
+    } else {
+      if (begun.Size() + length > String::MaxLen) throw std::length_error("a line");
+      begun.Append(piece.substr(0, length));
+      if (is_last) line.Assign(begun.View());
+    }
+    if (piece.empty()) break;
+    if (!is_last) continue;
     ++end;
     if (piece[length] == '\n') break;
     char next = length + 1 < piece.size() ? piece[length + 1] : '\0';
@@ -129,10 +162,12 @@ void SvStream::ReadLineInto(String& line) {
 bool SvStream::WriteLine(const String& line) {
   unsigned long done = 0;
   Guard([&] {
-    std::string bytes;
-    bytes.reserve(line.Len() + kLineEnd.size());
-    bytes.append(line.View()).append(kLineEnd);
-    done = Write(bytes.data(), bytes.size());
+    // One piece, so that it is one write below; of a plain text that may become an encrypted one.
+    tmx::SecretText bytes;
+    bytes.Reserve(line.Len() + kLineEnd.size());
+    bytes.Append(line.View());
+    bytes.Append(kLineEnd);
+    done = Write(bytes.View().data(), bytes.Size());
   });
   return done == line.Len() + kLineEnd.size();
 }

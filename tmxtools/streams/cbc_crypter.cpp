@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "tmxtools/platform/secret.h"
 
@@ -225,7 +226,9 @@ bool HbtdCbcCrypter::HexdumpEncrypt(String& text) {
       digits += kDigits[byte / 16u];
       digits += kDigits[byte % 16u];
     }
-    text = String(std::string_view(digits));
+    String encrypted{std::string_view(digits)};
+    tmx::Wipe(text);
+    text = std::move(encrypted);
     return true;
   } catch (const std::bad_alloc&) {
     return false;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tmxtools/platform/string.h"
+
 namespace tmx {
 
 void LineReader::Seek(std::uint32_t position) {
@@ -18,15 +20,15 @@ bool LineReader::Fill() {
   base_ = Position();
   at_ = size_ = 0;
   stream_.Seek(base_);
-  const unsigned long count = stream_.Read(buffer_.data(), buffer_.size());
+  const unsigned long count = stream_.Read(buffer_.Data(), buffer_.Size());
   if (!stream_.HasError()) size_ = count;
   return size_ != 0;
 }
 
 void LineReader::Take(std::size_t count) {
-  const std::size_t room = std::size_t{String::MaxLen} - line_.Len();
+  const std::size_t room = String::MaxLen - line_.Size();
   is_too_long_ = is_too_long_ || count > room;
-  line_.Append({buffer_.data() + at_, std::min(count, room)});
+  line_.Append({reinterpret_cast<const char*>(buffer_.Data() + at_), std::min(count, room)});
   at_ += count;
 }
 
@@ -37,10 +39,10 @@ bool LineReader::Next() {
   bool has_line = false;
   while (!has_end_ && Fill()) {
     has_line = true;
-    const char* const begin = buffer_.data() + at_;
-    const char* const rest_end = buffer_.data() + size_;
-    const char* const end =
-        std::find_if(begin, rest_end, [](char c) { return c == '\n' || c == '\r'; });
+    const std::uint8_t* const begin = buffer_.Data() + at_;
+    const std::uint8_t* const rest_end = buffer_.Data() + size_;
+    const std::uint8_t* const end =
+        std::find_if(begin, rest_end, [](std::uint8_t c) { return c == '\n' || c == '\r'; });
     Take(static_cast<std::size_t>(end - begin));
     if (end == rest_end) continue;
     has_end_ = true;

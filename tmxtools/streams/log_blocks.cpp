@@ -58,7 +58,7 @@ bool LogBlocks::Next() {
   block_.begin = block_.body = lines_.Position();
   if (!lines_.Next()) return false;
   const std::uint32_t behind_first_line = lines_.Position();
-  const std::string_view line = lines_.Line().View();
+  const std::string_view line = lines_.Line();
   const Form& form = FormOf(line);
   block_.kind = form.kind;
   bool is_proper = lines_.HasEnd();
@@ -89,8 +89,7 @@ bool LogBlocks::ReadScreen() {
     block_.is_auto_commit = true;
     if (!lines_.Next()) return false;
   }
-  if (!lines_.Line().View().starts_with(text::kPosition) || !NextIs(text::kStartImage))
-    return false;
+  if (!lines_.Line().starts_with(text::kPosition) || !NextIs(text::kStartImage)) return false;
   block_.body = lines_.Position();
   std::uint32_t behind_text = block_.body;
   while (lines_.Next() && lines_.HasEnd()) {
@@ -109,7 +108,7 @@ void LogBlocks::ReadBroken(std::uint32_t behind_first_line) {
   lines_.Seek(behind_first_line);
   std::uint32_t line_start = behind_first_line;
   while (lines_.Next()) {
-    if (FormOf(lines_.Line().View()).kind != Kind::Info) {
+    if (FormOf(lines_.Line()).kind != Kind::Info) {
       lines_.Seek(line_start);
       break;
     }

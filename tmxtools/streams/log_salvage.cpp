@@ -109,13 +109,13 @@ class CutContents : public SvStream {
 };
 
 bool Copy(SvStream& from, const LogBlock& block, SvStream& to) {
-  std::array<char, 4096> buffer;
+  Secret<4096> buffer;
   from.Seek(block.begin);
   for (std::uint32_t left = block.end - block.begin; left != 0;) {
     const unsigned long count =
-        from.Read(buffer.data(), std::min<std::size_t>(left, sizeof buffer));
+        from.Read(buffer.Data(), std::min<std::size_t>(left, buffer.Size()));
     if (count == 0 || from.HasError()) return false;
-    to.Write(buffer.data(), count);
+    to.Write(buffer.Data(), count);
     left -= static_cast<std::uint32_t>(count);
   }
   return !to.HasError();

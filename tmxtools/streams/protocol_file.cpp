@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tmxtools/platform/dir_entry.h"
+#include "tmxtools/platform/secret.h"
 #include "tmxtools/streams/line_reader.h"
 #include "tmxtools/streams/log_key.h"
 #include "tmxtools/streams/log_text.h"
@@ -33,7 +34,10 @@ String JoinText(std::string_view a, std::string_view b) { return String(a) + b; 
 // ---- names --------------------------------------------------------------------------------------
 
 HbProtocolFile::HbProtocolFile() = default;
-HbProtocolFile::~HbProtocolFile() = default;
+HbProtocolFile::~HbProtocolFile() {
+  tmx::Wipe(info_);
+  tmx::Wipe(screen_);
+}
 
 String HbProtocolFile::GetPrefixForDate(const Date& date) {
   return String(std::string_view(Padded(static_cast<long>(date.GetDate() % 100000), 5)));
@@ -222,15 +226,15 @@ bool HbProtocolFile::WriteBody(const Body& kind, SvStream& source, bool sent, Hb
 
 void HbProtocolFile::CopyBody(SvStream& source, unsigned long length, tmx::MessageMasker* masker,
                               HbError& err) {
-  std::array<char, kCopySize> chunk;
+  tmx::Secret<kCopySize> chunk;  // as it was before it was masked
   for (unsigned long left = length; left != 0 && !err.IsSet();) {
-    const unsigned long count = source.Read(chunk.data(), std::min<unsigned long>(left, kCopySize));
+    const unsigned long count = source.Read(chunk.Data(), std::min<unsigned long>(left, kCopySize));
     err.SetStreamState(source);
     if (err.IsSet()) return;
     // The length stands in the file already, so a source that has become shorter spoils the block.
     if (count == 0) return err.SetError(tmx::kReadError);
-    if (masker != nullptr) masker->Mask(chunk.data(), count);
-    GetStream()->Write(chunk.data(), count);
+    if (masker != nullptr) masker->Mask(reinterpret_cast<char*>(chunk.Data()), count);
+    GetStream()->Write(chunk.Data(), count);
     GetStreamError(err);
     left -= count;
   }

@@ -15,6 +15,7 @@ namespace tmx {
 class LineReader;
 class MaskingList;
 class MessageMasker;
+class SecretText;
 }  // namespace tmx
 
 // An encrypted text file with everything that went over the line: messages sent and received, XML
@@ -153,12 +154,12 @@ class TMX_EXPORT HbProtocolFile : public HbFile {
   void Show(const Page& page, HbError& err);
   // Reads up to the page's body; says in `is_message` what it is.
   bool ReadInfo(tmx::LineReader& lines, bool& is_message, HbError& err);
-  void TakeInfo(const String& line);
+  void TakeInfo(std::string_view line, tmx::SecretText& info);
   void ShowMessage(const Page& page, std::uint32_t body, HbError& err);
   void ShowScreen(tmx::LineReader& lines, HbError& err);
 
   std::vector<Page> pages_;
-  String info_;
+  String info_;  // as `screen_` wiped, unless the host shares it
   String screen_;
   String given_name_;
   unsigned short current_ = 0;

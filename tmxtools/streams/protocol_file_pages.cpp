@@ -1,9 +1,9 @@
 // Reading a communication log page by page.
 #include <algorithm>
-#include <array>
 #include <string_view>
 #include <utility>
 
+#include "tmxtools/platform/secret.h"
 #include "tmxtools/streams/line_reader.h"
 #include "tmxtools/streams/log_text.h"
 #include "tmxtools/streams/protocol_file.h"
@@ -16,7 +16,8 @@ namespace {
 // A page of a message is a slice of this many bytes, on purpose independent of its line ends.
 constexpr std::uint32_t kSlice = 920;
 constexpr std::uint16_t kColumns = 40;
-constexpr unsigned kRows = 23;       // of a slice
+constexpr unsigned kRows = 23;  // of a slice
+constexpr std::uint16_t kScreenLength = (kColumns + 1) * (kRows + 1);
 constexpr unsigned kImageRows = 24;  // of a screen of the decoder
 constexpr std::size_t kMostPages = 0xFFFF;
 constexpr std::string_view kNextSlice = "Page Top";
@@ -29,9 +30,9 @@ constexpr std::string_view kSilent[] = {text::kEndImage, text::kEndMessage, text
 
 // The first of the texts that a line contains, or the empty one.
 template <class Texts>
-std::string_view FirstIn(const String& line, const Texts& texts) {
+std::string_view FirstIn(std::string_view line, const Texts& texts) {
   for (const std::string_view candidate : texts)
-    if (line.View().find(candidate) != std::string_view::npos) return candidate;
+    if (line.find(candidate) != std::string_view::npos) return candidate;
   return {};
 }
 
@@ -83,8 +84,9 @@ void HbProtocolFile::BuildIndex(HbError& err) {
 // end; the pages are then those up to the end.
 bool HbProtocolFile::AddMessagePages(tmx::LineReader& lines, std::string_view title,
                                      std::uint32_t start, std::uint32_t size) {
-  const auto told = static_cast<std::uint32_t>(lines.Line().Token(1, ';').ToInt());
-  const bool sent = lines.Line().Token(2, ';') == "1";
+  const String marker(lines.Line());
+  const auto told = static_cast<std::uint32_t>(marker.Token(1, ';').ToInt());
+  const bool sent = marker.Token(2, ';') == "1";
   const std::uint32_t body = lines.Position();
   const std::uint32_t length = std::min(told, size - std::min(body, size));
   AddPage({start, String(title), sent, std::min(length, kSlice)});
@@ -102,8 +104,8 @@ void HbProtocolFile::AddPage(Page page) {
 
 bool HbProtocolFile::GotoPage(unsigned short index, HbError& err) {
   ResetStatus();
-  screen_.Clear();
-  info_.Clear();
+  tmx::Wipe(screen_);
+  tmx::Wipe(info_);
   is_auto_commit_ = false;
   decoder_row_ = decoder_column_ = 0;
   if (!IsOpen()) {
@@ -132,43 +134,48 @@ void HbProtocolFile::Show(const Page& page, HbError& err) {
 }
 
 bool HbProtocolFile::ReadInfo(tmx::LineReader& lines, bool& is_message, HbError& err) {
+  tmx::SecretText info;
   while (lines.Next()) {
-    if (lines.Contains(text::kStartImage)) return true;
-    is_message = !FirstIn(lines.Line(), kMessageStarts).empty();
-    if (is_message) return true;
+    const bool is_screen = lines.Contains(text::kStartImage);
+    is_message = !is_screen && !FirstIn(lines.Line(), kMessageStarts).empty();
+    if (is_screen || is_message) {
+      info_.Assign(info.View());
+      return true;
+    }
     if (lines.IsTooLong()) {
       FailWithName(err, tmx::kTextTooLong);
       return false;
     }
-    TakeInfo(lines.Line());
+    TakeInfo(lines.Line(), info);
   }
   if (!GetStreamError(err)) FailWithName(err, tmx::kNotALog);
   return false;
 }
 
-void HbProtocolFile::TakeInfo(const String& line) {
-  if (const std::uint16_t at = line.Find(String(text::kPosition)); at != String::NotFound) {
-    const auto numbers = static_cast<std::uint16_t>(at + text::kPosition.size());
-    decoder_row_ = line.Sub(numbers, 2).ToInt();
-    decoder_column_ = line.Sub(static_cast<std::uint16_t>(numbers + 2), 2).ToInt();
-  } else if (line.Find(String(text::kAutoCommit)) != String::NotFound) {
+void HbProtocolFile::TakeInfo(std::string_view line, tmx::SecretText& info) {
+  if (const std::size_t at = line.find(text::kPosition); at != std::string_view::npos) {
+    const String numbers(line.substr(at + text::kPosition.size(), 4));
+    decoder_row_ = numbers.Sub(0, 2).ToInt();
+    decoder_column_ = numbers.Sub(2, 2).ToInt();
+  } else if (line.find(text::kAutoCommit) != std::string_view::npos) {
     is_auto_commit_ = true;
-  } else if (!line.IsEmpty() && FirstIn(line, kSilent).empty()) {
-    if (!info_.IsEmpty()) info_ += '\n';
-    info_ += line;
+  } else if (!line.empty() && FirstIn(line, kSilent).empty()) {
+    if (!info.IsEmpty()) info.Append("\n");
+    info.Append(line);
+    if (info.Size() > String::MaxLen) throw std::length_error("the information");
   }
 }
 
 void HbProtocolFile::ShowMessage(const Page& page, std::uint32_t body, HbError& err) {
-  std::array<char, kSlice> bytes;
+  tmx::Secret<kSlice> bytes;
   GetStream()->Seek(body);
-  const unsigned long count = GetStream()->Read(bytes.data(), page.length);
+  const unsigned long count = GetStream()->Read(bytes.Data(), page.length);
   if (GetStream()->HasError() || count != page.length) return FailWithName(err, tmx::kNotALog);
   std::replace_if(
-      bytes.begin(), bytes.begin() + count,
-      [](char c) { return static_cast<unsigned char>(c) < ' '; }, '.');
+      bytes.Data(), bytes.Data() + count, [](std::uint8_t c) { return c < ' '; }, '.');
+  screen_.Reserve(kScreenLength);
   AppendLine(screen_, page.sent ? "Gesendet:" : "Empfangen:");
-  std::string_view rest(bytes.data(), count);
+  std::string_view rest(reinterpret_cast<const char*>(bytes.Data()), count);
   for (unsigned row = 0; row < kRows; ++row) {
     AppendLine(screen_, rest.substr(0, kColumns));
     rest.remove_prefix(std::min<std::size_t>(kColumns, rest.size()));
@@ -182,12 +189,14 @@ void HbProtocolFile::ShowMessage(const Page& page, std::uint32_t body, HbError& 
 }
 
 void HbProtocolFile::ShowScreen(tmx::LineReader& lines, HbError& err) {
+  tmx::SecretText screen;
   for (unsigned row = 0; row < kImageRows; ++row) {
     if (!lines.Next()) return FailWithName(err, tmx::kNotALog);
     if (lines.IsTooLong()) return FailWithName(err, tmx::kTextTooLong);
-    screen_ += lines.Line();
-    screen_ += '\n';
+    screen.Append(lines.Line());
+    screen.Append("\n");
   }
+  screen_.Assign(screen.View());
   while (lines.Next() && !lines.Contains(text::kEndImage)) continue;
   GetStreamError(err);
 }

@@ -2,10 +2,10 @@
 #include <cstdio>
 #include <memory>
 
-#include "tmxtools/platform/memory_stream.h"
 #include "tmxtools/streams/cbc_crypter.h"
 #include "tools/crypt_command.h"
 #include "tools/progress.h"
+#include "tools/scratch_stream.h"
 
 namespace tmx::tools {
 namespace {
@@ -18,13 +18,13 @@ struct CbcOptions {
 using Operation = bool (HbtdCbcCrypter::*)(HbError&, SvStream&, SvStream&, bool);
 
 // Standard input, which shows on a terminal how far the crypter has read it.
-class Input : public SvCacheStream {
+class Input : public ScratchStream {
  public:
   void Show(Progress& progress) { progress_ = &progress; }
 
  protected:
   unsigned long GetData(char* data, unsigned long count) override {
-    const unsigned long done = SvCacheStream::GetData(data, count);
+    const unsigned long done = ScratchStream::GetData(data, count);
     if (progress_ != nullptr) progress_->Advance(done);
     return done;
   }
@@ -33,7 +33,7 @@ class Input : public SvCacheStream {
   Progress* progress_ = nullptr;
 };
 
-// Nothing is printed unless all of the input could be processed.
+// Nothing is printed unless all of the input could be processed, so all of the output is held back.
 int Process(const CbcOptions& options, Operation operation) {
   const SecretBytes key = ReadKeyFile("--key-file", options.key_file, 16);
   const SecretBytes vector = ReadKeyFile("--iv-file", options.iv_file, 8);
@@ -41,13 +41,14 @@ int Process(const CbcOptions& options, Operation operation) {
   crypter.SetKey(key.data());
   crypter.SetIV(vector.data());
   Input in;
-  SvCacheStream out;
+  ScratchStream out;
   if (!CopyInput("standard input", in))
     return in.HasError() ? Refuse("standard input", in) : int{kRefused};
   Progress progress("tmx crypt: standard input", in.Size());
   in.Show(progress);
   HbError error;
   if (!(crypter.*operation)(error, in, out, options.pad)) return Refuse("standard input", error);
+  std::setvbuf(stdout, nullptr, _IONBF, 0);  // no copy of a plain text stays in a buffer
   SecretBytes piece(kCryptPiece);
   while (const unsigned long length = out.Read(piece.data(), piece.size())) {
     if (std::fwrite(piece.data(), 1, length, stdout) != length) break;  // said when tmx ends

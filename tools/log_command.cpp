@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "tmxtools/platform/secret.h"
 #include "tmxtools/streams/log_key.h"
 #include "tmxtools/streams/log_text.h"
 #include "tools/command.h"
@@ -18,14 +19,20 @@ namespace {
 
 constexpr const char* kVariable = "TMX_LOG_KEY";
 
-std::optional<std::string> AskForKey() {
+// As much as a text holds.
+String TextOf(const SecretBytes& key) {
+  const std::string_view text(reinterpret_cast<const char*>(key.data()), key.size());
+  return String(text.substr(0, String::MaxLen));
+}
+
+std::optional<String> AskForKey() {
   SilentTerminal terminal;
   if (!terminal.IsReady()) return std::nullopt;
   terminal.Say("Key of the log: ");
-  std::string key;
+  SecretBytes key;
   const bool is_given = terminal.ReadLine(key);
   terminal.Say("\n");
-  return is_given ? std::optional(key) : std::nullopt;
+  return is_given ? std::optional(TextOf(key)) : std::nullopt;
 }
 
 }  // namespace
@@ -34,12 +41,13 @@ std::optional<String> ReadLogKey(const std::string& path) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
                                                              std::fclose);
   if (file == nullptr) return std::nullopt;
-  std::string key(String::MaxLen + 1u, '\0');
+  std::setvbuf(file.get(), nullptr, _IONBF, 0);  // no copy of the key stays in a buffer
+  SecretBytes key(String::MaxLen + 1u);
   key.resize(std::fread(key.data(), 1, key.size(), file.get()));
   if (std::ferror(file.get()) != 0 || key.size() > String::MaxLen) return std::nullopt;
-  if (key.ends_with("\r\n")) key.pop_back();
-  if (key.ends_with('\n') || key.ends_with('\r')) key.pop_back();
-  return String(std::string_view(key));
+  for (const char end : {'\n', '\r'})
+    if (!key.empty() && key.back() == end) key.pop_back();
+  return TextOf(key);
 }
 
 int ComplainAbout(const std::string& path, const std::string& what) {
@@ -68,18 +76,14 @@ std::optional<String> LogSource::Key(int& exit_code) const {
     if (!key) exit_code = ComplainAbout(key_file, "is no key file that can be read");
     return key;
   }
-  std::optional<std::string> key;
-  if (const char* const variable = std::getenv(kVariable)) {
-    key = variable;
-  } else {
-    key = AskForKey();
-    if (!key) {
-      std::fprintf(stderr, "tmx: no key: give --key-file, set %s or use a terminal\n", kVariable);
-      exit_code = kWrongUse;
-    }
+  if (const char* const variable = std::getenv(kVariable))
+    return String(std::string_view(variable).substr(0, String::MaxLen));
+  std::optional<String> key = AskForKey();
+  if (!key) {
+    std::fprintf(stderr, "tmx: no key: give --key-file, set %s or use a terminal\n", kVariable);
+    exit_code = kWrongUse;
   }
-  if (!key) return std::nullopt;
-  return String(std::string_view(*key).substr(0, String::MaxLen));
+  return key;
 }
 
 LogSubcommand AddLogSubcommand(CLI::App& log, int& exit_code, const char* name, const char* help,
@@ -92,7 +96,10 @@ LogSubcommand AddLogSubcommand(CLI::App& log, int& exit_code, const char* name, 
                       "a file with the key, whose last line end does not count; without it the\n"
                       "key is TMX_LOG_KEY of the environment or is asked for");
   command->callback([source, run = std::move(run), &exit_code] {
-    if (const std::optional<String> key = source->Key(exit_code)) exit_code = run(*source, *key);
+    std::optional<String> key = source->Key(exit_code);
+    if (!key) return;
+    exit_code = run(*source, *key);
+    Wipe(*key);
   });
   return {command, source};
 }

@@ -5,7 +5,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <string>
 #include <string_view>
 
 namespace tmx::tools {
@@ -30,9 +29,10 @@ class SilentTerminal {
   void Say(std::string_view text) {
     if (write(terminal_, text.data(), text.size()) < 0) return;
   }
-  // A line without its end; false at the end of input.
-  bool ReadLine(std::string& line) {
-    for (char c; read(terminal_, &c, 1) == 1; line += c)
+  // Appends a line without its end to a text or a secret one; false at the end of input.
+  template <class Text>
+  bool ReadLine(Text& line) {
+    for (char c; read(terminal_, &c, 1) == 1; line.push_back(c))
       if (c == '\n') return true;
     return false;
   }

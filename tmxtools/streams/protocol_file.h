@@ -27,8 +27,10 @@ class SecretText;
 // bytes, so a log is never written in the clear.
 //
 // A log is either written or, when opened without the write bit, read page by page. A page shows
-// up to 920 bytes of a message, or one screen. Every block is flushed when it is complete; a crash
-// costs at most the block that is being written, and tmx::SalvageLog() saves the others.
+// up to 920 bytes of a message, or one screen. Every block is handed to the operating system when
+// it is complete, so a process that dies loses at most the block that it is writing. A power cut
+// may also take the blocks that the system has not brought to the disk yet, unless the host calls
+// GetStream()->Sync() behind them. tmx::SalvageLog() saves the whole blocks of what is left.
 //
 // Codes: 33786 for a log that is not open, 33785 for a page that does not exist, 17398 when all
 // names of a day are taken, 17400 for a file that is no log or a page that cannot be shown, and

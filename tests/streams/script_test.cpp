@@ -4,6 +4,7 @@
 
 #include "tests/support/memory_env.h"
 #include "tests/support/print.h"
+#include "tests/variables/failing_memory.h"
 
 namespace {
 
@@ -73,6 +74,29 @@ TEST_F(Script, AnErrorTextThatWouldBeTooLongIsAnInvalidParameter) {
   EXPECT_FALSE(Next(script));
   EXPECT_EQ(err_.GetCode(), 0x454F);
   EXPECT_EQ(*err_.GetParamText(), "/home/s");
+}
+
+TEST_F(Script, WithoutMemoryForItsTextAMalformedRecordIs17748) {
+  memory_.Put("s", "A\n");
+  HbScript script("s", err_);
+  for (const std::size_t failures : {std::size_t{1}, SIZE_MAX}) {
+    for (std::size_t allowed = 0;; ++allowed) {
+      script.PushBackLine("a line without a kind, longer than a text holds in itself");
+      err_.Clear();
+      bool next = true;
+      {
+        const FailingMemory failing(allowed, failures);
+        next = Next(script);
+      }
+      EXPECT_FALSE(next);
+      if (err_.GetCode() == 17749 && err_.GetParamText()->Len() > 20) break;
+      // Without memory for an error there is none.
+      if (allowed == 0) EXPECT_EQ(err_.GetCode(), failures == 1 ? 17748 : 0);
+      ASSERT_LT(allowed, 100U);
+    }
+  }
+  err_.Clear();
+  EXPECT_TRUE(Next(script));
 }
 
 TEST_F(Script, GivesBackALineWithoutReadingTheFile) {

@@ -1,5 +1,6 @@
 #include "tmxtools/streams/script.h"
 
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -8,6 +9,7 @@ namespace {
 constexpr char kSeparator = ';';
 constexpr unsigned short kMalformedRecord = 17749;
 constexpr unsigned short kInvalidParameter = 0x454F;
+constexpr unsigned short kOutOfMemory = 0x4554;
 
 }  // namespace
 
@@ -28,14 +30,16 @@ bool HbScript::NextToken(char& kind, String& line, unsigned short& fieldCount, H
   } else {
     err = MalformedRecord(line);
   }
-  return !err.IsSet();
+  return first.size() == 1 && !err.IsSet();  // without memory there may be no error
 }
 
-HbError HbScript::MalformedRecord(const String& line) const {
+HbError HbScript::MalformedRecord(const String& line) const try {
   if (line.IsEmpty()) return {kMalformedRecord, GetFileName()};
   constexpr std::string_view between = ": ";
   if (GetFileName().Len() + between.size() + line.Len() > String::MaxLen) {
     return {kInvalidParameter, GetFileName()};
   }
   return {kMalformedRecord, GetFileName() + between + line};
+} catch (const std::bad_alloc&) {
+  return {kOutOfMemory, GetFileName()};
 }

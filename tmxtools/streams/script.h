@@ -9,7 +9,8 @@
 //
 // Codes: those of HbFile, and in the error argument 17749 for a record whose first field is not
 // exactly one character; its parameter is the file's name and, behind ": ", the line if that is not
-// empty. When that text would be too long the code is 0x454F with the name alone.
+// empty. When that text would be too long the code is 0x454F with the name alone, and 0x4554 when
+// there is no memory for it.
 //
 // Empty state: as HbFile, no line given back. Threads: one at a time.
 class TMX_EXPORT HbScript : public HbFile {

@@ -6,6 +6,7 @@
 
 #include "tests/macro/every_engine.h"
 #include "tests/support/engine_run.h"
+#include "tests/variables/failing_memory.h"
 #include "tmxtools/variables/variables.h"
 
 namespace tmx {
@@ -86,6 +87,28 @@ TEST_P(RegistryEngineTest, TheTextOfAnErrorCodeIsItsNumber) {
   String text = "before";
   engine_.GetErrorText(17490, text);
   EXPECT_EQ(text, "17490");
+}
+
+TEST_P(RegistryEngineTest, AHolderThatTheFrameCannotTakeEndsTheMacro) {
+  CodeBuilder many;
+  for (int i = 0; i < 20; ++i) many.Raw(Bind(kStaticClass, 4711).Bytes());
+  EXPECT_TRUE(Run(many.Exit()));
+  unsigned failed = 0;
+  for (std::size_t allowed = 0; allowed < 100; ++allowed) {
+    engine_.ClearFiles(true);
+    err_.Clear();
+    engine_.PushFile("test", err_);
+    HbStackFrame* const frame = engine_.LoadSub("SUB", err_);
+    bool ok = false;
+    {
+      const FailingMemory failing(allowed, 1);
+      ok = engine_.Call(frame, err_);
+    }
+    EXPECT_EQ(engine_.GetCallStack(), nullptr);
+    EXPECT_EQ(err_.GetCode(), ok ? 0 : 17490);
+    failed += ok ? 0 : 1;
+  }
+  EXPECT_GT(failed, 20U);
 }
 
 // ---- measuring the field ---------------------------------------------------------------------

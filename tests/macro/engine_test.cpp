@@ -427,6 +427,20 @@ TEST_F(ReentryTest, ARunWithoutMemoryEndsAndHarmsNoLaterOne) {
   }
 }
 
+TEST_F(ReentryTest, AFrameThatLacksAParameterIsNotRun) {
+  HbError err;
+  HbStackFrame* const frame = engine_.LoadSub("SUB", err);
+  {
+    const FailingMemory failing(0);
+    frame->PushParam(true);
+  }
+  EXPECT_FALSE(engine_.Call(frame, err));
+  EXPECT_EQ(err.GetCode(), kMalformed);
+  EXPECT_EQ(engine_.GetStepCount(), 0U);
+  EXPECT_EQ(engine_.GetCallStack(), nullptr);
+  ExpectNoError(host_.Run("SUB"));
+}
+
 TEST_F(ReentryTest, ARunningFrameThatIsCalledAgainIsNotDeleted) {
   bool ok = true;
   ActingObserver observer(Kind::kShouldBreak, 4, [&] {

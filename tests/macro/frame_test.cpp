@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 #include "tests/support/engine_run.h"
+#include "tests/variables/failing_memory.h"
 #include "tmxtools/macro/holder.h"
 #include "tmxtools/variables/variables.h"
 
@@ -154,6 +157,61 @@ TEST(FrameTest, AHolderIsTakenOver) {
   frame.Clear();
   frame.PushParam(1L);
   EXPECT_EQ(frame.GetHolder(33)->GetHolderClass(), 1);
+}
+
+// One parameter or holder of each kind. The texts and the amount are longer than a text holds in
+// itself.
+constexpr unsigned kPushedTypes[] = {1, 1, 1, 2, 5, 6, 10, 8, 5, 6};
+const String kText("a text that is longer than fits");
+const HbAmount kAmount(1234567890123456, 2, "EUR");
+void PushAll(HbStackFrame& frame, HbVariable* variable, HbVariableHolder* holder) {
+  frame.PushParam(kText);
+  frame.PushParam("a literal that is longer than fits");
+  frame.PushParam(std::string_view("a view that is longer than fits"));
+  frame.PushParam(HbDate(5, 3, 2003));
+  frame.PushParam(static_cast<short>(-5));
+  frame.PushParam(70000L);
+  frame.PushParam(true);
+  frame.PushParam(kAmount);
+  frame.PushParameter(variable);
+  frame.PushHolder(holder);
+}
+
+TEST(FrameTest, WithoutMemoryItIsIncompleteAndNoLaterParameterTakesThePlaceOfAMissingOne) {
+  const Own variable(5);
+  std::size_t fewest = std::size(kPushedTypes);
+  for (const std::size_t failures : {std::size_t{1}, SIZE_MAX}) {
+    for (std::size_t allowed = 0;; ++allowed) {
+      HbStackFrame frame(nullptr, "Sub");
+      auto holder = std::make_unique<HbVariableHolder>(static_cast<unsigned short>(6));
+      {
+        const FailingMemory failing(allowed, failures);
+        PushAll(frame, variable.get(), holder.release());
+      }
+      const unsigned short pushed = frame.GetHolderCount();
+      for (unsigned short i = 0; i < pushed; ++i)
+        EXPECT_EQ(frame.GetHolderByPos(i)->GetType(), kPushedTypes[i]);
+      EXPECT_EQ(frame.IsComplete(), pushed == std::size(kPushedTypes));
+      if (frame.IsComplete()) break;
+      fewest = std::min<std::size_t>(fewest, pushed);
+      frame.PushParam(true);
+      EXPECT_EQ(frame.GetHolderCount(), pushed);
+      frame.Clear();
+      frame.PushParam(true);
+      EXPECT_TRUE(frame.IsComplete());
+      EXPECT_EQ(frame.GetHolderCount(), 1);
+      ASSERT_LT(allowed, 100U);
+    }
+    EXPECT_EQ(variable.Others(), 0U);
+  }
+  EXPECT_EQ(fewest, 0U);
+}
+
+TEST(FrameTest, ATextThatIsTooLongMakesItIncomplete) {
+  HbStackFrame frame(nullptr, "Sub");
+  frame.PushParam(std::string_view(std::string(65536, 'x')));
+  EXPECT_FALSE(frame.IsComplete());
+  EXPECT_EQ(frame.GetHolderCount(), 0);
 }
 
 TEST(FrameTest, TheSourceLineIsReturnedAsSet) {

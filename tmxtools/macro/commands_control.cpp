@@ -156,7 +156,10 @@ void MeMacroEngine::InternalCmdCall(const String& name, int count) {
     SetStatus(err);
     return;
   }
-  for (int i = 1; i < count && !HasStatus(); ++i) PassArgument(*callee);
+  for (int i = 1; i < count && !HasStatus(); ++i) {
+    PassArgument(*callee);
+    if (!callee->IsComplete()) SetMacroStatus(kMalformed);
+  }
   if (HasStatus()) return;
   if (call_stack_->Count() >= kMaxFrames) {
     SetMacroStatus(kMalformed);

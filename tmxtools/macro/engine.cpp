@@ -69,7 +69,7 @@ bool MeMacroEngine::Call(HbStackFrame* frame, HbError& err) {
     err.SetError(kAlreadyRunning);
     return false;
   }
-  if (frame == nullptr || frame->GetByteCode() == nullptr) {
+  if (frame == nullptr || frame->GetByteCode() == nullptr || !frame->IsComplete()) {
     err.SetError(kMalformed);
     return false;
   }
@@ -211,6 +211,7 @@ void MeMacroEngine::PushHolder(HbVariableHolder* holder) {
     return;
   }
   cur_frame_->PushHolder(holder);
+  if (!cur_frame_->IsComplete()) SetMacroStatus(kMalformed);
   NotifyVariablesChanged();
 }
 

@@ -188,6 +188,7 @@ bool MeMacroEngine::PassDecoded(HolderList caller, const CallSite& site, HbStack
         callee.PushParam(argument.number != 0);
     }
   }
+  if (!callee.IsComplete()) throw std::bad_alloc();  // it ends the macro as it does anywhere else
   return true;
 }
 

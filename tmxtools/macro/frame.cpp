@@ -1,18 +1,8 @@
 #include "tmxtools/macro/frame.h"
 
+#include <new>
 #include <stdexcept>
 #include <utility>
-
-namespace {
-
-template <typename Variable, typename Value>
-void PushValue(HbStackFrame& frame, const Value& value) {
-  const tmx::NewVariable<Variable> variable(new Variable);
-  variable->Set(value);
-  frame.PushParameter(variable.get());
-}
-
-}  // namespace
 
 HbStackFrame::HbStackFrame(HbByteCode* byte_code, const String& sub_name)
     : byte_code_(byte_code), sub_name_(sub_name) {}
@@ -21,33 +11,72 @@ HbStackFrame::~HbStackFrame() {
   for (HbVariableHolder* const holder : holders_) delete holder;
 }
 
-void HbStackFrame::PushParam(const String& value) { PushValue<HbStringVariable>(*this, value); }
-void HbStackFrame::PushParam(const HbDate& value) { PushValue<HbDateVariable>(*this, value); }
-void HbStackFrame::PushParam(short value) { PushValue<HbIntVariable>(*this, value); }
-void HbStackFrame::PushParam(long value) { PushValue<HbLongVariable>(*this, value); }
-void HbStackFrame::PushParam(bool value) { PushValue<HbBoolVariable>(*this, value); }
+template <class Operation>
+void HbStackFrame::Push(Operation operation) {
+  if (!is_complete_) return;
+  try {
+    operation();
+  } catch (const std::bad_alloc&) {
+    is_complete_ = false;
+  } catch (const std::length_error&) {
+    is_complete_ = false;
+  }
+}
 
+// The value is made when there is a variable for it.
+template <class Variable, class MakeValue>
+void HbStackFrame::PushValue(MakeValue make_value, unsigned short type) {
+  Push([&] {
+    const tmx::NewVariable<Variable> variable(new Variable);
+    variable->Set(make_value());
+    AppendHolder(type, HbVariableHolder::kParameter).SetVariable(variable.get());
+  });
+}
+
+void HbStackFrame::PushParam(const String& value) {
+  PushValue<HbStringVariable>([&]() -> const String& { return value; });
+}
+void HbStackFrame::PushParam(const char* value) {
+  PushValue<HbStringVariable>([=] { return String(value); });
+}
+void HbStackFrame::PushParam(std::string_view value) {
+  PushValue<HbStringVariable>([=] { return String(value); });
+}
+void HbStackFrame::PushParam(const HbDate& value) {
+  PushValue<HbDateVariable>([&]() -> const HbDate& { return value; });
+}
+void HbStackFrame::PushParam(short value) {
+  PushValue<HbIntVariable>([=] { return value; });
+}
+void HbStackFrame::PushParam(long value) {
+  PushValue<HbLongVariable>([=] { return value; });
+}
+void HbStackFrame::PushParam(bool value) {
+  PushValue<HbBoolVariable>([=] { return value; });
+}
 void HbStackFrame::PushParam(const HbAmount& value) {
-  const tmx::NewVariable<HbStringVariable> text(new HbStringVariable);
-  text->Set(value.GetDecimalPointString());
-  AppendHolder(8, HbVariableHolder::kParameter).SetVariable(text.get());
+  PushValue<HbStringVariable>([&] { return value.GetDecimalPointString(); }, tmx::kAmountType);
 }
 
 void HbStackFrame::PushParameter(HbVariable* variable) {
   if (variable == nullptr) return;
-  AppendHolder(variable->GetType(), HbVariableHolder::kParameter).SetVariable(variable);
+  Push([&] {
+    AppendHolder(variable->GetType(), HbVariableHolder::kParameter).SetVariable(variable);
+  });
 }
 
 void HbStackFrame::PushHolder(HbVariableHolder* holder) {
   if (holder == nullptr) return;
   std::unique_ptr<HbVariableHolder> owned(holder);
-  if (used_ == holders_.size()) {
-    holders_.push_back(holder);
-  } else {
-    delete std::exchange(holders_[used_], holder);
-  }
-  static_cast<void>(owned.release());
-  ++used_;
+  Push([&] {
+    if (used_ == holders_.size()) {
+      holders_.push_back(holder);
+    } else {
+      delete std::exchange(holders_[used_], holder);
+    }
+    static_cast<void>(owned.release());
+    ++used_;
+  });
 }
 
 void HbStackFrame::AddHolder() {

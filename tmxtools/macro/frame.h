@@ -47,6 +47,10 @@ class HolderList {
 // The holder at position p has the id 33 + p; ids up to 32 name no holder. Parameters pushed by the
 // caller take the first ids.
 //
+// Parameters and holders that cannot be pushed, for lack of memory or because a text would be too
+// long, make the frame incomplete: it takes no more of them, so that none gets the id of another
+// one, and an engine refuses to run it with 17490.
+//
 // Owner: whoever made it, until it is pushed on a call stack or handed to an engine. It owns its
 // bytecode and holders. Empty state: no holders, program counter 0. Threads: one at a time.
 class TMX_EXPORT HbStackFrame {
@@ -64,13 +68,14 @@ class TMX_EXPORT HbStackFrame {
     HbVariableHolder* const* const first = holders_.data();
     for (std::size_t i = 0, count = used_; i < count; ++i) first[i]->Reset();
     used_ = 0;
+    is_complete_ = true;
     if (byte_code_ != nullptr) byte_code_->SetPC(0);
   }
 
   // Push a parameter by value: a new variable that only the frame references.
   void PushParam(const String& value);
-  void PushParam(const char* value) { PushParam(String(value)); }
-  void PushParam(std::string_view value) { PushParam(String(value)); }
+  void PushParam(const char* value);
+  void PushParam(std::string_view value);
   void PushParam(const HbDate& value);
   void PushParam(short value);
   void PushParam(long value);
@@ -81,9 +86,11 @@ class TMX_EXPORT HbStackFrame {
   // Push a parameter by reference; the caller keeps its own reference. Null is ignored.
   void PushParameter(HbVariable* variable);
 
-  // Appends a holder, which the frame owns from then on.
+  // Appends a holder, which the frame owns from then on. Null is ignored.
   void PushHolder(HbVariableHolder* holder);
-  // Appends a new holder without variable.
+  // Whether it has all that was pushed.
+  bool IsComplete() const { return is_complete_; }
+  // Appends a new holder without variable; may throw bad_alloc.
   HbVariableHolder& AppendHolder(unsigned short type, unsigned short holder_class) {
     HbVariableHolder& holder = NextHolder();
     holder.Declare(type, holder_class);
@@ -130,6 +137,11 @@ class TMX_EXPORT HbStackFrame {
     return *holders_[used_++];
   }
   void AddHolder();
+  // Runs an operation that appends a holder, unless one is missing already.
+  template <class Operation>
+  void Push(Operation operation);
+  template <class Variable, class MakeValue>
+  void PushValue(MakeValue make_value, unsigned short type = Variable::kType);
   HbVariableHolder* GetHolderAt(int position) const {
     const auto at = static_cast<std::size_t>(position);  // a negative position becomes huge
     return at < used_ ? holders_[at] : nullptr;
@@ -142,6 +154,7 @@ class TMX_EXPORT HbStackFrame {
   // The first `used_` are the frame's holders; the rest wait to be used again.
   std::vector<HbVariableHolder*> holders_;
   std::size_t used_ = 0;
+  bool is_complete_ = true;
   HbCallStack* stack_ = nullptr;
   String source_file_;
   std::uint16_t source_line_ = 0;

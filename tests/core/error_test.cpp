@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/variables/failing_memory.h"
 #include "tmxtools/platform/memory_stream.h"
 #include "tmxtools/textres/message_resolver.h"
 
@@ -132,6 +133,32 @@ TEST_F(Error, CopiesShareOneRecord) {
   EXPECT_FALSE(error);
   EXPECT_EQ(copy.GetText()->View(), "T1");
   error.Clear();
+}
+
+// Too low a count gives the record back while a copy needs it, too high a one never.
+TEST_F(Error, AssigningToItselfChangesNoCounts) {
+  for (const bool is_shared : {false, true}) {
+    HbError error(1, String("a parameter that is not held inline"));
+    HbError copy = is_shared ? error : HbError();
+    const HbError& self = error;
+    std::size_t early = 0;
+    std::size_t late = 0;
+    {
+      const WatchedMemory watched({"parameter that"});  // so short that it is held inline
+      error = self;
+      if (is_shared) {
+        copy = error;  // another handle on the same record
+        copy = std::move(error);
+        error = copy;
+        copy.Clear();
+      }
+      early = watched.Leaked();
+      error.Clear();
+      late = watched.Leaked();
+    }
+    EXPECT_EQ(early, 0U);
+    EXPECT_EQ(late, 1U);
+  }
 }
 
 TEST_F(Error, MovingLeavesNull) {

@@ -104,9 +104,10 @@ int Write(const CryptOptions& options) {
   Keys keys(options);
   const std::string target = BehindLinks(options.file);
   if (std::filesystem::exists(target) && !std::filesystem::is_regular_file(target))
-    return Refuse(options.file, "is no file that could be replaced");
+    return Refuse(options.file, "is no file that could be replaced", stream_error::AccessDenied);
   ScratchFile scratch(target);
-  if (scratch.Name().empty()) return Refuse(options.file, "no file can be made beside it");
+  if (scratch.Name().empty())
+    return Refuse(options.file, "no file can be made beside it", stream_error::CannotCreate);
   HbCryptFileStream stream;
   keys.Open(stream, scratch.Name(), stream_mode::Read | stream_mode::Write | ModeOf(options));
   if (stream.HasError()) return RefuseStream(options.file, stream, kNoKeyToWrite);
@@ -116,7 +117,8 @@ int Write(const CryptOptions& options) {
   stream.Flush();
   stream.Close();
   if (stream.HasError()) return RefuseStream(options.file, stream, kNoKeyToWrite);
-  if (!scratch.RenameTo(target)) return Refuse(options.file, "cannot be replaced");
+  if (!scratch.RenameTo(target))
+    return Refuse(options.file, "cannot be replaced", stream_error::WriteError);
   WarnOfWhatCannotBeRead(options);
   return kDone;
 }

@@ -49,10 +49,12 @@ int WithKeys(Command command) {
   }
 }
 
-// Says on standard error what is wrong with a file and gives kRefused.
+// Says on standard error what a user should know about a file; gives kRefused.
 int Refuse(const std::string& file, const std::string& what);
 // The same for the error of a stream: its code, the number of the stream error, the code's text.
 int Refuse(const std::string& file, const SvStream& stream);
+// Both, for what no stream has noticed.
+int Refuse(const std::string& file, const std::string& what, std::uint32_t stream_error);
 // The same for an error with its causes, one a line.
 int Refuse(const std::string& file, const HbError& error);
 // Puts the rest of standard input into a stream. False after an error: it says what went wrong with

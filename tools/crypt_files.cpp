@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "tmxtools/platform/memory_stream.h"
 #include "tools/crypt_command.h"
 #include "tools/output.h"
 #include "tools/progress.h"
@@ -87,6 +88,13 @@ int Refuse(const std::string& file, const SvStream& stream) {
                           "): " + ForOutput(error.GetText()->View()));
 }
 
+int Refuse(const std::string& file, const std::string& what, std::uint32_t stream_error) {
+  SvMemoryStream stream;
+  stream.SetError(stream_error);
+  Refuse(file, what);
+  return Refuse(file, stream);
+}
+
 int Refuse(const std::string& file, const HbError& error) {
   for (const HbError* cause = &error; cause != nullptr && cause->IsSet();
        cause = cause->GetPrev()) {
@@ -114,7 +122,8 @@ bool CopyInput(const std::string& name, SvStream& stream) {
     if (stream.Write(piece.data(), length) != length) return false;
     progress.Advance(length);
   }
-  if (std::ferror(stdin) != 0) return Refuse("standard input", std::strerror(errno)), false;
+  if (std::ferror(stdin) != 0)
+    return Refuse("standard input", std::strerror(errno), stream_error::ReadError), false;
   return true;
 }
 

@@ -30,7 +30,8 @@ int Show(const RecoverOptions& options) {
   UndoLogReader reader(log);
   if (!log.HasError() && reader.RecordCount() == 0 && reader.DataLength() > length) {
     // A transaction that shortens a file logs what it cuts off. Undoing this would only do harm.
-    return Refuse(options.log, "no undo log of this file: would add bytes that it does not hold");
+    return Refuse(options.log, "no undo log of this file: would add bytes that it does not hold",
+                  stream_error::WrongFormat);
   }
   if (reader.IsEmpty() || reader.MayBeCut(length)) {
     std::puts("nothing to undo");

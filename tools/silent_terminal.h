@@ -32,7 +32,7 @@ class SilentTerminal {
   // Appends a line without its end to a text or a secret one; false at the end of input.
   template <class Text>
   bool ReadLine(Text& line) {
-    for (char c; read(terminal_, &c, 1) == 1; line.push_back(c))
+    for (typename Text::value_type c; read(terminal_, &c, 1) == 1; line.push_back(c))
       if (c == '\n') return true;
     return false;
   }

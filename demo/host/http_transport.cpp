@@ -1,8 +1,10 @@
 #include "demo/host/http_transport.h"
 
+#include <arpa/inet.h>
 #include <httplib.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
@@ -19,6 +21,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kOk = 200;
+constexpr std::string_view kLoopback6 = "[::1]";
+constexpr std::string_view kPlain = "http://";
 
 struct Address {
   std::string server;  // scheme, host and port
@@ -44,15 +48,20 @@ bool IsPort(std::string_view text) {
   return port >= 1 && port <= 65535;
 }
 
+// How much of a server is its host.
+std::size_t HostLength(std::string_view server) {
+  if (server.starts_with(kLoopback6)) return kLoopback6.size();
+  return static_cast<std::size_t>(std::ranges::find_if_not(server, IsHostChar) - server.begin());
+}
+
 bool IsServer(std::string_view text) {
-  const auto end = std::ranges::find_if_not(text, IsHostChar);
-  const auto length = static_cast<std::size_t>(end - text.begin());
+  const std::size_t length = HostLength(text);
   return length > 0 && (length == text.size() || text[length] == ':') &&
          IsPort(text.substr(length));
 }
 
 std::optional<Address> Split(const std::string& url) {
-  for (const std::string_view scheme : {"http://", "https://"}) {
+  for (const std::string_view scheme : {kPlain, std::string_view("https://")}) {
     if (!url.starts_with(scheme)) continue;
     const std::size_t end = std::min(url.find_first_of("/?#", scheme.size()), url.size());
     const std::string path = url.substr(end);
@@ -64,6 +73,14 @@ std::optional<Address> Split(const std::string& url) {
                    scheme == "https://"};
   }
   return std::nullopt;
+}
+
+// Whether bytes that go to this server stay on this computer.
+bool IsLoopback(std::string_view server) {
+  const std::string host(server.substr(0, HostLength(server)));
+  std::array<unsigned char, 4> bytes{};
+  return host == "localhost" || host == kLoopback6 ||
+         (inet_pton(AF_INET, host.c_str(), bytes.data()) == 1 && bytes[0] == 127);
 }
 
 std::string Describe(httplib::Error error) {
@@ -181,17 +198,22 @@ int Post(const HttpOptions& options, const Address& address, const SecretString&
 }  // namespace
 
 std::string HttpTransport::ProblemOf(const std::string& url) {
-  if (Split(url)) return "";
+  if (const auto address = Split(url)) {
+    if (address->is_secure || IsLoopback(std::string_view(address->server).substr(kPlain.size())))
+      return "";
+    return "use https://, since the PIN would go over the network in clear; http:// is for this "
+           "computer alone";
+  }
   return "must be http:// or https:// with a host, perhaps a port from 1 to 65535 and a path";
 }
 
 bool HttpTransport::Exchange(std::string_view message, std::string& answer,
                              std::string& problem) const {
-  const auto address = Split(options_.url);
-  if (!address) {
-    problem = "the address of the bank " + ProblemOf(options_.url);
+  if (const std::string wrong = ProblemOf(options_.url); !wrong.empty()) {
+    problem = "the address of the bank: " + wrong;
     return false;
   }
+  const auto address = Split(options_.url);
   Body body;
   const int status = Post(options_, *address, ToBase64<SecretString>(message), body);
   problem = body.problem;

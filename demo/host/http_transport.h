@@ -27,7 +27,7 @@ class HttpTransport {
   explicit HttpTransport(HttpOptions options) : options_(std::move(options)) {}
 
   // Why an address cannot be used; empty if it can. Credentials in it, for one, would be written
-  // where it is.
+  // where it is, and without TLS a PIN may go to this computer only.
   static std::string ProblemOf(const std::string& url);
 
   // The answer's bytes; or false, and a sentence about what went wrong, which holds nothing of the

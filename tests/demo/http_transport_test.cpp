@@ -273,14 +273,24 @@ TEST_F(SecureTransportTest, RefusesAServerWithoutTls) {
 
 TEST(HttpTransportTest, AddressesAreChecked) {
   for (const char* good :
-       {"http://localhost", "https://a-b.c:443/path?x=1", "http://1.2.3.4:65535"})
+       {"http://localhost", "https://a-b.c:443/path?x=1", "http://127.2.3.4:65535", "http://[::1]",
+        "http://[::1]:8080/x", "http://localhost:1/", "https://1.2.3.4"})
     EXPECT_EQ(HttpTransport::ProblemOf(good), "") << good;
   for (const char* bad :
        {"", "localhost", "ftp://a/", "http://", "http:///path", "http://a:", "http://a:0",
         "http://a:65536", "http://a:1x", "http://user:word@a/", "http://a b/", "http://a/b c",
-        "http://a/\r\nX: y", "http://a/#part", "HTTP://a/"}) {
+        "http://a/\r\nX: y", "http://a/#part", "HTTP://a/", "https://[::1", "https://[::1]x/"}) {
     EXPECT_NE(HttpTransport::ProblemOf(bad), "") << bad;
     EXPECT_NE(Problem(Quick(bad)), "") << bad;
+  }
+}
+
+TEST(HttpTransportTest, NothingLeavesTheComputerInClear) {
+  for (const char* const url :
+       {"http://a-b.c/", "http://1.2.3.4/", "http://128.0.0.1/", "http://127.0.0.1.a/",
+        "http://localhost.a/", "http://127.1/", "http://0127.0.0.1/"}) {
+    EXPECT_THAT(HttpTransport::ProblemOf(url), HasSubstr("https://")) << url;
+    EXPECT_THAT(Problem(Quick(url)), HasSubstr("in clear")) << url;
   }
 }
 

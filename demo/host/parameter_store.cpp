@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 
 #include "tmxtools/banking/user_utilities.h"
 #include "tmxtools/platform/crypto.h"
@@ -17,11 +18,13 @@ namespace tmx::demo {
 namespace {
 
 constexpr std::uint16_t kPathNotFound = 17736;
+constexpr std::uint16_t kLocked = 17739;
 constexpr std::uint16_t kGeneral = 17741;
 constexpr std::uint16_t kCannotCreate = 17742;
 constexpr std::uint16_t kInvalidParameter = 17743;
 constexpr std::uint16_t kOutOfMemory = 17748;
 constexpr std::uint16_t kWrongFormat = 17749;
+constexpr std::chrono::milliseconds kAgain{100};
 constexpr unsigned long kMostBytes = 64UL << 20;
 constexpr unsigned short kSealed = stream_mode::Read | stream_mode::Write | crypt_mode::Tagged |
                                    crypt_mode::Encrypt | crypt_mode::Sign;
@@ -41,6 +44,7 @@ bool Succeeded(const SvStream& stream, const std::string& path, HbError& error) 
   return false;
 }
 
+constexpr char kEmpty[] = "empty";
 constexpr char kAnotherKey[] = "made with another key, or damaged";
 // What an encrypted stream says of stored bytes that are none of its own.
 constexpr std::uint32_t kDamage[] = {stream_error::General, stream_error::ReadError,
@@ -55,7 +59,7 @@ class OpenFile {
   bool Read(std::string& content, HbError& error) {
     const auto info = CurrentEnv().Info(path_);
     // An empty file would be taken for a new one.
-    if (info.Ok() && info.value.size == 0) return Fail(error, kWrongFormat, path_, "empty");
+    if (info.Ok() && info.value.size == 0) return Fail(error, kWrongFormat, path_, kEmpty);
     ParameterStore::Key session;
     if (!CurrentCrypto().FillRandom(session.Data(), session.Size()))
       return Fail(error, kGeneral, path_, "no random bytes");
@@ -165,11 +169,24 @@ bool Change(const std::string& path, const ParameterStore::Key& key, const Choos
   return file.Write(content, error);
 }
 
-// No exception leaves the store.
+// Whether somebody else is at the file who will be done soon.
+bool IsPassing(const HbError& error) {
+  const String* const text = error.GetParamText();
+  return error.GetCode() == kLocked ||
+         (error.GetCode() == kWrongFormat && text != nullptr && text->View().ends_with(kEmpty));
+}
+
+// No exception leaves the store. An operation that met others at the file had no effect.
 template <class Operation>
-bool Guarded(const std::string& path, HbError& error, Operation operation) {
+bool Guarded(const std::string& path, std::chrono::milliseconds patience, HbError& error,
+             Operation operation) {
   try {
-    return operation();
+    const auto end = std::chrono::steady_clock::now() + patience;
+    for (bool done = operation();; done = operation()) {
+      if (done || !IsPassing(error) || std::chrono::steady_clock::now() >= end) return done;
+      error.Clear();
+      std::this_thread::sleep_for(kAgain);
+    }
   } catch (const std::length_error&) {
     return Fail(error, kInvalidParameter, path, "a text is too long, or there is too much");
   } catch (const std::bad_alloc&) {
@@ -181,7 +198,7 @@ bool Guarded(const std::string& path, HbError& error, Operation operation) {
 }  // namespace
 
 bool ParameterStore::Load(StoredUsers& users, HbError& error) const {
-  return Guarded(path_, error, [&] {
+  return Guarded(path_, patience_, error, [&] {
     OpenFile file(path_, key_);
     return !IsThere(path_) || ReadUsers(file, path_, users, error);
   });
@@ -198,7 +215,7 @@ bool ParameterStore::LoadUser(std::unique_ptr<StoredUser>& user, HbError& error)
 }
 
 bool ParameterStore::Save(const StoredUsers& users, HbError& error) const {
-  return Guarded(path_, error, [&] {
+  return Guarded(path_, patience_, error, [&] {
     const auto all = [&](const StoredUsers&) {
       std::vector<const StoredUser*> chosen;
       for (const auto& user : users) chosen.push_back(user.get());
@@ -209,7 +226,7 @@ bool ParameterStore::Save(const StoredUsers& users, HbError& error) const {
 }
 
 bool ParameterStore::SaveUser(const StoredUser& user, HbError& error) const {
-  return Guarded(path_, error, [&] {
+  return Guarded(path_, patience_, error, [&] {
     const auto others_and_user = [&](const StoredUsers& stored) {
       std::vector<const StoredUser*> chosen;
       for (const auto& other : stored)

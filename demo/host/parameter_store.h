@@ -1,6 +1,7 @@
 // Users with their parameter data, kept between runs of a host.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "demo/host/stored_user.h"
@@ -22,8 +23,10 @@ class ParameterStore {
   static constexpr std::size_t kKeyLength = 16;
   using Key = Secret<kKeyLength>;
 
-  // Makes nothing yet; the directory is made with the file.
-  ParameterStore(std::string path, const Key& key) : path_(std::move(path)), key_(key) {}
+  // Makes nothing yet; the directory is made with the file. For so long each operation waits for
+  // others who have the file open, or are about to fill it.
+  ParameterStore(std::string path, const Key& key, std::chrono::milliseconds patience = {})
+      : path_(std::move(path)), key_(key), patience_(patience) {}
 
   const std::string& Path() const { return path_; }
 
@@ -40,6 +43,7 @@ class ParameterStore {
  private:
   std::string path_;
   Key key_;
+  std::chrono::milliseconds patience_;
 };
 
 // The file for a user: "users.par" in the directory of the parameter data from dialogs. With a base

@@ -1,6 +1,7 @@
 #include "demo/host/parameter_store.h"
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -299,6 +300,33 @@ TEST_F(ParameterStoreTest, AFileInUseIsRefused) {
   SvFileStream log(String(kPath) + ".log",
                    stream_mode::Read | stream_mode::Write | stream_mode::DenyAll);
   ExpectRefused(17739, store_);
+}
+
+TEST_F(ParameterStoreTest, APatientStoreWaitsForWhoHasTheFileOpen) {
+  ASSERT_TRUE(store_.Save(Users({"a"}), error_));
+  const ParameterStore patient(kPath, kKey, std::chrono::seconds(60));
+  StoredUsers users;
+  env_.Fail(EnvCall::kClaim, 1, std::errc::resource_unavailable_try_again);
+  EXPECT_TRUE(patient.Load(users, error_)) << ErrorText(error_);
+  EXPECT_FALSE(error_.IsSet());
+  EXPECT_EQ(users.size(), 1u);
+  env_.Fail(EnvCall::kClaim, 1, std::errc::resource_unavailable_try_again);
+  EXPECT_TRUE(patient.SaveUser(*MakeUser("b"), error_)) << ErrorText(error_);
+}
+
+TEST_F(ParameterStoreTest, PatienceHasAnEnd) {
+  ASSERT_TRUE(store_.Save(Users({"a"}), error_));
+  memory_.Put(kPath, "");
+  const auto start = std::chrono::steady_clock::now();
+  ExpectRefused(17749, ParameterStore(kPath, kKey, std::chrono::milliseconds(150)));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+}
+
+TEST_F(ParameterStoreTest, PatienceIsNotForAnotherKey) {
+  ASSERT_TRUE(store_.Save(Users({"a"}), error_));
+  const auto start = std::chrono::steady_clock::now();
+  ExpectRefused(17749, ParameterStore(kPath, kOtherKey, std::chrono::seconds(60)));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(50));
 }
 
 TEST_F(ParameterStoreTest, ATooLongTextIsRefused) {

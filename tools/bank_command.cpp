@@ -17,6 +17,10 @@
 namespace tmx::tools {
 namespace {
 
+constexpr const char* kExitCodes =
+    "Exit codes: 0 ended by a signal or after its time, 1 a file cannot be used or the port "
+    "cannot\n"
+    "be taken, 2 wrong use.";
 constexpr int kLongestRun = 24 * 60 * 60;  // seconds
 
 struct BankCommandOptions {
@@ -116,7 +120,7 @@ std::string ScriptFooter() {
   return "A script has one rule a line, [request N] ACTION [ARGUMENT]; '#' begins a comment. A "
          "rule\n"
          "without a request holds for all. The bank still does what it is asked to do.\n" +
-         demo::Script::Help();
+         demo::Script::Help() + '\n' + kExitCodes;
 }
 
 }  // namespace
@@ -126,6 +130,7 @@ void AddBankCommand(CLI::App& program, int& exit_code) {
   CLI::App* const bank = program.add_subcommand(
       "bank", "A bank of two users that lives in memory, to try things with.");
   bank->require_subcommand(1);
+  bank->footer(kExitCodes);
   CLI::App* const serve = bank->add_subcommand(
       "serve",
       "Answer FinTS 3.0 with PIN and TAN over HTTP on 127.0.0.1 until SIGTERM or SIGINT. The "

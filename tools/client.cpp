@@ -1,5 +1,9 @@
 #include "tools/client.h"
 
+#include <sys/stat.h>
+
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 
@@ -16,10 +20,18 @@
 namespace tmx::tools {
 namespace {
 
-constexpr int kBankRefused = 3;
+using demo::Outcome;
+
+constexpr std::chrono::seconds kPatience{10};  // with other runs on the same data
 constexpr unsigned short kHbci22 = 220;
 
 std::string TextOf(const HbError& error) { return ForOutput(demo::FullText(error)); }
+
+int CodeOf(Outcome outcome) {
+  if (outcome == Outcome::kRefused) return kBankRefused;
+  if (outcome == Outcome::kUncertain) return kUncertain;
+  return kFindings;
+}
 
 }  // namespace
 
@@ -43,7 +55,8 @@ bool Client::Load(std::string& problem) {
   const SecretBytes key =
       ReadKeyFile("--key-file", options_.key_file, demo::ParameterStore::kKeyLength);
   const std::string path = demo::ParameterFilePath(user, options_.data);
-  store_ = std::make_unique<demo::ParameterStore>(path, demo::ParameterStore::Key(key.data()));
+  store_ = std::make_unique<demo::ParameterStore>(path, demo::ParameterStore::Key(key.data()),
+                                                  kPatience);
   HbError error;
   store_->LoadUser(stored_, error);
   if (error.IsSet()) problem = path + ": " + TextOf(error);
@@ -67,8 +80,12 @@ bool Client::OpenLog(std::string& problem) {
     return false;
   }
   job_->SetProtocolPathAndKey(options_.log.c_str(), *key);
-  if (job_->GetProtocol() == nullptr) problem = options_.log + ": no log can be made there";
-  return problem.empty();
+  if (job_->GetProtocol() != nullptr) return true;
+  HbError error;  // asked again, the job says why
+  if (job_->OpenNewProtocol(error)) return true;
+  problem = options_.log + ": " + ForOutput(error.GetText()->View()) + " (" +
+            std::to_string(error.GetCode()) + ")";
+  return false;
 }
 
 bool Client::LoadMacros(std::string& problem) {
@@ -94,7 +111,8 @@ bool Client::LoadMacros(std::string& problem) {
 
 bool Client::Prepare(std::string& problem) {
   job_ = std::make_unique<HbJob>();
-  return Load(problem) && OpenLog(problem) && LoadMacros(problem);
+  // Whether anything can be kept is better known before anything is sent.
+  return Load(problem) && OpenLog(problem) && LoadMacros(problem) && Save(problem);
 }
 
 int Client::Converse(const Work& work) {
@@ -125,24 +143,25 @@ int Client::Converse(const Work& work) {
       },
       how);
   int exit_code = conversation.Open() ? work(conversation, *stored_) : kFindings;
-  const demo::Outcome outcome = conversation.LastOutcome();
+  const Outcome outcome = conversation.LastOutcome();
   const std::string problem = conversation.Problem();
   conversation.Close();
   progress.Hide();
-  if (exit_code == kDone || outcome == demo::Outcome::kDone) return exit_code;
-  return Complain(ForOutput(problem),
-                  outcome == demo::Outcome::kRefused ? kBankRefused : kFindings);
+  if (exit_code == kDone || outcome == Outcome::kDone) return exit_code;
+  return Complain(ForOutput(problem), CodeOf(outcome));
 }
 
 int Client::Run(const Work& work) {
   ForbidCoreDumps();  // there will be a PIN in memory
+  umask(S_IRWXG | S_IRWXO);
+  std::signal(SIGPIPE, SIG_IGN);  // what is under way ends in order though nobody listens
   std::string problem;
   if (const std::string wrong = demo::HttpTransport::ProblemOf(options_.http.url); !wrong.empty())
     return Complain(options_.http.url + ": " + wrong, kWrongUse);
   if (!Prepare(problem)) return Complain(problem, kFindings);
   const int exit_code = Converse(work);
-  if (!Save(problem)) return Complain(problem, kFindings);
-  return exit_code;
+  if (Save(problem)) return exit_code;
+  return Complain(problem + "; what the bank told about itself is not kept", exit_code);
 }
 
 }  // namespace tmx::tools

@@ -23,6 +23,10 @@ struct ClientOptions {
   std::string pain, pain_format, iban, name, amount, purpose;  // transfer
 };
 
+// What a run ends with beside the codes of all commands.
+inline constexpr int kBankRefused = 3;
+inline constexpr int kUncertain = 5;  // a transfer was sent, but nobody knows what became of it
+
 // Says what went wrong, and gives the code.
 int Complain(const std::string& text, int code);
 
@@ -35,7 +39,8 @@ class Client {
       : options_(options), prompt_(options.pin_file, options.tan_file, options.picture) {}
 
   // Opens a dialog, does the work, closes the dialog and keeps what was learnt. Work that ends with
-  // another code than 0 has left a problem in the conversation, or has said itself what it is.
+  // another code than 0 has left a problem in the conversation, or has said itself what it is. What
+  // happened at the bank decides about the code: what cannot be written afterwards is only said.
   int Run(const Work& work);
 
  private:

@@ -4,6 +4,7 @@
 #include <string>
 #include <tuple>
 
+#include "demo/host/payment_writer.h"
 #include "tools/client_orders.h"
 #include "tools/command.h"
 
@@ -96,8 +97,11 @@ std::string CheckAmount(const std::string& text) {
 void AddClientCommand(CLI::App& program, int& exit_code) {
   CLI::App* const client = program.add_subcommand(
       "client",
-      "A sample host: FinTS 3.0 with PIN and TAN, or HBCI 2.2 with a PIN. Exit code 1 when it\n"
-      "cannot be done, 3 when the bank refuses. After a refused PIN nothing more is sent.");
+      "A sample host: FinTS 3.0 with PIN and TAN, or HBCI 2.2 with a PIN. After a refused PIN\n"
+      "nothing more is sent.");
+  client->footer(
+      "Exit codes: 0 done, 1 it cannot be done, 2 wrong use, 3 the bank refuses, 5 a transfer was\n"
+      "sent, but nobody knows what became of it: look at the statement before it is made again.");
   client->require_subcommand(1);
   const auto options = std::make_shared<ClientOptions>();
   const auto add = [&](const char* name, const char* help, Order order) {
@@ -126,7 +130,15 @@ void AddClientCommand(CLI::App& program, int& exit_code) {
       what->add_option("--pain", options->pain, "a pain.001 to send as it is")->type_name("FILE");
   CLI::Option* const iban = what->add_option("--to", options->iban, "IBAN that is paid");
   what->require_option(1);
-  transfer->add_option("--pain-format", options->pain_format, "URN of the pain.001")->needs(pain);
+  transfer
+      ->add_option("--pain-format", options->pain_format,
+                   "URN of the pain.001, by default of pain.001.001.03; without --pain that or\n"
+                   "pain.001.001.09")
+      ->check([pain](const std::string& text) -> std::string {
+        if (pain->count() > 0 || text == demo::kPain00103 || text == demo::kPain00109) return "";
+        return "a payment is written as " + std::string(demo::kPain00103) + " or " +
+               demo::kPain00109 + " only";
+      });
   CLI::Option* const name = transfer->add_option("--name", options->name, "name of who is paid");
   CLI::Option* const amount =
       transfer->add_option("--amount", options->amount, "amount in EUR, as 12.34")

@@ -1,10 +1,13 @@
 #include "tools/client_orders.h"
 
+#include <stdio_ext.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "demo/host/payment_writer.h"
 #include "demo/host/segment_values.h"
 #include "tools/command.h"
 #include "tools/output.h"
@@ -21,8 +24,6 @@ using demo::Conversation;
 using demo::StoredUser;
 using demo::TextOf;
 using Json = nlohmann::ordered_json;
-
-constexpr const char* kPainFormat = "urn:iso:std:iso:20022:tech:xsd:pain.001.001.03";
 
 void Print(const ClientOptions& options, const Json& json, const std::string& table) {
   if (options.json)
@@ -243,53 +244,59 @@ std::string PaymentAmount(const std::string& text) {
 
 namespace {
 
-// In UTF-8.
-std::string XmlText(const std::string& text) {
-  std::string xml;
-  for (const char c : text) {
-    if (c == '&')
-      xml += "&amp;";
-    else if (c == '<')
-      xml += "&lt;";
-    else if (c == '>')
-      xml += "&gt;";
-    else
-      xml += c;
+// As the bank names him, else by his id.
+std::string OwnerOf(const BankAccount& account, const StoredUser& stored) {
+  for (unsigned short i = 0; i < stored.user.UPDSegmentCount(); ++i) {
+    const HbSegment& known = *stored.user.GetUPDSegment(i);
+    const std::string name = TextOf(known, field::kOwnerName) + TextOf(known, field::kOwnerName2);
+    if (demo::CodeOf(known) == "HIUPD" && !name.empty() &&
+        TextOf(known, field::kAccountNumber) == account.number)
+      return name;
   }
-  return xml;
+  const HbSegment* const rights = stored.user.GetUPDSegment(String());
+  const std::string name = rights != nullptr ? TextOf(*rights, field::kUserName) : "";
+  return name.empty() ? std::string(stored.user.GetBenutzerkennung().View()) : name;
 }
 
-// A pain.001 with the one transfer of the command line.
-std::string PainOf(const ClientOptions& options, const BankAccount& from) {
-  const std::string amount = PaymentAmount(options.amount);
-  return std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><Document xmlns=\"") + kPainFormat +
-         "\"><CstmrCdtTrfInitn><GrpHdr><MsgId>tmx</MsgId><NbOfTxs>1</NbOfTxs><CtrlSum>" + amount +
-         "</CtrlSum></GrpHdr><PmtInf><PmtInfId>tmx</PmtInfId><PmtMtd>TRF</PmtMtd><DbtrAcct><Id>"
-         "<IBAN>" +
-         XmlText(from.iban) +
-         "</IBAN></Id></DbtrAcct><CdtTrfTxInf><Amt><InstdAmt "
-         "Ccy=\"EUR\">" +
-         amount + "</InstdAmt></Amt><Cdtr><Nm>" + XmlText(options.name) +
-         "</Nm></Cdtr><CdtrAcct><Id><IBAN>" + XmlText(options.iban) +
-         "</IBAN></Id></CdtrAcct><RmtInf><Ustrd>" + XmlText(options.purpose) +
-         "</Ustrd></RmtInf></CdtTrfTxInf></PmtInf></CstmrCdtTrfInitn></Document>";
+demo::Payment PaymentOf(const ClientOptions& options, const BankAccount& from,
+                        const StoredUser& stored) {
+  return {Utf8(OwnerOf(from, stored)), from.iban,    from.bic,
+          AsUtf8(options.name),        options.iban, PaymentAmount(options.amount),
+          AsUtf8(options.purpose)};
+}
+
+// Who reads an exit code must not pay again because his disk is full.
+void DropWhatCannotBePrinted() {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return;
+  __fpurge(stdout);
+  std::clearerr(stdout);
+  Complain("standard output: cannot be written, but the bank has taken the transfer", kDone);
 }
 
 }  // namespace
 
-int MakeTransfer(const ClientOptions& options, Conversation& conversation, const StoredUser&) {
+int MakeTransfer(const ClientOptions& options, Conversation& conversation,
+                 const StoredUser& stored) {
   std::vector<BankAccount> accounts;
   if (!ChosenAccounts(options, conversation, accounts)) return kFindings;
-  std::string pain = PainOf(options, accounts[0]);
-  if (!options.pain.empty()) {
+  const std::string format = options.pain_format.empty() ? demo::kPain00103 : options.pain_format;
+  std::string pain;
+  if (options.pain.empty()) {
+    pain = demo::PainOf(PaymentOf(options, accounts[0], stored), format);
+    if (pain.empty()) return Complain("there are no random bytes for the payment's id", kFindings);
+  } else {
     const auto file = ReadFile(options.pain);
     if (!file) return Complain(options.pain + ": cannot be read", kFindings);
     pain = *file;
   }
-  const std::string format = options.pain_format.empty() ? kPainFormat : options.pain_format;
-  if (!conversation.Transfer(accounts[0], format, pain)) return kFindings;
-  Print(options, Json{{"transferred", true}}, "The bank has taken the transfer.\n");
-  return kDone;
+  if (conversation.Transfer(accounts[0], format, pain)) {
+    Print(options, Json{{"transferred", true}}, "The bank has taken the transfer.\n");
+    DropWhatCannotBePrinted();
+    return kDone;
+  }
+  if (conversation.LastOutcome() == demo::Outcome::kUncertain)
+    Print(options, Json{{"transferred", nullptr}}, "");
+  return kFindings;
 }
 
 }  // namespace tmx::tools

@@ -177,6 +177,8 @@ bool Conversation::Transfer(const BankAccount& account, const std::string& pain_
     if (FindResponse(order, "HIRMS") != nullptr) return true;
     report_.Fail(Outcome::kWrongAnswer, "the bank's answer does not say what became of HKCCS");
   }
+  if (report_.outcome == Outcome::kNotConfirmed)
+    return report_.Fail(Outcome::kUncertain, std::string(report_.problem));
   if (report_.outcome != Outcome::kNoAnswer && report_.outcome != Outcome::kWrongAnswer)
     return false;
   return report_.Fail(Outcome::kUncertain,

@@ -10,13 +10,14 @@ namespace tmx::demo {
 
 enum class Outcome : std::uint8_t {
   kDone,
-  kForbidden,    // the parameters of bank or user do not allow it; it was not sent
-  kNotGiven,     // the user gave no PIN or no TAN
-  kNotWritten,   // the macros could not write the message
-  kNoAnswer,     // the bank was not reached, or did not answer in time
-  kWrongAnswer,  // what came back does not answer the message, or lacks what it must have
-  kRefused,      // the bank says no
-  kUncertain,    // an order that moves money was sent, but no answer says what became of it
+  kForbidden,     // the parameters of bank or user do not allow it; it was not sent
+  kNotGiven,      // the user gave no PIN or no TAN
+  kNotWritten,    // the macros could not write the message
+  kNoAnswer,      // the bank was not reached, or did not answer in time
+  kWrongAnswer,   // what came back does not answer the message, or lacks what it must have
+  kRefused,       // the bank says no
+  kUncertain,     // an order that moves money was sent, but no answer says what became of it
+  kNotConfirmed,  // the user has not confirmed elsewhere; what he confirms later still counts
 };
 
 // What all parts of a conversation report to. No text holds a secret.

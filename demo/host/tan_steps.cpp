@@ -148,7 +148,7 @@ bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge)
   for (long i = 0; i < most; ++i) {
     surface_.wait(std::chrono::seconds(WithinLimit(wait, kLongestWait)));
     if (!procedure.AllowsAutomaticQuestions() && (!CanAsk(procedure) || !surface_.is_confirmed()))
-      return report_.Fail(Outcome::kNotGiven,
+      return report_.Fail(Outcome::kNotConfirmed,
                           "the order was not confirmed; confirmed later, it is still carried out");
     HbRequest* const question = NewRequest("S", "");
     if (question == nullptr) return false;
@@ -159,7 +159,7 @@ bool TanSteps::WaitForConfirmation(HbRequest& order, const HbSegment& challenge)
     wait = procedure.Number(field::kProcedureWaitNext, 2);
   }
   return report_.Fail(
-      Outcome::kNotGiven,
+      Outcome::kNotConfirmed,
       "the order was not confirmed in time; confirmed later, it is still carried out");
 }
 

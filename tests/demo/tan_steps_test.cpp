@@ -108,7 +108,7 @@ TEST_F(TanSteps, ShowWhatIsToBeConfirmedBeforeTheyWait) {
 TEST_F(TanSteps, AskNoMoreOftenForAConfirmationThanTheBankAllows) {
   BeNeverConfirmed();
   EXPECT_FALSE(TransferTo("12.34"));
-  EXPECT_EQ(conversation().LastOutcome(), Outcome::kNotGiven);
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kUncertain);
   EXPECT_EQ(conversation().Problem(),
             "the order was not confirmed in time; confirmed later, it is still carried out");
   EXPECT_EQ(waited_, kFirstWait + (kMostStatusRequests - 1) * kNextWait);
@@ -169,7 +169,7 @@ TEST_F(Procedures, AskNoMoreOnceTheUserGivesUp) {
   Parameters().PutFieldBool(true, field::kProcedureManual + at_);
   EXPECT_FALSE(Transfer());
   EXPECT_EQ(messages_, 1) << "the order alone";
-  EXPECT_EQ(conversation().LastOutcome(), Outcome::kNotGiven);
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kUncertain);
   EXPECT_EQ(conversation().Problem(),
             "the order was not confirmed; confirmed later, it is still carried out");
 }

@@ -1,7 +1,9 @@
 // tmx client and tmx bank serve as programs: results, misbehaving banks over HTTP, and no secret in
 // anything that is written.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
+#include <atomic>
 #include <filesystem>
 #include <string>
 
@@ -58,7 +60,12 @@ TEST_F(ClientTest, MakesATransferAndShowsItsChallenge) {
   EXPECT_EQ(picture.code, 0) << picture.output;
   EXPECT_THAT(picture.output, HasSubstr("Picture (image/png): " + written_.File("picture")));
   EXPECT_THAT(Content(written_.File("picture")), StartsWith("\x89PNG"));
-  EXPECT_THAT(Client("balance --account 1000471102").output, HasSubstr("  5025,80 EUR\n"));
+  const Ending newer = Client(
+      "transfer --account 1000471101 --name 'A & B' --amount 0,50 --purpose '<x>' --pain-format "
+      "urn:iso:std:iso:20022:tech:xsd:pain.001.001.09 --to " +
+      to);
+  EXPECT_EQ(newer.code, 0) << newer.output;
+  EXPECT_THAT(Client("balance --account 1000471102").output, HasSubstr("  5026,30 EUR\n"));
   ExpectNoSecrets();
 }
 
@@ -123,6 +130,9 @@ TEST_F(ClientTest, SaysHowAMisbehavingBankEndedIt) {
   ExpectNoSecrets();
 }
 
+const std::string kTransfer =
+    "transfer --account 1000471101 --name Erika --amount 1 --to DE02120300000000202051";
+
 // The sixth message is the transfer, the seventh brings the TAN.
 TEST_F(ClientTest, SaysNoTransferIsMadeThatTheBankHasNotMade) {
   struct Row {
@@ -131,14 +141,14 @@ TEST_F(ClientTest, SaysNoTransferIsMadeThatTheBankHasNotMade) {
     const char* text;
   };
   constexpr Row rows[] = {
-      {"request 6 drop HITAN", 1,
+      {"request 6 drop HITAN", 5,
        "the bank wants a TAN, but its answer has no HITAN; the transfer "
        "may have been carried out"},
-      {"request 6 drop HIRMS", 1, "the transfer may have been carried out"},
-      {"request 7 drop HIRMS", 1, "the transfer may have been carried out"},
-      {"request 7 cut 100", 1, "the transfer may have been carried out"},
-      {"request 7 reset", 1, "the transfer may have been carried out"},
-      {"request 7 delay 30000", 1, "the transfer may have been carried out"},
+      {"request 6 drop HIRMS", 5, "the transfer may have been carried out"},
+      {"request 7 drop HIRMS", 5, "the transfer may have been carried out"},
+      {"request 7 cut 100", 5, "the transfer may have been carried out"},
+      {"request 7 reset", 5, "the transfer may have been carried out"},
+      {"request 7 delay 30000", 5, "the transfer may have been carried out"},
       {"extra 3", 0, "The bank has taken the transfer.\n"},
   };
   for (const Row& row : rows) {
@@ -152,6 +162,101 @@ TEST_F(ClientTest, SaysNoTransferIsMadeThatTheBankHasNotMade) {
     EXPECT_THAT(ending.output, HasSubstr(row.text));
   }
   ExpectNoSecrets();
+}
+
+TEST_F(ClientTest, SaysInJsonThatNobodyKnowsWhatBecameOfATransfer) {
+  StartBank("request 7 reset");
+  const Ending ending = Client(kTransfer + " --json");
+  EXPECT_EQ(ending.code, 5);
+  EXPECT_THAT(ending.output, HasSubstr("{\n  \"transferred\": null\n}\n"));
+}
+
+// A script must not pay again because of what happened after the payment.
+TEST_F(ClientTest, ATransferIsDoneThoughItsWordsCannotBePrinted) {
+  StartBank("");
+  const std::string errors = written_.File("errors");
+  const int full = std::system((Command(kTransfer) + " >/dev/full 2>" + errors).c_str());
+  EXPECT_EQ(WEXITSTATUS(full), 0);
+  EXPECT_THAT(Content(errors), HasSubstr("the bank has taken the transfer\n"));
+  const int closed = std::system(("( " + Command(kTransfer) + "; echo $? >" +
+                                  written_.File("code") + " ) 2>" + errors + " | true")
+                                     .c_str());
+  EXPECT_EQ(closed, 0);
+  EXPECT_EQ(Content(written_.File("code")), "0\n");
+  EXPECT_THAT(Content(errors), HasSubstr("the bank has taken the transfer\n"));
+}
+
+TEST_F(ClientTest, ATransferIsDoneThoughTheParametersCannotBeKept) {
+  StartBank("request 7 delay 2000");
+  std::atomic<bool> sent = false;
+  std::thread thief([&] {
+    const std::string data = written_.File("data");
+    while (!std::filesystem::exists(data) && !sent) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    std::filesystem::remove_all(data);
+    std::ofstream(data) << "in the way";
+  });
+  const Ending ending = Client(kTransfer);
+  sent = true;
+  thief.join();
+  EXPECT_EQ(ending.code, 0);
+  EXPECT_THAT(ending.output, HasSubstr("The bank has taken the transfer.\n"));
+  EXPECT_THAT(ending.output, HasSubstr("users.par"));
+}
+
+TEST_F(ClientTest, SendsNothingWhereTheParametersCannotBeKept) {
+  StartBank("");
+  std::ofstream(written_.File("data")) << "in the way";
+  const Ending ending = Client(kTransfer);
+  EXPECT_EQ(ending.code, 1);
+  EXPECT_THAT(ending.output, HasSubstr("users.par"));
+  std::filesystem::remove(written_.File("data"));
+  EXPECT_THAT(Client("balance --account 1000471101").output, HasSubstr("  3915,12 EUR\n"));
+}
+
+TEST_F(ClientTest, SeveralRunsShareTheirData) {
+  StartBank("");
+  std::string runs;
+  std::string waits;
+  for (const char* const name : {"a", "b", "c", "d"}) {
+    runs += Command("accounts") + " >" + written_.File(name) + " 2>&1 & " + name + "=$!; ";
+    waits += std::string("wait $") + name + " || exit 1; ";
+  }
+  EXPECT_EQ(std::system((runs + waits).c_str()), 0)
+      << Content(written_.File("a")) << Content(written_.File("b")) << Content(written_.File("c"))
+      << Content(written_.File("d"));
+}
+
+TEST_F(ClientTest, SaysWhenADayHasNoMoreNamesForLogs) {
+  url_ = "http://127.0.0.1:9/";
+  EXPECT_THAT(Client("accounts").output, HasSubstr("the bank cannot be reached"));
+  const std::filesystem::path first =
+      std::filesystem::directory_iterator(written_.File("log"))->path();
+  std::filesystem::path last = first;
+  last.replace_filename(first.filename().string().substr(0, 5) + "999.pro");
+  std::filesystem::rename(first, last);
+  const Ending ending = Client("accounts");
+  EXPECT_EQ(ending.code, 1);
+  EXPECT_THAT(ending.output, HasSubstr("(17398)"));
+}
+
+TEST_F(ClientTest, WritesOnlyWhatNobodyElseCanRead) {
+  StartBank("");
+  const mode_t before = umask(0);
+  const Ending ending = Client("accounts");
+  umask(before);
+  EXPECT_EQ(ending.code, 0);
+  std::size_t files = 0;
+  for (const char* const directory : {"data", "log"})
+    for (const auto& entry :
+         std::filesystem::recursive_directory_iterator(written_.File(directory))) {
+      ++files;
+      EXPECT_EQ(entry.status().permissions() &
+                    (std::filesystem::perms::group_all | std::filesystem::perms::others_all),
+                std::filesystem::perms::none)
+          << entry.path();
+    }
+  EXPECT_GT(files, 2u);
 }
 
 TEST_F(ClientTest, SendsAWrongPinOnce) {

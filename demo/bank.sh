@@ -11,6 +11,7 @@ source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 head -c 16 /dev/urandom >"$work/key"
 "$TMX_PROGRAM" macro build --out "$work" "$source_dir"/macros/*.hbm
 
+: >"$work/bank"  # there before anybody looks into it
 "$TMX_PROGRAM" bank serve --port 0 --time-limit 120 >"$work/bank" &
 bank=$!
 for _ in $(seq 100); do

@@ -38,7 +38,7 @@ TEST(IdHash, AgreesWithAMapOverRandomOperations) {
     tmx::IdHash hash;
     std::map<std::uint32_t, HbVariable*> expected;
     for (std::uintptr_t i = 1; i < 20000; ++i) {
-      const std::uint32_t id = random() % 200 * step;
+      const std::uint32_t id = static_cast<std::uint32_t>(random() % 200) * step;
       if (expected.count(id) == 0) {
         hash.Reserve(expected.size() + 1);
         hash.Insert(id, Marked(i));
@@ -47,7 +47,7 @@ TEST(IdHash, AgreesWithAMapOverRandomOperations) {
         hash.Remove(id);
         expected.erase(id);
       }
-      const std::uint32_t asked = random() % 200 * step;
+      const std::uint32_t asked = static_cast<std::uint32_t>(random() % 200) * step;
       const auto found = expected.find(asked);
       ASSERT_EQ(hash.Find(asked), found == expected.end() ? nullptr : found->second);
     }

@@ -161,44 +161,46 @@ TMX_COMMAND(CmdReadLong);
 
 // ---- dates ------------------------------------------------------------------------------------
 
-// Takes the digits of one part of a date; 0 and the soft error when there are none.
-unsigned short MeMacroEngine::TakeDatePart(unsigned short width) {
-  // Nearly all parts are as wide as can be.
-  const std::string_view rest = InputFromCursor();
-  unsigned number = 0, digits = 0;
-  for (; digits < width && digits < rest.size() && IsDigit(rest[digits]); ++digits)
-    number = number * 10 + static_cast<unsigned>(rest[digits] - '0');
-  if (digits == width) {
-    input_pos_ += width;
-    return static_cast<unsigned short>(number);
-  }
-  const std::string_view field = rest.substr(0, GetNumDigits(width));
-  input_pos_ += static_cast<std::uint32_t>(field.size());
-  return static_cast<unsigned short>(NumberOf(WithoutLeadingBlanks(field)));
+// Takes blanks and digits of one part of a date from the begin of `rest`; 0 and the soft error when
+// there are none.
+inline unsigned short MeMacroEngine::TakeDatePart(std::string_view& rest, std::size_t width) {
+  const std::size_t end = std::min(width, rest.size());
+  std::size_t length = 0;
+  unsigned number = 0;
+  while (length < end && rest[length] == ' ') ++length;
+  for (; length < end && IsDigit(rest[length]); ++length)
+    number = number * 10 + static_cast<unsigned>(rest[length] - '0');
+  if (length == 0) SetLastCmdError(kUnexpectedInput);
+  rest.remove_prefix(length);
+  return static_cast<unsigned short>(number);
 }
 
-// False when a character does not match or the input ends before the format.
+// False when a character does not match or the input ends before the format; the cursor stays then
+// where that was seen.
 bool MeMacroEngine::TakeDate(std::string_view format, HbDate& date) {
+  std::string_view rest = InputFromCursor();
+  const std::size_t length = rest.size();
   std::size_t i = 0;
-  while (i < format.size() && input_pos_ < input_.Len()) {
+  bool matches = true;
+  while (matches && i < format.size() && !rest.empty()) {
     const char c = format[i++];
     if (c == 'd') {
-      date.SetDay(TakeDatePart(2));
+      date.SetDay(TakeDatePart(rest, 2));
     } else if (c == 'm') {
-      date.SetMonth(TakeDatePart(2));
+      date.SetMonth(TakeDatePart(rest, 2));
     } else if (c == 'y' && i < format.size() && format[i] == 'y') {
-      date.SetYear(TakeDatePart(4));
+      date.SetYear(TakeDatePart(rest, 4));
       ++i;
     } else if (c == 'y') {
-      const unsigned short year = TakeDatePart(2);
+      const unsigned short year = TakeDatePart(rest, 2);
       date.SetYear(static_cast<unsigned short>(year > 80 ? year + 1900 : year + 2000));
-    } else if (input_.At(static_cast<std::uint16_t>(input_pos_)) == c) {
-      ++input_pos_;
     } else {
-      return false;
+      matches = rest[0] == c;
+      if (matches) rest.remove_prefix(1);
     }
   }
-  return i == format.size();
+  input_pos_ += static_cast<std::uint32_t>(length - rest.size());
+  return matches && i == format.size();
 }
 
 template <class Operands>
@@ -208,7 +210,9 @@ void MeMacroEngine::CmdReadDate(Operands& in, int) {
   const std::string_view format = in.Text().View();
   if (!in.Ok()) return;
   HbDate date = target->Get();
-  if (!OnlyBlanks(DateWidth(format))) {
+  // Nearly no date begins with a blank.
+  const bool blank = format.empty() || (OnlyBlanks(1) && OnlyBlanks(DateWidth(format)));
+  if (!blank) {
     if (!TakeDate(format, date)) {
       SetLastCmdError(kUnexpectedInput);
       return;

@@ -1,6 +1,7 @@
 // The commands that append to the output.
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <string>
@@ -69,10 +70,17 @@ class ValueText {
   std::string long_;
 };
 
+// The numbers from 00 to 99.
+constexpr auto kTwoDigits = [] {
+  std::array<std::array<char, 2>, 100> digits{};
+  for (std::size_t i = 0; i < digits.size(); ++i)
+    digits[i] = {static_cast<char>('0' + i / 10), static_cast<char>('0' + i % 10)};
+  return digits;
+}();
+
 char* PutTwoDigits(char* out, unsigned number) {
-  *out++ = static_cast<char>('0' + number / 10 % 10);
-  *out++ = static_cast<char>('0' + number % 10);
-  return out;
+  std::memcpy(out, kTwoDigits[number % 100].data(), 2);
+  return out + 2;
 }
 
 // No character of a format stands for more; the two of a year above 9999 stand for five.
@@ -113,8 +121,9 @@ AmountDigits PlainDigits(std::string_view text, int decimals) {
   if (places == 0 || text.size() < places + 2) return {};
   const std::size_t comma = text.size() - places - 1;
   if (text[comma] != ',' || (text[0] == '0' && comma > 1)) return {};
-  for (std::size_t i = 0; i < text.size(); ++i)
-    if (i != comma && (text[i] < '0' || text[i] > '9')) return {};
+  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  const auto digits = static_cast<std::size_t>(std::count_if(text.begin(), text.end(), is_digit));
+  if (digits + 1 != text.size()) return {};
   return {text.substr(0, comma), text.substr(comma + 1)};
 }
 
@@ -155,11 +164,12 @@ ValueText FormatAmount(const String& amount_text, std::string_view format, int d
 
 // Reads width, fill and alignment, which are the operands number `first` to `first` + 2.
 template <class Operands>
-FieldLayout ReadLayout(Operands& in, int count, int first) {
+inline FieldLayout ReadLayout(Operands& in, int count, int first) {
   FieldLayout layout;
-  layout.has_width = count >= first;
+  if (count < first) return layout;
+  layout.has_width = true;
+  layout.width = static_cast<std::uint16_t>(in.Int());
   layout.has_fill = count > first;
-  if (layout.has_width) layout.width = static_cast<std::uint16_t>(in.Int());
   if (layout.has_fill) layout.fill = in.Char();
   if (count > first + 1) layout.right = in.Bool();
   return layout;

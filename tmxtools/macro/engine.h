@@ -226,7 +226,7 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   // What a text command takes: up to `length` characters, none from `stop` on.
   std::string_view FieldAtCursor(std::uint16_t length, const char* stop) const;
   unsigned short LeftUpTo(std::uint64_t limit) const;
-  unsigned short TakeDatePart(unsigned short width);
+  unsigned short TakeDatePart(std::string_view& rest, std::size_t width);
   bool TakeDate(std::string_view format, HbDate& date);
   bool TakeAmount(std::string_view format, std::uint64_t limit, unsigned short decimals,
                   HbAmount& amount);

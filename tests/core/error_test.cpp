@@ -22,11 +22,13 @@ class Texts : public IMessageResolver {
   bool canResolve(unsigned short code) const override { return code < 10; }
   std::string getMessage(unsigned short code) override {
     ++asked;
+    if (throws) throw 1;
     return code == 9 ? "" : text + std::to_string(code);
   }
   bool setLanguage(hbk::HbLanguageType) override { return false; }
 
   int asked = 0;
+  bool throws = false;
   std::string text = "T";
 };
 
@@ -39,6 +41,21 @@ class Error : public testing::Test {
   }
   Texts texts_;
 };
+
+TEST_F(Error, AResolverThatThrowsCostsOnlyTheText) {
+  texts_.throws = true;
+  for (const bool with_parameter : {false, true}) {
+    HbError error;
+    if (with_parameter)
+      error.SetError(7, String("parameter"));
+    else
+      error.SetError(7);
+    ASSERT_TRUE(error.IsSet());
+    EXPECT_EQ(error.GetCode(), 7);
+    EXPECT_EQ(error.GetText()->View(), "");
+    EXPECT_EQ(error.GetParamText()->View(), with_parameter ? "parameter" : "");
+  }
+}
 
 TEST_F(Error, NullHasNothing) {
   const HbError error;

@@ -229,6 +229,12 @@ TEST(ReadDateTest, AFieldOfBlanksMakesANullVariableNotNull) {
   EXPECT_FALSE(reading.outcome.params[1].null);
 }
 
+TEST(ReadDateTest, AFormatWhoseWidthWrapsToZeroTakesEveryFieldForBlank) {
+  const Reading reading = ReadDate({"05"}, std::string(32768, 'd').c_str());
+  EXPECT_EQ(reading.Date(), "20011231");
+  EXPECT_EQ(reading.Cursor(), 0U);
+}
+
 TEST(ReadDateTest, PartsThatTheFormatLacksAreKept) {
   EXPECT_EQ(ReadDate({"05.03."}, "d.m.").Date(), "20010305");
 }

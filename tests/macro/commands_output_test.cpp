@@ -67,6 +67,24 @@ TEST(WriteStringTest, ATextBeyond65535BytesIsAnErrorAndLeavesTheOutput) {
   EXPECT_GT(behind, full);
 }
 
+TEST(WriteFieldTest, AValueBeyond65535BytesIsAnErrorThoughTheWidthWouldCutIt) {
+  const CodeBuilder before = CodeBuilder().Op(7, 1).Str("before");
+  CodeBuilder date = before, amount = before;
+  date.Op(8, 3).Date(5, 3, 2003).Str(std::string(33000, 'y')).Int(5);
+  amount.Op(9, 3).Amount("12,00").Str(std::string(33000, 'v')).Int(5);
+  for (CodeBuilder& code : {std::ref(date), std::ref(amount)}) {
+    const std::size_t behind = code.Size();
+    const RunOutcome outcome = RunCode(code.Exit());
+    ExpectMacroError(outcome, kMalformed, At(behind));
+    EXPECT_EQ(outcome.output, "before");
+  }
+}
+
+TEST(WriteFieldTest, AValueOf65535BytesIsCutToTheWidth) {
+  const std::string format = '.' + std::string(32767, 'y');
+  EXPECT_EQ(OutputOf(CodeBuilder().Op(8, 3).Date(5, 3, 2003).Str(format).Int(5)), ".2003");
+}
+
 TEST(WriteStringTest, AnAmountVariableIsATextToo) {
   CodeBuilder code;
   code.Declare(8, 33).Op(3, 3).Byte(8).Var(33).Amount("1,50").Op(7, 1).Var(33);

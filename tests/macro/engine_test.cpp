@@ -327,7 +327,8 @@ TEST_F(ReentryTest, StopFromAnyCallbackEndsTheRunWithItsError) {
       if (!still_running) continue;  // the outermost frame was popped already
       ++stops;
       EXPECT_EQ(engine_.GetStatus().GetCode(), kStopped);
-      if (!ok) EXPECT_EQ(error_, (ErrorChain{{kStopped, ""}}));
+      EXPECT_FALSE(ok);
+      EXPECT_EQ(error_, (ErrorChain{{kStopped, ""}}));
       ExpectNoError(host_.Run("SUB"));
     }
     EXPECT_GT(stops, 0);
@@ -341,6 +342,17 @@ TEST_F(ReentryTest, StopBeforeAnInstructionKeepsItFromRunning) {
   EXPECT_EQ(engine_.GetInput(), "");
   EXPECT_EQ(engine_.GetStepCount(), 2U);
   EXPECT_EQ(observer.breaks, 3);
+}
+
+TEST_F(ReentryTest, AFrameOnAnotherCallStackIsRefusedAndStaysThere) {
+  HbError err;
+  HbStackFrame* const frame = engine_.LoadSub("SUB", err);
+  HbCallStack stack;
+  stack.PushFrame(frame);
+  EXPECT_FALSE(engine_.Call(frame, err));
+  EXPECT_EQ(err.GetCode(), kAlreadyRunning);
+  EXPECT_EQ(stack.CurFrame(), frame);
+  EXPECT_EQ(frame->GetStack(), &stack);
 }
 
 TEST_F(ReentryTest, CallFromACallbackIsRefusedAndDisturbsNothing) {

@@ -73,6 +73,16 @@ TEST(HolderTest, AnotherVariableReleasesTheFormer) {
   EXPECT_EQ(second.Others(), 0U);
 }
 
+TEST(HolderTest, AnIdBeyondThirtyTwoBitsNamesNoOtherVariable) {
+  HbVariables registry;
+  const NewVariable<HbStringVariable> other(new HbStringVariable);
+  registry.Register(5, other.get());
+  const HbVariableHolder holder(1, &registry, 0x100000005, 3);
+  EXPECT_EQ(holder.GetRegistryId(), 0x100000005U);
+  EXPECT_NE(registry[5], nullptr);
+  EXPECT_EQ(registry[holder.GetRegistryId()], nullptr);
+}
+
 TEST(HolderTest, ADyingRegistryDetachesItsHolders) {
   auto registry = std::make_unique<HbVariables>();
   HbVariableHolder holder(1, registry.get(), 4711, 3);

@@ -158,6 +158,9 @@ TEST_F(BytecodeTest, OffsetAndLengthMustLieInTheFile) {
   EXPECT_EQ(LoadError(0, 11), (ErrorChain{{17488, ""}}));
   EXPECT_EQ(LoadError(10, 1), (ErrorChain{{17488, ""}}));
   EXPECT_EQ(LoadError(0xFFFFFFFF, 0xFFFF), (ErrorChain{{17488, ""}}));
+  EXPECT_EQ(LoadError(0x100000004, 1), (ErrorChain{{17488, ""}}));
+  EXPECT_EQ(LoadError(0x100000004, 0), (ErrorChain{{17488, ""}}));
+  EXPECT_EQ(LoadError(~0UL, 2), (ErrorChain{{17488, ""}}));
 }
 
 TEST_F(BytecodeTest, LengthZeroTakesTheRestOfTheFile) {

@@ -38,14 +38,23 @@ bool AppendClipped(String& out, std::string_view text) {
   return text.size() <= room;
 }
 
+// A resolver of the host may throw anything; the error is more important than its text.
+String TextOf(unsigned short code) {
+  std::string text;
+  try {
+    text = MessageResolverManager::getInstance()->getMessage(code);
+  } catch (...) {
+    text.clear();
+  }
+  return String(std::string_view(text).substr(0, String::MaxLen));
+}
+
 }  // namespace
 
 HbError::Record* HbError::NewRecord(unsigned short code, const String& param,
                                     const HbError* prev) noexcept {
   try {
-    const std::string text = MessageResolverManager::getInstance()->getMessage(code);
-    return new Record{1, code, String(std::string_view(text).substr(0, String::MaxLen)), param,
-                      prev != nullptr ? *prev : HbError()};
+    return new Record{1, code, TextOf(code), param, prev != nullptr ? *prev : HbError()};
   } catch (const std::exception&) {
     return nullptr;
   }

@@ -51,8 +51,8 @@ void HbByteCode::Init(HbFile& file, HbError& err, unsigned long offset, unsigned
   const std::uint64_t size = stream.Size();
   if (file.GetStreamError(err)) return;
 
-  const std::uint64_t begin = static_cast<std::uint32_t>(offset);
-  if (begin + length > size) {
+  const std::uint64_t begin = offset;
+  if (begin > size || length > size - begin) {
     err.SetError(kFileTooShort);
     return;
   }

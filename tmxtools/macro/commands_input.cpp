@@ -61,7 +61,10 @@ void InferYear(HbDate& date) {
   date.SetYear(static_cast<unsigned short>(today.GetYear() - (last_year ? 1 : 0)));
 }
 
-// How many characters a date of this format takes.
+// Whatever stands in formats of this length, dates of them take fewer than 65536 characters.
+constexpr std::size_t kLongestUnwrapped = 32767;
+
+// How many characters a date of this format takes, counted in 16 bits.
 std::uint16_t DateWidth(std::string_view format) {
   std::size_t width = 0;
   for (const char c : format) width += c == 'd' || c == 'm' || c == 'y' ? 2 : 1;
@@ -203,6 +206,14 @@ bool MeMacroEngine::TakeDate(std::string_view format, HbDate& date) {
   return matches && i == format.size();
 }
 
+// Whether nothing stands where a date of this format would.
+inline bool MeMacroEngine::IsBlank(std::string_view format) const {
+  // Nearly no date begins with a blank, and then the width need not be counted unless it may be 0.
+  const bool has_width = !format.empty() && format.size() <= kLongestUnwrapped;
+  if (has_width && !OnlyBlanks(1)) return false;
+  return OnlyBlanks(DateWidth(format));
+}
+
 template <class Operands>
 void MeMacroEngine::CmdReadDate(Operands& in, int) {
   auto* const target = static_cast<HbDateVariable*>(in.Variable(TypeCode::kDate));
@@ -210,9 +221,7 @@ void MeMacroEngine::CmdReadDate(Operands& in, int) {
   const std::string_view format = in.Text().View();
   if (!in.Ok()) return;
   HbDate date = target->Get();
-  // Nearly no date begins with a blank.
-  const bool blank = format.empty() || (OnlyBlanks(1) && OnlyBlanks(DateWidth(format)));
-  if (!blank) {
+  if (!IsBlank(format)) {
     if (!TakeDate(format, date)) {
       SetLastCmdError(kUnexpectedInput);
       return;

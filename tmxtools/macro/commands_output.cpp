@@ -182,6 +182,10 @@ void MeMacroEngine::AppendField(std::string_view value, const FieldLayout& layou
     output_ += value;
     return;
   }
+  if (value.size() > String::MaxLen) {  // no text, so that there is nothing to cut either
+    SetMacroStatus(tmx::kMalformed);
+    return;
+  }
   if (layout.has_width && value.size() > layout.width) value = value.substr(0, layout.width);
   const std::size_t missing = layout.has_width ? layout.width - value.size() : 0;
   // A short field without a fill character is marked; that is meant so.

@@ -64,8 +64,10 @@ HbStackFrame* MeMacroEngine::LoadSub(const String& name, HbError& err) {
 
 bool MeMacroEngine::Call(HbStackFrame* frame, HbError& err) {
   std::unique_ptr<HbStackFrame> owned(frame);
-  if (cur_frame_ != nullptr || in_run_) {
-    if (frame != nullptr && frame->GetStack() != nullptr) static_cast<void>(owned.release());
+  // A frame on a call stack, this engine's or another one's, runs already and is the stack's.
+  const bool runs_already = frame != nullptr && frame->GetStack() != nullptr;
+  if (runs_already) static_cast<void>(owned.release());
+  if (runs_already || cur_frame_ != nullptr || in_run_) {
     err.SetError(kAlreadyRunning);
     return false;
   }
@@ -91,6 +93,7 @@ bool MeMacroEngine::Call(HbStackFrame* frame, HbError& err) {
     return false;
   }
   resume_pending_ = false;
+  if (stopped_) return EndUnwound(&err);  // by the observer of the first frame
   return Continue(&err);
 }
 

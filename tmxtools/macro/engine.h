@@ -71,7 +71,8 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   virtual void Dispatch(unsigned short opcode, unsigned short count);
 
  public:
-  // Runs a subroutine in the frame, which the engine takes in every case.
+  // Runs a subroutine in the frame, which the engine takes, unless the frame is on a call stack:
+  // that is 17499, as is a call while the engine runs.
   bool Call(HbStackFrame* frame, HbError& err);
   // Goes on with a run that the observer paused. True when the run ended or paused again without
   // an error; the error goes to `err`, which may be null. Out of a callback it is refused like
@@ -228,6 +229,7 @@ class TMX_EXPORT MeMacroEngine : public HbErrorHandler {
   unsigned short LeftUpTo(std::uint64_t limit) const;
   unsigned short TakeDatePart(std::string_view& rest, std::size_t width);
   bool TakeDate(std::string_view format, HbDate& date);
+  bool IsBlank(std::string_view format) const;
   bool TakeAmount(std::string_view format, std::uint64_t limit, unsigned short decimals,
                   HbAmount& amount);
   bool TakeIntegerPart(std::uint64_t limit, unsigned short decimals, HbAmount& amount);

@@ -17,7 +17,7 @@ void HbVariableHolder::Bind(HbVariables* registry, unsigned long registry_id,
                             unsigned short holder_class) {
   is_plain_ = false;
   binding_.Bind(registry);
-  registry_id_ = static_cast<std::uint32_t>(registry_id);
+  registry_id_ = registry_id;
   holder_class_ = holder_class;
   UpdateReadyType();
 }

@@ -106,7 +106,7 @@ class TMX_EXPORT HbVariableHolder {
   std::uint16_t type_;
   std::uint16_t holder_class_ = kPlain;
   bool is_plain_ = true;  // neither name nor registry
-  std::uint32_t registry_id_ = 0;
+  unsigned long registry_id_ = 0;
   tmx::RegistryBinding binding_;
   String name_;
 };

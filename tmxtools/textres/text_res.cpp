@@ -144,9 +144,9 @@ std::string HbTextResFile::Text() const {
 
 bool HbTextResFile::save(std::string const& name) {
   if (!TakeName(name)) return false;
+  const std::string text = Text();  // first, lest the file be emptied when memory ends
   const auto file = tmx::CurrentEnv().Open(name_, {.write = true, .create = true});
   if (!file.Ok()) return false;
-  const std::string text = Text();
   file.value->SetSize(0);
   file.value->WriteAt(0, text.data(), text.size());
   return true;

@@ -1,9 +1,7 @@
 // What the tests of segments and their containers share.
 #pragma once
 
-#include <stdexcept>
-#include <string>
-
+#include "tests/support/thrown_text.h"
 #include "tmxtools/banking/segment.h"
 
 using SegmentRef = tmx::Ref<HbSegment>;
@@ -21,16 +19,3 @@ class Watch {
  private:
   tmx::RegistryBinding binding_;
 };
-
-inline constexpr char kBadSubscript[] = "invalid vector<T> subscript";
-
-// The text of the std::out_of_range that a call throws.
-template <class Call>
-std::string ThrownText(Call call) {
-  try {
-    call();
-  } catch (const std::out_of_range& error) {
-    return error.what();
-  }
-  return "nothing thrown";
-}

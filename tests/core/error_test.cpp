@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <concepts>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -209,6 +210,64 @@ TEST_F(Error, ArgumentsMayBePartsOfTheError) {
   EXPECT_EQ(Full(error), "T4\nT2\nT1");
   error.SetError(5, *error.GetPrev()->GetText(), *error.GetPrev());
   EXPECT_EQ(Full(error), "T5 (T2)\nT2\nT1");
+}
+
+// Every way to make a record, into a handle that may already hold one.
+using Make = void (*)(HbError& error, const String& param, const HbError& prev);
+constexpr Make kMakers[] = {
+    [](HbError& error, const String&, const HbError&) { error.SetError(2); },
+    [](HbError& error, const String&, const HbError& prev) { error.SetError(2, prev); },
+    [](HbError& error, const String& param, const HbError&) { error.SetError(2, param); },
+    [](HbError& error, const String& param, const HbError& prev) {
+      error.SetError(2, param, prev);
+    },
+    [](HbError& error, const String&, const HbError&) { error = HbError(2); },
+    [](HbError& error, const String&, const HbError& prev) { error = HbError(2, prev); },
+    [](HbError& error, const String& param, const HbError&) { error = HbError(2, param); },
+    [](HbError& error, const String& param, const HbError& prev) {
+      error = HbError(2, param, prev);
+    }};
+
+TEST_F(Error, WithoutMemoryForARecordItIsLeftNullAndNothingIsThrown) {
+  texts_.text = "a text that is not held inline ";
+  const String param("a parameter that is not held inline");
+  const HbError prev(1);
+  for (std::size_t maker = 0; maker < std::size(kMakers); ++maker) {
+    SCOPED_TRACE(maker);
+    HbError whole;
+    kMakers[maker](whole, param, prev);
+    std::size_t allowed = 0;
+    for (;; ++allowed) {
+      HbError error(3);
+      {
+        const FailingMemory failing(allowed);
+        EXPECT_NO_THROW(kMakers[maker](error, param, prev));
+      }
+      if (error.IsSet()) {
+        EXPECT_EQ(Full(error), Full(whole));
+        break;
+      }
+      EXPECT_EQ(error.GetCode(), 0);
+      EXPECT_EQ(error.GetErrKind(), ErrKindNone);
+      EXPECT_EQ(error.GetText(), nullptr);
+      EXPECT_EQ(error.GetParamText(), nullptr);
+      EXPECT_EQ(error.GetPrev(), nullptr);
+      ASSERT_LT(allowed, 100U);
+    }
+    EXPECT_GT(allowed, 0U);
+  }
+  EXPECT_EQ(prev.GetText()->View(), "a text that is not held inline 1");
+}
+
+TEST_F(Error, WithoutMemoryToWrapItsOwnErrorIsGivenUp) {
+  HbError error(1, String("a"));
+  const HbError former = error;
+  {
+    const FailingMemory failing(0);
+    error.SetError(2, error);
+  }
+  EXPECT_FALSE(error.IsSet());
+  EXPECT_EQ(Full(former), "T1 (a)");
 }
 
 TEST_F(Error, AChainOfAMillionLinksNeedsNoStack) {

@@ -207,6 +207,41 @@ TEST(OpTest, ATagWhoseLowByteIsTheCodeOfDatesIsNoDate) {
   ExpectMacroError(RunCode(code), 17490, At(15));
 }
 
+// A date on the right makes the engine read A as a date too; an error in A leaves the target.
+TEST(OpTest, ADateDifferenceOfIntsNeedsADateOnTheLeft) {
+  const auto behind_a = [](const CodeBuilder& a) { return Op(5, '-', kInt, a, {}).Size(); };
+  const CodeBuilder date = CodeBuilder().Date(28, 2, 2024);
+  // The look-ahead skips the literal, reading A does not: B is then looked for in its value.
+  const Computed literal = Compute(Op(5, '-', kInt, CodeBuilder().Int(7), date));
+  ExpectMacroError(literal.outcome, kMalformed, At(behind_a(CodeBuilder().Int(7))));
+  EXPECT_EQ(literal.Value(kInt), "5");
+
+  const Computed variable = Compute(Op(5, '-', kInt, CodeBuilder().Var(kLong), date));
+  ExpectMacroError(variable.outcome, kMalformed, At(behind_a(CodeBuilder().Var(kLong))));
+  EXPECT_EQ(variable.Value(kInt), "5");
+}
+
+// A stands at 6 and its value at 8, B at 12 and its value at 14.
+TEST(OpTest, ADateDifferenceOfIntsThatIsCutOffLeavesTheTarget) {
+  const std::string whole =
+      Op(5, '-', kInt, CodeBuilder().Date(1, 3, 2024), CodeBuilder().Date(28, 2, 2024)).Bytes();
+  ASSERT_EQ(whole.size(), 18U);
+  for (std::size_t cut = 6; cut < whole.size(); ++cut) {
+    SCOPED_TRACE(cut);
+    const RunOutcome outcome = RunCode(CodeBuilder().Raw(whole.substr(0, cut)), Host());
+    // With too little of A, its day and month are taken for the tag of B, and no variable has that
+    // id; behind the very last byte the fetch fails as well.
+    const bool is_tag = cut > 10 && cut < 14;
+    ExpectMacroError(outcome, kMalformed, is_tag ? At(10) : kCodeFile);
+    EXPECT_EQ(outcome.params[2].value, "5");
+  }
+  // Day 0 and month 2 are the tag of a date, so that both operands are dates and A is cut off.
+  const CodeBuilder no_day = Op(5, '-', kInt, CodeBuilder().Date(0, 2, 2024), {});
+  const RunOutcome outcome = RunCode(CodeBuilder().Raw(no_day.Bytes().substr(0, 11)), Host());
+  ExpectMacroError(outcome, kMalformed, kCodeFile);
+  EXPECT_EQ(outcome.params[2].value, "5");
+}
+
 TEST(OpTest, ADateDifferenceOfIntsWraps) {
   EXPECT_EQ(ValueAfter(kInt, Op(5, '-', kInt, CodeBuilder().Date(1, 1, 2000),
                                 CodeBuilder().Date(1, 1, 1900))),
@@ -429,6 +464,15 @@ TEST(IsNullTest, ADeclaredVariableIsNullUntilItIsSet) {
   code.Declare(5, 35);
   EXPECT_TRUE(IsNull(code, 35));
   EXPECT_FALSE(IsNull(code.Op(3, 3).Byte(5).Var(35).Int(0), 35));
+}
+
+TEST(IsNullTest, AVariableMadeByReadingItIsStillNull) {
+  CodeBuilder code;
+  code.Declare(5, 35).Op(25, 1).Var(35).Op(145, 1).U16(35);
+  const Computed computed = Compute(code, {{5, true, ""}, {5, false, "0"}});
+  ExpectNoError(computed.outcome);
+  EXPECT_EQ(computed.outcome.output, "0");
+  EXPECT_TRUE(computed.outcome.condition);
 }
 
 }  // namespace

@@ -226,23 +226,119 @@ TEST(CallTest, AReferenceKeepsTheDeclaredTypeOfTheCallersVariable) {
       "1,5");
 }
 
-TEST(CallTest, AnUnknownVariableAbandonsTheCall) {
-  CodeBuilder sub;
-  sub.Op(32, 2).RawText("Callee").Var(33);
-  const std::size_t behind = sub.Size();
-  const RunOutcome outcome = RunPair(sub.Exit(), Write("never").Exit());
-  ExpectMacroError(outcome, kMalformed, At(behind));
-  EXPECT_EQ(outcome.output, "");
+// A call of "Callee" with both opcodes, which differ only in how they name it.
+constexpr unsigned kCallOpcodes[] = {32, 33};
+CodeBuilder CallOf(unsigned opcode, unsigned count) {
+  CodeBuilder code;
+  code.Op(opcode, count);
+  return opcode == 32 ? code.RawText("Callee") : code.Str("Callee");
 }
 
+TEST(CallTest, AnUnknownVariableAbandonsTheCall) {
+  for (const unsigned opcode : kCallOpcodes) {
+    for (const int id : {32, 33, 34, 0x7FFF}) {
+      SCOPED_TRACE(std::to_string(opcode) + " " + std::to_string(id));
+      CodeBuilder sub = CallOf(opcode, 2).Var(id);
+      const std::size_t behind = sub.Size();
+      const RunOutcome outcome = RunPair(sub.Exit(), Write("never").Exit());
+      ExpectMacroError(outcome, kMalformed, At(behind));
+      EXPECT_EQ(outcome.output, "");
+    }
+  }
+}
+
+TEST(CallTest, AnUnknownVariableBehindAGoodArgumentAbandonsTheCallToo) {
+  for (const unsigned opcode : kCallOpcodes) {
+    for (const CodeBuilder& good : {CodeBuilder().Str("good"), CodeBuilder().Var(33)}) {
+      CodeBuilder sub;
+      sub.Declare(5, 33).Raw(CallOf(opcode, 3).Bytes()).Raw(good.Bytes()).Var(34);
+      const std::size_t behind = sub.Size();
+      const RunOutcome outcome = RunPair(sub.Str("unread").Exit(), Write("never").Exit());
+      ExpectMacroError(outcome, kMalformed, At(behind));
+      EXPECT_EQ(outcome.output, "");
+    }
+  }
+}
+
+// The types of literals that cannot be passed, and tags that are no types.
+constexpr unsigned kUnreadTags[] = {0, 3, 4, 7, 9, 11, 12, 31, 0x8000, 0xFFFF};
+
 TEST(CallTest, ALiteralOfAnotherTypePassesNothingAndStaysUnread) {
-  // The tag 12 is then executed after the call: 0 is no opcode.
-  CodeBuilder sub;
-  sub.Op(32, 2).RawText("Callee");
-  const std::size_t tag = sub.Size();
-  const RunOutcome outcome = RunPair(sub.Char('x').Exit(), Write("called").Exit());
-  EXPECT_EQ(outcome.output, "called");
-  ExpectMacroError(outcome, kMalformed, At(tag + 2));
+  // The callee's first variable gets the first id. Its caller then goes on with the tag, whose
+  // first byte is no opcode; of the last tag both are fillers.
+  const CodeBuilder callee = CodeBuilder().Declare(5, 33).Op(7, 1).Str("called").Exit();
+  for (const unsigned opcode : kCallOpcodes) {
+    for (const unsigned tag : kUnreadTags) {
+      SCOPED_TRACE(std::to_string(opcode) + " " + std::to_string(tag));
+      CodeBuilder sub = CallOf(opcode, 2);
+      const std::size_t at = sub.Size();
+      const RunOutcome outcome = RunPair(sub.U16(tag).Exit(), callee);
+      EXPECT_EQ(outcome.output, "called");
+      if (tag == 0xFFFF) {
+        ExpectNoError(outcome);
+      } else {
+        ExpectMacroError(outcome, kMalformed, At(at + 2));
+      }
+    }
+  }
+}
+
+TEST(CallTest, AnUnreadTagIsMetAgainAsTheNextArgument) {
+  const CodeBuilder callee = CodeBuilder().Declare(5, 33).Op(7, 1).Str("called").Exit();
+  for (const unsigned opcode : kCallOpcodes) {
+    for (const unsigned tag : kUnreadTags) {
+      if (tag == 0xFFFF) continue;
+      SCOPED_TRACE(std::to_string(opcode) + " " + std::to_string(tag));
+      CodeBuilder sub = CallOf(opcode, 3);
+      const std::size_t at = sub.Size();
+      const RunOutcome outcome = RunPair(sub.U16(tag).Str("unread").Exit(), callee);
+      EXPECT_EQ(outcome.output, "called");
+      ExpectMacroError(outcome, kMalformed, At(at + 2));
+    }
+  }
+}
+
+TEST(CallTest, AGoodArgumentBeforeAnUnreadTagIsPassed) {
+  const CodeBuilder callee = CodeBuilder().Declare(5, 34).Op(7, 1).Var(33).Exit();
+  for (const unsigned opcode : kCallOpcodes) {
+    for (const unsigned tag : kUnreadTags) {
+      if (tag == 0xFFFF) continue;
+      SCOPED_TRACE(std::to_string(opcode) + " " + std::to_string(tag));
+      CodeBuilder sub = CallOf(opcode, 3).Str("good");
+      const std::size_t at = sub.Size();
+      const RunOutcome outcome = RunPair(sub.U16(tag).Exit(), callee);
+      EXPECT_EQ(outcome.output, "good");
+      ExpectMacroError(outcome, kMalformed, At(at + 2));
+    }
+  }
+}
+
+TEST(CallTest, TheLargestCountPasses254Literals) {
+  for (const unsigned opcode : kCallOpcodes) {
+    CodeBuilder sub = CallOf(opcode, 255);
+    for (int i = 0; i < 254; ++i) sub.Int(1000 + i);
+    CodeBuilder callee;
+    callee.Op(25, 1).Var(33).Op(7, 1).Str(" ").Op(25, 1).Var(286).Declare(5, 287).Exit();
+    const RunOutcome outcome = RunPair(sub.Op(7, 1).Str(" back").Exit(), callee);
+    ExpectNoError(outcome);
+    EXPECT_EQ(outcome.output, "1000 1253 back");
+  }
+}
+
+TEST(CallTest, TheLargestCountPasses254References) {
+  for (const unsigned opcode : kCallOpcodes) {
+    CodeBuilder sub;
+    for (int id = 33; id <= 286; ++id) sub.Declare(5, id).Op(3, 3).Byte(5).Var(id).Int(1000 + id);
+    sub.Raw(CallOf(opcode, 255).Bytes());
+    for (int id = 286; id >= 33; --id) sub.Var(id);  // the last one becomes the first
+    sub.Op(25, 1).Var(33).Op(7, 1).Str(" ").Op(25, 1).Var(286);
+    CodeBuilder callee;
+    callee.Op(25, 1).Var(33).Op(7, 1).Str(" ").Op(25, 1).Var(286).Op(7, 1).Str(" ");
+    callee.Op(3, 3).Byte(5).Var(33).Int(1).Op(3, 3).Byte(5).Var(286).Int(2).Declare(5, 287);
+    const RunOutcome outcome = RunPair(sub.Exit(), callee.Exit());
+    ExpectNoError(outcome);
+    EXPECT_EQ(outcome.output, "1286 1033 2 1");
+  }
 }
 
 TEST(CallTest, CountsZeroAndOneReadTheNameAlone) {

@@ -260,6 +260,20 @@ TEST(ReadDateTest, APartWithoutDigitsIsASoftErrorButTheWalkGoesOn) {
   EXPECT_EQ(reading.Date(), "20030300");
 }
 
+TEST(ReadDateTest, AFullYearWithoutDigitsIsASoftErrorAndTheYearIsInferred) {
+  FixedClock clock(20260601);
+  ScopedClock scoped(clock);
+  const Reading this_year =
+      ReadUncaught({"05.03.x"}, CodeBuilder().Op(15, 2).Var(kDate).Str("d.m.yy"));
+  EXPECT_TRUE(this_year.SoftError());
+  EXPECT_EQ(this_year.Date(), "20260305");
+  EXPECT_EQ(this_year.Cursor(), 6U);
+  const Reading last_year =
+      ReadUncaught({"05.12.x"}, CodeBuilder().Op(15, 2).Var(kDate).Str("d.m.yy"));
+  EXPECT_TRUE(last_year.SoftError());
+  EXPECT_EQ(last_year.Date(), "20251205");
+}
+
 class YearlessDateTest : public ::testing::Test {
  protected:
   // The run's today is fixed.
@@ -369,6 +383,16 @@ TEST(ReadAmountTest, AFractionAloneReplacesThatOfTheVariable) {
 TEST(ReadAmountTest, AnEmptyFormatStoresTheOldAmount) {
   EXPECT_EQ(ReadAmount({"5", 0, "", "12,3"}, "").Amount(), "12,3");
   EXPECT_EQ(ReadAmount({"5", 0, "", ""}, "").Amount(), "");
+}
+
+// They become 65535 places and fewer, which hardly any text holds.
+TEST(ReadAmountTest, NegativeDecimalsAreUnsigned) {
+  for (const char* const input : {"0", "12", "     "}) {
+    const Reading reading = ReadAmountUncaught({input}, "v", 0, -1);
+    ExpectMacroError(reading.outcome, kMalformed, reading.param);
+    EXPECT_EQ(reading.Amount(), "7,00");
+  }
+  EXPECT_EQ(ReadAmount({"0"}, "v", 0, -3).Amount(), "0," + std::string(65533, '0'));
 }
 
 // ---- 57: search ------------------------------------------------------------------------------

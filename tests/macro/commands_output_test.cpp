@@ -215,6 +215,11 @@ TEST(WriteAmountTest, WithoutDecimalsTheWholeNumberIsTheIntegerPart) {
   EXPECT_EQ(TrimmedAmount("12,34", "v|n", 0), "1234|0");
 }
 
+TEST(WriteAmountTest, NegativeDecimalsAreNone) {
+  for (const int decimals : {-1, -2, -32768})
+    EXPECT_EQ(TrimmedAmount("12,34", "v|n", decimals), "1234|0");
+}
+
 TEST(WriteAmountTest, ANegativeAmountSplitsAsTheDivisionDoes) {
   EXPECT_EQ(TrimmedAmount("-12,50", "v,n"), "-12,-50");
   EXPECT_EQ(TrimmedAmount("-0,05", "v|n"), "0|-5");

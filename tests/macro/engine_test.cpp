@@ -216,6 +216,31 @@ TEST(ObserverTest, APauseInFrontOfABrokenInstructionReportsTheErrorOnResumption)
   ExpectMacroError(outcome, kMalformed, At(2));
 }
 
+// The fetch behind the last byte fails, and the observer is asked all the same.
+TEST(ObserverTest, APauseAfterAFailedFetchReturnsFalseAndKeepsTheFramesUntilResumption) {
+  for (const EngineHost::Variant variant : {EngineHost::kPlain, EngineHost::kDispatching}) {
+    EngineHost host(variant);
+    host.Write(ImageBuilder("general").Build());
+    host.PushFile(TestFile(CodeBuilder().Op(10, 0)));
+    MeMacroEngine& engine = host.Engine();
+    RecordingObserver observer(engine, PauseAt({2}));
+    engine.SetObserver(&observer);
+    const ErrorChain broken = {{kMalformed, kCodeFile}};
+    HbError err;
+    EXPECT_FALSE(engine.Call(engine.LoadSub("SUB", err), err));
+    EXPECT_EQ(ChainOf(err), broken);
+    ASSERT_NE(engine.GetCallStack(), nullptr);
+    EXPECT_EQ(engine.GetCallStack()->Count(), 1);
+
+    err.Clear();
+    EXPECT_FALSE(engine.Continue(&err));
+    EXPECT_EQ(ChainOf(err), broken);
+    EXPECT_EQ(ChainOf(engine.GetStatus()), broken);
+    EXPECT_EQ(engine.GetCallStack(), nullptr);
+    engine.SetObserver(nullptr);
+  }
+}
+
 TEST(ObserverTest, VariableChangesAreReportedForReadsAndWrites) {
   CodeBuilder sub;
   sub.Declare(5, 33).Op(3, 3).Byte(5).Var(33).Int(1).Op(25, 1).Var(33).Exit();
@@ -303,6 +328,28 @@ class ReentryTest : public ::testing::Test {
   MeMacroEngine& engine_ = host_.Engine();
   ErrorChain error_;
 };
+
+// Source marks are for a debugger: the observer finds them in the frame and in the holder.
+TEST_F(ReentryTest, AFileNameReachesTheFrameAndAVariableNameItsHolder) {
+  CodeBuilder marked;
+  marked.Op(160, 1).RawText("marked.hbm").Declare(5, 33).Declare(5, 34);
+  marked.Op(163, 2).U16(34).RawText("count").Op(10, 0).Exit();
+  host_.PushFile(ImageBuilder("marked").Sub("SUB", marked).Build());
+  std::vector<std::string> seen;
+  const auto look = [&] {
+    const HbStackFrame& frame = *engine_.GetCallStack()->CurFrame();
+    seen.emplace_back(frame.GetMacroSourceFile().View());
+    for (const short id : {short{33}, short{34}})
+      if (const HbVariableHolder* const holder = frame.GetHolder(id))
+        seen.emplace_back(holder->GetName().View());
+  };
+  for (const int at : {1, 2, 4, 5}) {
+    ActingObserver observer(Kind::kShouldBreak, at, look);
+    EXPECT_TRUE(RunWith(observer));
+  }
+  EXPECT_EQ(seen, (std::vector<std::string>{"", "marked.hbm", "marked.hbm", "", "", "marked.hbm",
+                                            "", "count"}));
+}
 
 TEST_F(ReentryTest, TheMacroRunsWell) {
   const RunOutcome outcome = host_.Run("SUB");

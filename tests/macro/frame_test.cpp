@@ -5,10 +5,10 @@
 
 #include <algorithm>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "tests/support/engine_run.h"
+#include "tests/support/thrown_text.h"
 #include "tests/variables/failing_memory.h"
 #include "tmxtools/macro/holder.h"
 #include "tmxtools/variables/variables.h"
@@ -252,7 +252,7 @@ TEST(CallStackTest, AnEmptyStackHasNoFrame) {
   EXPECT_EQ(stack.PopFrame(), nullptr);
   EXPECT_EQ(stack.CurFrame(), nullptr);
   EXPECT_EQ(stack.Count(), 0);
-  EXPECT_THROW(stack[0], std::out_of_range);
+  EXPECT_EQ(ThrownText([&] { stack[0]; }), kBadSubscript);
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ bool NeedsVariable(int opcode) {
   static constexpr std::array kReadCommands = {14, 15, 16, 37, 48, 54};
   return std::ranges::count(kReadCommands, opcode) != 0;
 }
-// The type of B selects how A is read; damage to B then shows in A.
+// The type of B selects how A is read; damage to B then shows in A. OpTest looks at these.
 bool IsDateDifferenceOfInts(const Instruction& instruction) {
   return instruction.row->number == 28 && instruction.operands[0].bytes == "\x05" &&
          instruction.operands[3].type == kDate;

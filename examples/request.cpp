@@ -17,7 +17,9 @@ long Give(void* data) {
   HbCallbackItems& items = *static_cast<HbCallbackData*>(data)->GetParameters();
   for (unsigned short i = 0; i < items.Count(); ++i) {
     std::cout << "asked for the " << items.GetItem(i)->GetLabel().Data() << '\n';
-    static_cast<HbStringVariable*>(items.GetItem(i)->GetValue())->Set("12345");
+    HbVariable* const value = items.GetItem(i)->GetValue();
+    if (value == nullptr || value->GetType() != kStringType) return 0;  // macros choose its type
+    static_cast<HbStringVariable*>(value)->Set("12345");
   }
   return 1;
 }

@@ -106,6 +106,12 @@ bool ClientPrompt::IsConfirmed() {
 }
 
 bool ClientPrompt::GiveItem(HbCallbackItem& item, const String& message) {
+  HbVariable* const value = item.GetValue();
+  if (value == nullptr || value->GetType() != kStringType) {
+    std::fprintf(stderr, "tmx client: the macros want a %s that is no text\n",
+                 Harmless(item.GetLabel().View()).c_str());
+    return false;
+  }
   const bool is_pin = item.GetVarId() == kPin;
   SecretBytes secret;
   if (is_pin && !pin_.empty()) {
@@ -124,8 +130,8 @@ bool ClientPrompt::GiveItem(HbCallbackItem& item, const String& message) {
                  item.GetMaxLenght());
     return false;
   }
-  static_cast<HbStringVariable*>(item.GetValue())
-      ->Set(String(std::string_view(reinterpret_cast<const char*>(secret.data()), secret.size())));
+  static_cast<HbStringVariable*>(value)->Set(
+      String(std::string_view(reinterpret_cast<const char*>(secret.data()), secret.size())));
   return true;
 }
 

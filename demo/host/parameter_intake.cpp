@@ -1,6 +1,7 @@
 #include "demo/host/parameter_intake.h"
 
 #include <algorithm>
+#include <set>
 #include <vector>
 
 #include "demo/host/segment_values.h"
@@ -17,11 +18,25 @@ bool IsBankParameter(const std::string& code) {
 
 bool IsUserParameter(const std::string& code) { return code == "HIUPA" || code == "HIUPD"; }
 
-void Collect(const HbObject& object, std::vector<HbSegment*>& all) {
-  for (unsigned short i = 0; i < object.ResponseCount(); ++i) all.push_back(object.GetResponse(i));
-  for (unsigned short i = 0; i < object.GetChildCount(); ++i)
-    if (const HbObject* const child = object.GetChild(i)) Collect(*child, all);
-}
+// The responses of a tree. One that several objects hold, as an order does with those of its second
+// step, counts once.
+class Responses {
+ public:
+  explicit Responses(const HbObject& object) { Collect(object); }
+  const std::vector<HbSegment*>& All() const { return all_; }
+
+ private:
+  void Collect(const HbObject& object) {
+    for (unsigned short i = 0; i < object.ResponseCount(); ++i)
+      if (HbSegment* const each = object.GetResponse(i); known_.insert(each).second)
+        all_.push_back(each);
+    for (unsigned short i = 0; i < object.GetChildCount(); ++i)
+      if (const HbObject* const child = object.GetChild(i)) Collect(*child);
+  }
+
+  std::vector<HbSegment*> all_;
+  std::set<const HbSegment*> known_;
+};
 
 void TakeAllowedFunctions(const HbSegment& codes, Access& access) {
   constexpr unsigned long kParameterStep = 10;
@@ -38,8 +53,8 @@ void TakeAllowedFunctions(const HbSegment& codes, Access& access) {
 }  // namespace
 
 void TakeParameters(const HbDialog& dialog, HbUser& user, Access& access) {
-  std::vector<HbSegment*> all;
-  Collect(dialog, all);
+  const Responses responses(dialog);
+  const std::vector<HbSegment*>& all = responses.All();
   const auto has = [&all](const char* code) {
     return std::ranges::any_of(all,
                                [code](const HbSegment* each) { return CodeOf(*each) == code; });

@@ -52,7 +52,10 @@ BankDialog::BankDialog(HbJob& job, HbUser& user, HbMacroEngine& engine, const Ac
       reader_(engine) {}
 
 void BankDialog::Begin(std::string security_function) {
+  ForgetPin();
   job_.ClearDialogs();
+  job_.ClearRequests();
+  not_taken_.clear();
   dialog_ = nullptr;
   security_function_ = std::move(security_function);
 }
@@ -72,15 +75,25 @@ HbRequest& BankDialog::NewRequest(const char* name, unsigned short version) {
   auto request = std::make_unique<HbRequest>(name, version, 1);
   HbRequest& made = *request;
   made.AddUser(&user_, HbRoleIssuer);
-  if (job_.InsertRequest(request.get())) static_cast<void>(request.release());
+  if (job_.InsertRequest(&made))
+    static_cast<void>(request.release());
+  else
+    not_taken_.push_back(std::move(request));
   return made;
 }
 
-HbMessage& BankDialog::NewMessage(const std::vector<HbRequest*>& requests) {
+HbMessage* BankDialog::NewMessage(const std::vector<HbRequest*>& requests) {
+  const auto refuse = [this](const char* what) {
+    report_.Fail(Outcome::kNotWritten, std::string("the job has no room for another ") + what);
+    return nullptr;
+  };
+  if (!not_taken_.empty()) return refuse("request");
   auto message = std::make_unique<HbMessage>(1, &user_, nullptr, nullptr);
   HbMessage& made = *message;
   for (HbRequest* const request : requests) made.AddRequest(*request);
-  dialog_ = job_.AddToDialog(made);
+  HbDialog* const dialog = job_.AddToDialog(made);
+  if (dialog == nullptr) return refuse("message");
+  dialog_ = dialog;
   static_cast<void>(message.release());
   made.SetMsgNo(static_cast<short>(dialog_->MessageCount()));
   made.SetClientData(dialog_);
@@ -88,7 +101,7 @@ HbMessage& BankDialog::NewMessage(const std::vector<HbRequest*>& requests) {
   made.GetMsgHead()->AddUser(&user_, HbRoleIssuer);
   made.GetMsgHead()->SetClientData(&made);
   for (HbRequest* const request : requests) request->SetClientData(&made);
-  return made;
+  return &made;
 }
 
 void BankDialog::FillHead(HbRequest& head, const HbMessage& message) {
@@ -125,14 +138,16 @@ void BankDialog::ForgetTan() { Forget(kTanField); }
 void BankDialog::ForgetPin() { Forget(kPinField); }
 
 void BankDialog::Forget(unsigned long secret) {
-  HbVariables& secrets = dialog_->GetSecurityVariables();
-  HbVariable* const variable = secrets[secret];
-  if (variable != nullptr && variable->GetType() == kStringType) {
-    // Memory that is given back keeps what it held.
-    auto& text = static_cast<HbStringVariable&>(*variable);
-    text.SetView(std::string(text.Get().Len(), '\0'));
+  for (unsigned short i = 0; i < job_.DialogCount(); ++i) {
+    HbVariables& secrets = job_.GetDialog(i)->GetSecurityVariables();
+    HbVariable* const variable = secrets[secret];
+    if (variable != nullptr && variable->GetType() == kStringType) {
+      // Memory that is given back keeps what it held.
+      auto& text = static_cast<HbStringVariable&>(*variable);
+      text.SetView(std::string(text.Get().Len(), '\0'));
+    }
+    secrets.Unregister(secret);
   }
-  secrets.Unregister(secret);
 }
 
 void BankDialog::Log(std::string_view bytes, bool sent) {
@@ -150,10 +165,13 @@ void BankDialog::Log(std::string_view bytes, bool sent) {
 
 bool BankDialog::Send(const std::vector<HbRequest*>& requests) {
   if (SendMessage(requests)) return true;
-  for (HbRequest* const request : requests)
-    request->InsertErrorResponse(static_cast<unsigned short>(report_.outcome), HbStatusError,
-                                 String(report_.problem.c_str()), String());
+  for (HbRequest* const request : requests) TellProblem(*request);
   return false;
+}
+
+void BankDialog::TellProblem(HbRequest& request) const {
+  request.InsertErrorResponse(static_cast<unsigned short>(report_.outcome), HbStatusError,
+                              String(report_.problem.c_str()), String());
 }
 
 bool BankDialog::Deliver(const std::vector<HbRequest*>& requests, std::string_view bytes,
@@ -185,7 +203,9 @@ bool BankDialog::SendMessage(const std::vector<HbRequest*>& requests) {
   if (report_.is_shut)
     return report_.Fail(Outcome::kRefused,
                         "nothing more is sent: the bank has refused the PIN or the access");
-  HbMessage& message = NewMessage(requests);
+  HbMessage* const made = NewMessage(requests);
+  if (made == nullptr) return false;
+  HbMessage& message = *made;
   SecretString bytes;
   if (!Write(message, bytes)) {
     // The next message gets its number.

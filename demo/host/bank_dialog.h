@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,14 +32,15 @@ using Exchange =
 // could lock the account.
 //
 // Owner: its maker; everything that it is made of must outlive it. Requests, messages and dialogs
-// belong to the job. Empty state: no dialog. Threads: one at a time, together with the job.
+// belong to the job, which nobody else uses. Empty state: no dialog. Threads: one at a time,
+// together with the job.
 class BankDialog {
  public:
   BankDialog(HbJob& job, HbUser& user, HbMacroEngine& engine, const Access& access,
              Exchange exchange, HbProgressInfoRecord* progress, Report& report);
 
-  // Forgets the job's dialogs; the next message begins another. The security function is that of
-  // the whole dialog.
+  // Destroys the job's dialogs and requests; the next message begins another dialog. The security
+  // function is that of the whole dialog.
   void Begin(std::string security_function);
   // Tells the bank that the dialog is over.
   bool End();
@@ -49,23 +51,28 @@ class BankDialog {
   const HbDialog* Dialog() const { return dialog_; }
   MacroRunner& Runner() { return runner_; }
 
+  // Valid until the next dialog begins. One for which the job has no room cannot be sent.
   HbRequest& NewRequest(const char* name, unsigned short version);
   // Sends one message. False when nothing came back that answers it, or when the bank refuses the
   // message as a whole; then each request has an error response, whose code is the outcome.
   bool Send(const std::vector<HbRequest*>& requests);
+  // Gives a request that has failed an error response with the outcome and the problem.
+  void TellProblem(HbRequest& request) const;
   // A TAN is for one message: no later one carries it.
   void ForgetTan();
+  // For a dialog that was never opened, whose end nobody tells the bank.
+  void ForgetPin();
 
  private:
   bool SendMessage(const std::vector<HbRequest*>& requests);
   bool TakeAnswer(HbMessage& message, const std::string& bytes);
-  // A message in the dialog, whose head holds what is around the requests.
-  HbMessage& NewMessage(const std::vector<HbRequest*>& requests);
+  // A message in the dialog, whose head holds what is around the requests; null with a problem.
+  HbMessage* NewMessage(const std::vector<HbRequest*>& requests);
   // The bytes of a message that may be sent.
   bool Write(HbMessage& message, SecretString& bytes);
   void FillHead(HbRequest& head, const HbMessage& message);
   bool AskPin(HbRequest& head);
-  void ForgetPin();
+  // In all dialogs of the job.
   void Forget(unsigned long secret);
   void Log(std::string_view bytes, bool sent);
   // Tells the progress what is under way, and counts the step once it is over.
@@ -84,7 +91,8 @@ class BankDialog {
   MacroRunner runner_;
   MessageWriter writer_;
   AnswerReader reader_;
-  HbDialog* dialog_ = nullptr;  // of the job
+  HbDialog* dialog_ = nullptr;                         // of the job
+  std::vector<std::unique_ptr<HbRequest>> not_taken_;  // by the job
   std::string security_function_;
 };
 

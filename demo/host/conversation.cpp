@@ -102,9 +102,22 @@ bool Conversation::OpenDialog(bool synchronise) {
   const bool sent = dialog_.SecurityFunction() == kOneStep
                         ? dialog_.Send(requests)
                         : tans_.Send(requests, identity, "HKIDN");
-  if (!sent) return false;
+  if (!sent) {
+    if (IsRefusedAtOnce()) ForgetWhatTheBankGave();
+    return false;
+  }
   TakeParameters(*dialog_.Dialog(), user_, access_);
   return !synchronise || TakeSystemId(*requests.back());
+}
+
+bool Conversation::IsRefusedAtOnce() const {
+  return report_.outcome == Outcome::kRefused && !report_.is_shut &&
+         dialog_.Dialog()->MessageCount() == 1;
+}
+
+void Conversation::ForgetWhatTheBankGave() {
+  access_.system_id = Access().system_id;
+  access_.allowed_functions.clear();
 }
 
 bool Conversation::TakeSystemId(const HbRequest& synchronisation) {
@@ -115,12 +128,21 @@ bool Conversation::TakeSystemId(const HbRequest& synchronisation) {
   return true;
 }
 
+std::string Conversation::ProblemWith(const std::string& function) const {
+  if (function == kOneStep) return "";
+  const auto procedure = TanProcedure::Find(user_, function);
+  if (!procedure)
+    return "HITANS of the bank's parameters does not describe the procedure " + function;
+  if (procedure->SendsOrderFirst()) return "";
+  return "HITANS demands the TAN before the order (process 1) of procedure " + function;
+}
+
 bool Conversation::ChooseFunction() {
   const auto& allowed = access_.allowed_functions;
   const auto is_allowed = [&allowed](const std::string& function) {
     return std::ranges::find(allowed, function) != allowed.end();
   };
-  std::string& chosen = access_.security_function;
+  std::string chosen = access_.security_function;
   if (!options_.wanted_function.empty()) {
     if (!is_allowed(options_.wanted_function))
       return report_.Fail(Outcome::kForbidden,
@@ -128,13 +150,19 @@ bool Conversation::ChooseFunction() {
     chosen = options_.wanted_function;
   }
   if (chosen == kOneStep || !is_allowed(chosen)) {
-    const auto first = std::ranges::find_if(
-        allowed, [](const std::string& function) { return function != kOneStep; });
+    const auto has_two_steps = [](const std::string& function) { return function != kOneStep; };
+    auto first = std::ranges::find_if(allowed, [&](const std::string& function) {
+      return has_two_steps(function) && ProblemWith(function).empty();
+    });
+    // If none can be used, the problem is that of the first.
+    if (first == allowed.end()) first = std::ranges::find_if(allowed, has_two_steps);
     if (first != allowed.end()) chosen = *first;
   }
-  if (chosen == kOneStep || TanProcedure::Find(user_, chosen)) return true;
-  return report_.Fail(Outcome::kForbidden,
-                      "HITANS of the bank's parameters does not describe the procedure " + chosen);
+  if (std::string problem = ProblemWith(chosen); !problem.empty())
+    return report_.Fail(Outcome::kForbidden, std::move(problem));
+  if (chosen != access_.security_function) access_.tan_medium.clear();  // another's
+  access_.security_function = chosen;
+  return true;
 }
 
 bool Conversation::AskForMedia(std::vector<ListedMedium>& media) {
@@ -183,7 +211,9 @@ bool Conversation::ChooseMedium() {
 
 bool Conversation::Close() {
   report_.Begin();
-  return report_.is_shut || !dialog_.IsOpen() || dialog_.End();
+  const bool closed = report_.is_shut || !dialog_.IsOpen() || dialog_.End();
+  dialog_.ForgetPin();
+  return closed;
 }
 
 bool Conversation::SendOrder(HbRequest& order) {

@@ -33,12 +33,14 @@ struct ConversationOptions {
 //
 // It speaks FinTS 3.0, or HBCI 2.2 with a user of that version: then it knows no procedures with a
 // TAN, and the user's parameters name the accounts. The engine must have the macro files that go
-// with it.
+// with it. Where the bank refuses to begin a dialog, the next Open() asks for the system id and the
+// procedures again.
 //
 // After a refused PIN or a lock nothing more is sent, not even the end of the dialog: a second try
 // could lock the account.
 //
-// Owner: its maker; job, user, engine and access must outlive it. Empty state: no dialog. Threads:
+// Owner: its maker; job, user, engine and access must outlive it. The job is for nothing else: what
+// earlier dialogs have left in it goes when one begins. Empty state: no dialog. Threads:
 // one at a time, together with the job. Errors are texts: Problem() of the last operation.
 class Conversation {
  public:
@@ -50,6 +52,7 @@ class Conversation {
   // Asks for a system id and the allowed procedures where they are missing, chooses a procedure and
   // opens a dialog. The parameters of bank and user go into the user.
   bool Open();
+  // All accounts that are named, in place of those that the list holds.
   bool Accounts(std::vector<BankAccount>& accounts);
   // The HISAL segment.
   bool Balance(const BankAccount& account, Ref<HbSegment>& balance);
@@ -78,14 +81,25 @@ class Conversation {
   bool OpenDialog(bool synchronise);
   HbRequest& NewIdentity();
   HbRequest& NewPreparation();
+  // Whether the bank has refused to begin the dialog, but neither the PIN nor a TAN.
+  bool IsRefusedAtOnce() const;
+  // It may have withdrawn the system id or the procedure: the next dialog asks for both.
+  void ForgetWhatTheBankGave();
   bool TakeSystemId(const HbRequest& synchronisation);
   bool ChooseFunction();
+  // Why a procedure cannot be used; empty if it can.
+  std::string ProblemWith(const std::string& function) const;
   // Whether the procedure needs a medium and none is known, or another one is wanted.
   bool LacksMedium() const;
   bool AskForMedia(std::vector<ListedMedium>& media);
   bool ChooseMedium();
+  // The format in which a statement is asked for.
+  bool TakeFormat(const char* order, unsigned short version, std::string& format);
   // In the dialect that bank and account allow; null with a problem.
   HbRequest* NewStatementRequest(const BankAccount& account);
+  // Whether an account has what an order must name, and what one in SEPA must.
+  bool IsNameable(const BankAccount& account, const std::string& order, unsigned short version);
+  bool IsNameableInSepa(const BankAccount& account, const std::string& order);
   void PutAccount(HbRequest& order, const BankAccount& account);
   bool SendOrder(HbRequest& order);
 

@@ -9,6 +9,7 @@ constexpr unsigned short kNewest = 7;
 constexpr unsigned short kOldest = 6;
 constexpr unsigned long kStep = 1000;
 constexpr const char* kMust = "2";
+constexpr const char* kOrderFirst = "2";
 
 }  // namespace
 
@@ -37,6 +38,8 @@ bool TanProcedure::Flag(unsigned long id) const {
   bool flag = true;
   return !parameters_->GetFieldBool(flag, id + offset_) || flag;
 }
+
+bool TanProcedure::SendsOrderFirst() const { return Text(field::kProcedureProcess) == kOrderFirst; }
 
 bool TanProcedure::NeedsMedium() const { return Text(field::kProcedureMediumNeeded) == kMust; }
 

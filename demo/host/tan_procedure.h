@@ -22,6 +22,8 @@ class TanProcedure {
   unsigned short Version() const { return parameters_->GetSegmentVersion(); }
   std::string Text(unsigned long field) const;
   long Number(unsigned long field, long otherwise) const;
+  // Whether the order is sent first and its TAN afterwards.
+  bool SendsOrderFirst() const;
   bool NeedsMedium() const;
   // Whether HKTAN names the account of its order.
   bool NamesOrderAccount() const;

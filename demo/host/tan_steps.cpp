@@ -82,9 +82,13 @@ HbRequest* TanSteps::NewFirstStep(const HbRequest& order, const std::string& ord
 bool TanSteps::Send(std::vector<HbRequest*> requests, HbRequest& order,
                     const std::string& order_code) {
   HbRequest* const tan = NewFirstStep(order, order_code);
-  if (tan == nullptr) return false;
-  requests.push_back(tan);
-  return dialog_.Send(requests) && Finish(order, *tan);
+  if (tan != nullptr) {
+    requests.push_back(tan);
+    if (!dialog_.Send(requests)) return false;
+    if (Finish(order, *tan)) return true;
+  }
+  dialog_.TellProblem(order);
+  return false;
 }
 
 bool TanSteps::Finish(HbRequest& order, HbRequest& tan) {

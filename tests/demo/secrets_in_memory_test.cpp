@@ -72,20 +72,47 @@ TEST_F(SecretsInMemory, NoMessageIsLeftBehind) {
   EXPECT_EQ(watcher.Leaked(), 0U);
 }
 
-TEST_F(SecretsInMemory, ThePinIsOverwrittenWhenTheDialogIsOver) {
-  Ref<HbVariable> variable;
-  engine_.SetSecurityHdl(Link([&](void* data) {
-    auto& asked = *static_cast<HbCallbackData*>(data);
-    if (HbVariable* const pin = asked.GetParameters()->GetValue(4096))
-      variable = Ref<HbVariable>::Share(pin);
-    return Give(asked);
-  }));
+// The variables that hold PINs.
+class PinsInMemory : public SecretsInMemory {
+ protected:
+  PinsInMemory() {
+    engine_.SetSecurityHdl(Link([&](void* data) {
+      auto& asked = *static_cast<HbCallbackData*>(data);
+      if (HbVariable* const pin = asked.GetParameters()->GetValue(4096))
+        pins_.push_back(Ref<HbVariable>::Share(pin));
+      return Give(asked);
+    }));
+  }
+  bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
+    return answers_ && SecretsInMemory::Deliver(message, answer, problem);
+  }
+  String Pin(std::size_t index) const {
+    return static_cast<const HbStringVariable&>(*pins_.at(index)).Get();
+  }
+  std::string Overwritten() const { return std::string(pin_.size(), '\0'); }
+
+  bool answers_ = true;
+  std::vector<Ref<HbVariable>> pins_;
+};
+
+TEST_F(PinsInMemory, AreOverwrittenWhenTheDialogIsOver) {
   ASSERT_TRUE(conversation().Open()) << conversation().Problem();
-  ASSERT_TRUE(variable);
-  const auto& text = static_cast<const HbStringVariable&>(*variable);
-  EXPECT_EQ(text.Get(), pin_.c_str()) << "the dialog keeps it";
+  ASSERT_FALSE(pins_.empty());
+  EXPECT_EQ(Pin(pins_.size() - 1), pin_.c_str()) << "the dialog keeps it";
   EXPECT_TRUE(conversation().Close());
-  EXPECT_EQ(text.Get(), std::string_view(std::string(pin_.size(), '\0')));
+  for (std::size_t i = 0; i < pins_.size(); ++i) EXPECT_EQ(Pin(i), std::string_view(Overwritten()));
+}
+
+TEST_F(PinsInMemory, AreOverwrittenWhereTheBankHasNotAnswered) {
+  answers_ = false;
+  for (std::size_t i = 0; i < 2; ++i) {
+    EXPECT_FALSE(conversation().Open());
+    ASSERT_EQ(pins_.size(), i + 1);
+    EXPECT_EQ(Pin(i), pin_.c_str());
+  }
+  EXPECT_EQ(Pin(0), std::string_view(Overwritten())) << "with the dialog that gave way";
+  EXPECT_TRUE(conversation().Close());
+  EXPECT_EQ(Pin(1), std::string_view(Overwritten()));
 }
 
 TEST_F(SecretsInMemory, TheWayToTheBankLeavesNothingBehind) {

@@ -51,6 +51,22 @@ TEST_F(TanSteps, IsRefusedWithAWrongTan) {
   EXPECT_EQ(Balance(), FirstBalance());
 }
 
+TEST_F(TanSteps, LeaveAnOrderThatWasNotCarriedOutWithAnErrorStatus) {
+  gives_tan_ = false;
+  EXPECT_FALSE(TransferTo("12.34"));
+  ExpectFailedOrder("no TAN was given: the order is not carried out");
+  gives_tan_ = true;
+  tan_ = "654321";
+  EXPECT_FALSE(TransferTo("12.34"));
+  ExpectFailedOrder(conversation().Problem());
+}
+
+TEST_F(TanSteps, LeaveAnOrderThatWasNotConfirmedWithAnErrorStatus) {
+  BeNeverConfirmed();
+  EXPECT_FALSE(TransferTo("12.34"));
+  ExpectFailedOrder(conversation().Problem());
+}
+
 TEST_F(TanSteps, IsConfirmedOnAnotherDeviceWhereTheProcedureIsDecoupled) {
   Decouple();
   ASSERT_TRUE(TransferTo("12.34")) << conversation().Problem();
@@ -197,6 +213,7 @@ TEST_F(Procedures, AreNotUsedWhereNobodyMayAsk) {
     EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
     EXPECT_EQ(conversation().Problem(),
               "HITANS allows this client no questions after a confirmation by procedure 946");
+    ExpectFailedOrder(conversation().Problem());
     Parameters().PutFieldBool(true, field::kProcedureAutomatic + at_);
   }
 }
@@ -221,6 +238,27 @@ TEST_F(Procedures, AreNotUsedIfTheyAreToBePaidForByAnAccount) {
             "HITANS demands an account that pays for the messages of procedure 910");
 }
 
+// Of process 1 HKTAN comes before the order, with a hash of it.
+TEST_F(Procedures, AreNotUsedIfTheTanComesBeforeTheOrder) {
+  Open("910");
+  for (unsigned short version = 6; version <= 7; ++version)
+    user_.GetBPDSegment("HITANS", version, true)->PutFieldString("1", field::kProcedureProcess);
+  ConversationOptions options;
+  options.wanted_function = "910";
+  Restart(options);
+  messages_ = 0;
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(messages_, 0);
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
+  EXPECT_EQ(conversation().Problem(),
+            "HITANS demands the TAN before the order (process 1) of procedure 910");
+  EXPECT_EQ(access_.security_function, "910");
+  access_.security_function = kOneStep;
+  Restart({});
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_EQ(access_.security_function, "946") << "the first that can be used";
+}
+
 // Loses the answer to the message with the TAN.
 class LostAnswer : public TransferFixture {
  protected:
@@ -241,6 +279,7 @@ TEST_F(LostAnswer, LeavesItUncertainWhetherTheTransferWasCarriedOut) {
   EXPECT_EQ(conversation().Problem(),
             "the connection ended; the transfer may have been carried out: look at the statement "
             "before it is made again");
+  ExpectFailedOrder("the connection ended");
   EXPECT_EQ(Balance(), FirstBalance() - 1234);
 }
 
@@ -270,18 +309,24 @@ class Incomplete : public TransferFixture {
     EXPECT_THAT(conversation().Problem(), StartsWith(problem));
   }
 
+  // Because of its second step.
+  void ExpectUncertainAndFailed(const std::string& problem) {
+    ExpectUncertain(problem);
+    ExpectFailedOrder(problem);
+  }
+
   std::string spoiled_ = "HKCCS";
   std::string dropped_ = "HITAN";
 };
 
 TEST_F(Incomplete, IsAnAnswerThatWantsATanWithoutSayingForWhat) {
-  ExpectUncertain("the bank wants a TAN, but its answer has no HITAN");
+  ExpectUncertainAndFailed("the bank wants a TAN, but its answer has no HITAN");
   EXPECT_EQ(Balance(), FirstBalance());
 }
 
 TEST_F(Incomplete, IsAnAnswerThatWaitsForAConfirmationWithoutSayingOfWhat) {
   Decouple();
-  ExpectUncertain("the bank waits for a confirmation, but its answer has no HITAN");
+  ExpectUncertainAndFailed("the bank waits for a confirmation, but its answer has no HITAN");
   EXPECT_EQ(Balance(), FirstBalance());
 }
 
@@ -304,7 +349,7 @@ TEST_F(Incomplete, IsAnAnswerThatSaysNothingOfTheTransfer) {
 TEST_F(Incomplete, IsAnAnswerThatSaysNothingOfTheTan) {
   spoiled_ = tan_;
   dropped_ = "HIRMS";
-  ExpectUncertain("the bank's answer does not say what became of the order");
+  ExpectUncertainAndFailed("the bank's answer does not say what became of the order");
   EXPECT_EQ(Balance(), FirstBalance() - 1234);
 }
 
@@ -312,7 +357,7 @@ TEST_F(Incomplete, IsAnAnswerThatSaysNothingOfTheConfirmation) {
   Decouple();
   spoiled_ = "+S+";
   dropped_ = "HIRMS";
-  ExpectUncertain("the bank's answer does not say what became of the order");
+  ExpectUncertainAndFailed("the bank's answer does not say what became of the order");
   EXPECT_EQ(Balance(), FirstBalance());
 }
 
@@ -350,6 +395,7 @@ TEST_F(Elsewhere, NamesNoOrder) {
   EXPECT_EQ(conversation().LastOutcome(), Outcome::kUncertain);
   EXPECT_THAT(conversation().Problem(),
               StartsWith("the bank's HITAN does not name the order that it is about"));
+  ExpectFailedOrder("the bank's HITAN does not name the order that it is about");
   EXPECT_EQ(Balance(), FirstBalance());
 }
 
@@ -425,6 +471,38 @@ TEST_F(TanSteps, OpenADialogWithATan) {
   EXPECT_THAT(challenges_, SizeIs(1));
   EXPECT_GT(user_.UPDSegmentCount(), 0);
   EXPECT_NE(user_.GetUPDSegment(String()), nullptr);
+}
+
+// Parameters that come with the answer to the TAN.
+class LateParameters : public TransferFixture {
+ protected:
+  void TakeFrom(BankOptions bank) {
+    bank.tan_at_login = true;
+    bank_ = SandboxBank(bank);
+    Restart({});
+    ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  }
+  bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
+    TransferFixture::Deliver(message, answer, problem);
+    if (message.find(tan_) != std::string::npos && !more_.empty())
+      answer = Edited(std::move(answer), "HIUPA:", more_ + "HIUPA:");
+    return true;
+  }
+
+  std::string more_;
+};
+
+TEST_F(LateParameters, AreTakenOnce) {
+  TakeFrom({});
+  const unsigned short known = user_.UPDSegmentCount();
+  BankOptions newer;
+  newer.upd_version = 4;
+  more_ = "HIBPA:90:3:3+13+280:99900011+Neue Bank+3+1+220:300+256'HISALS:91:5:3+1+1'";
+  TakeFrom(newer);
+  EXPECT_EQ(NumberOf(*user_.GetUPDSegment(String()), field::kUpdVersion), 4);
+  EXPECT_EQ(user_.UPDSegmentCount(), known);
+  EXPECT_EQ(NumberOf(*user_.GetBPDSegment("HIBPA", 0, true), field::kBpdVersion), 13);
+  EXPECT_EQ(user_.BPDSegmentCount(true, true), 2);
 }
 
 Challenge Read(const std::string& bytes) {

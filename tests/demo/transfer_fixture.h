@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "demo/host/segment_values.h"
 #include "tests/demo/host_fixture.h"
 
 namespace tmx::demo {
@@ -40,6 +41,17 @@ class TransferFixture : public HostFixture {
     for (const Account& account : bank_.Books().Accounts())
       if (account.iban != from_.iban) to = account.iban;
     return conversation().Transfer(from_, kPain, PaymentFile(from_.iban, to, amount));
+  }
+  // The transfer that was made last holds the problem.
+  void ExpectFailedOrder(const std::string& problem) {
+    const HbRequest* order = nullptr;
+    for (unsigned short i = 0; i < job_.RequestCount(); ++i)
+      if (job_.GetRequest(i)->GetRequestName() == "HKCCS") order = job_.GetRequest(i);
+    ASSERT_NE(order, nullptr);
+    EXPECT_EQ(order->GetStatus(), HbStatusError);
+    const HbSegment* const error = FindResponse(*order, "INERR");
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(TextOf(*error, field::kReturnText), problem);
   }
   Cents Balance() { return bank_.Books().ByIban(from_.iban)->Balance(); }
   // What nobody has spent.

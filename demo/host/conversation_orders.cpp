@@ -1,4 +1,8 @@
 // The orders of a conversation.
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
 #include "demo/host/conversation.h"
 #include "demo/host/payment_file.h"
 #include "demo/host/segment_values.h"
@@ -14,10 +18,11 @@ struct StatementOrder {
   const char* code;
   unsigned short newest;
   unsigned short oldest;
+  bool has_format;  // one of those that the bank offers
 };
-constexpr StatementOrder kStatementOrders[] = {{"HKKAZ", 7, 5}, {"HKCAZ", 1, 1}};
+constexpr StatementOrder kStatementOrders[] = {{"HKKAZ", 7, 5, false}, {"HKCAZ", 1, 1, true}};
 
-// The bank's format of a day's transactions, else its first; empty for an order that names none.
+// The bank's format of a day's transactions, else its first; empty for a bank that names none.
 std::string CamtFormat(const HbSegment& offer) {
   std::string format;
   for (unsigned long at = 0; HasText(offer, field::kCamtFormats + at, format); ++at)
@@ -64,17 +69,57 @@ std::vector<BankAccount> AccountsOf(const HbUser& user) {
 }
 
 // Whether an order names accounts by their IBANs.
-bool IsInternational(const HbRequest& order) {
-  return order.GetRequestName() == "HKCAZ" || order.GetRequestVersion() >= 7;
+bool IsInternational(std::string_view order, unsigned short version) {
+  return order == "HKCAZ" || version >= 7;
+}
+
+// The accounts that the bank names. A group without one costs no other; there are no fields behind
+// the last.
+std::vector<BankAccount> AccountsIn(const HbSegment& hispa) {
+  constexpr unsigned long kAccountStep = 100;
+  constexpr unsigned long kFields[] = {field::kIsSepaAccount, field::kIban,       field::kBic,
+                                       field::kAccountNumber, field::kSubaccount, field::kCountry,
+                                       field::kBankCode};
+  std::vector<BankAccount> accounts;
+  for (unsigned long at = 0;; at += kAccountStep) {
+    if (std::ranges::all_of(kFields, [&](unsigned long id) { return hispa.IsNull(id + at); }))
+      return accounts;
+    BankAccount account = AccountOf(hispa, at);
+    if (account.number.empty() && account.iban.empty()) continue;
+    bool takes = true;
+    account.takes_sepa = !hispa.GetFieldBool(takes, field::kIsSepaAccount + at) || takes;
+    accounts.push_back(std::move(account));
+  }
 }
 
 }  // namespace
+
+bool Conversation::IsNameable(const BankAccount& account, const std::string& order,
+                              unsigned short version) {
+  const bool by_iban = IsInternational(order, version);
+  if (by_iban && !account.iban.empty()) return true;
+  if (!account.number.empty() && !account.bank_code.empty()) return true;
+  return report_.Fail(Outcome::kForbidden,
+                      order + " needs an account's " + (by_iban ? "IBAN, or its " : "") +
+                          "number and bank code, and " + (IsHbci22() ? "HIUPD" : "HISPA") +
+                          " does not name them");
+}
+
+bool Conversation::IsNameableInSepa(const BankAccount& account, const std::string& order) {
+  if (!account.takes_sepa)
+    return report_.Fail(Outcome::kForbidden,
+                        "HISPA says that account " + account.number + " takes no SEPA orders");
+  return !account.iban.empty() ||
+         report_.Fail(Outcome::kForbidden, order + " needs the IBAN of account " + account.number +
+                                               ", which HISPA does not name");
+}
 
 void Conversation::PutAccount(HbRequest& order, const BankAccount& account) {
   HbSegment& values = order.GetValues();
   PutText(values, account.iban, field::kIban);
   PutText(values, account.bic, field::kBic);
-  if (IsInternational(order) && !account.iban.empty() && !permissions_.AllowsNationalAccounts())
+  if (IsInternational(order.GetRequestName().View(), order.GetRequestVersion()) &&
+      !account.iban.empty() && !permissions_.AllowsNationalAccounts())
     return;
   PutText(values, account.number, field::kAccountNumber);
   PutText(values, account.subaccount, field::kSubaccount);
@@ -84,11 +129,11 @@ void Conversation::PutAccount(HbRequest& order, const BankAccount& account) {
 
 bool Conversation::Accounts(std::vector<BankAccount>& accounts) {
   report_.Begin();
+  accounts.clear();
   if (IsHbci22()) {
     accounts = AccountsOf(user_);
     return !accounts.empty() || report_.Fail(Outcome::kWrongAnswer, "HIUPD names no accounts");
   }
-  constexpr unsigned long kAccountStep = 100;
   const unsigned short version = permissions_.VersionOf("HKSPA", 1, 1);
   if (version == 0 || !permissions_.IsForPinAndTan("HKSPA")) return false;
   HbRequest& order = dialog_.NewRequest("HKSPA", version);
@@ -96,17 +141,16 @@ bool Conversation::Accounts(std::vector<BankAccount>& accounts) {
   const HbSegment* const answer = FindResponse(order, "HISPA");
   if (answer == nullptr)
     return report_.Fail(Outcome::kWrongAnswer, "the bank has named no accounts");
-  for (unsigned long at = 0;; at += kAccountStep) {
-    BankAccount account = AccountOf(*answer, at);
-    if (account.number.empty() && account.iban.empty()) return true;
-    accounts.push_back(std::move(account));
-  }
+  accounts = AccountsIn(*answer);
+  return true;
 }
 
 bool Conversation::Balance(const BankAccount& account, Ref<HbSegment>& balance) {
   report_.Begin();
   const unsigned short version = permissions_.VersionOf("HKSAL", 8, IsHbci22() ? 3 : 5);
-  if (version == 0 || !permissions_.IsAllowedFor(account, "HKSAL")) return false;
+  if (version == 0 || !permissions_.IsAllowedFor(account, "HKSAL") ||
+      !IsNameable(account, "HKSAL", version))
+    return false;
   HbRequest& order = dialog_.NewRequest("HKSAL", version);
   PutAccount(order, account);
   order.GetValues().PutFieldBool(false, field::kAllAccounts);
@@ -115,19 +159,28 @@ bool Conversation::Balance(const BankAccount& account, Ref<HbSegment>& balance) 
   return balance ? true : report_.Fail(Outcome::kWrongAnswer, "the bank has sent no balance");
 }
 
+bool Conversation::TakeFormat(const char* order, unsigned short version, std::string& format) {
+  const HbSegment* const offer = user_.GetBPDSegment(order, version, false);
+  if (offer != nullptr) format = CamtFormat(*offer);
+  return !format.empty() ||
+         report_.Fail(Outcome::kForbidden, "HICAZS names no format of statements");
+}
+
 HbRequest* Conversation::NewStatementRequest(const BankAccount& account) {
   std::string problems;
   for (const StatementOrder& order : kStatementOrders) {
     const unsigned short version = permissions_.VersionOf(order.code, order.newest, order.oldest);
-    if (version == 0 || !permissions_.IsAllowedFor(account, order.code)) {
+    std::string format;
+    if (version == 0 || !permissions_.IsAllowedFor(account, order.code) ||
+        !IsNameable(account, order.code, version) ||
+        (order.has_format && !TakeFormat(order.code, version, format))) {
       problems += (problems.empty() ? "" : "; ") + report_.problem;
       continue;
     }
     HbRequest& request = dialog_.NewRequest(order.code, version);
     PutAccount(request, account);
     request.GetValues().PutFieldBool(false, field::kAllAccounts);
-    if (const HbSegment* const offer = user_.GetBPDSegment(order.code, version, false))
-      PutText(request.GetValues(), CamtFormat(*offer), field::kCamtFormats);
+    PutText(request.GetValues(), format, field::kCamtFormats);
     report_.Begin();
     return &request;
   }
@@ -164,7 +217,7 @@ bool Conversation::Transfer(const BankAccount& account, const std::string& pain_
                             const std::string& pain) {
   report_.Begin();
   if (permissions_.VersionOf("HKCCS", 1, 1) == 0 || !permissions_.IsAllowedFor(account, "HKCCS") ||
-      !permissions_.TakesFormat(pain_format) ||
+      !IsNameableInSepa(account, "HKCCS") || !permissions_.TakesFormat(pain_format) ||
       !permissions_.AreWithinLimits(account, "HKCCS", PaymentsIn(pain)))
     return false;
   HbRequest& order = dialog_.NewRequest("HKCCS", 1);

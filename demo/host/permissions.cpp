@@ -1,5 +1,8 @@
 #include "demo/host/permissions.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "demo/host/segment_values.h"
 
 namespace tmx::demo {
@@ -30,6 +33,14 @@ Limit LimitIn(const HbSegment& rights, unsigned long type, unsigned long amount,
   if (TextOf(rights, type) != "E" || !rights.GetFieldAmount(most, amount)) return {};
   return {HbAmount(most.GetBigInt(most.GetPrecision()), most.GetPrecision(),
                    String(std::string_view(TextOf(rights, currency))))};
+}
+
+// A bank may write it with zeros in front here and without there.
+bool IsSameNumber(std::string_view one, std::string_view other) {
+  const auto without_zeros = [](std::string_view number) {
+    return number.substr(std::min(number.find_first_not_of('0'), number.size()));
+  };
+  return without_zeros(one) == without_zeros(other);
 }
 
 std::string FullText(const HbAmount& amount) { return std::string(amount.GetFull().View()); }
@@ -84,10 +95,11 @@ const HbSegment* Permissions::RightsOf(const BankAccount& account) const {
     const HbSegment& rights = *user_.GetUPDSegment(i);
     if (CodeOf(rights) != "HIUPD") continue;
     const std::string iban = TextOf(rights, field::kIban);
-    const bool is_same = !iban.empty() && !account.iban.empty()
-                             ? iban == account.iban
-                             : TextOf(rights, field::kAccountNumber) == account.number &&
-                                   TextOf(rights, field::kSubaccount) == account.subaccount;
+    const bool is_same =
+        !iban.empty() && !account.iban.empty()
+            ? iban == account.iban
+            : IsSameNumber(TextOf(rights, field::kAccountNumber), account.number) &&
+                  TextOf(rights, field::kSubaccount) == account.subaccount;
     if (is_same) return &rights;
   }
   return nullptr;

@@ -218,6 +218,18 @@ TEST_F(OddMedia, AreLeftOutIfTheyAreForAnotherProcedure) {
   EXPECT_EQ(access_.tan_medium, "Leser + Kamera");
 }
 
+TEST_F(OddMedia, BelongToTheirProcedure) {
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  ASSERT_EQ(access_.tan_medium, "Leser + Kamera");
+  user_.GetBPDSegment("HITANS", 7, true)->PutFieldString("2", field::kProcedureMediumNeeded + 1000);
+  heard_ = "+G:1:946:6725990001:";
+  ConversationOptions options;
+  options.wanted_function = "946";
+  Restart(options);
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_EQ(access_.tan_medium, "Karte 1");
+}
+
 TEST_F(OddMedia, AreLeftOutWithoutAName) {
   listed_ = ":Karte 1+";
   heard_ = "+";
@@ -246,6 +258,130 @@ TEST_F(ConversationTest, KnowsOnlyProceduresThatTheBankAllowsAndDescribes) {
   EXPECT_FALSE(conversation().Open());
   EXPECT_EQ(conversation().Problem(),
             "HITANS of the bank's parameters does not describe the procedure 910");
+}
+
+// Where a bank refuses to begin a dialog, though not the PIN.
+class Withdrawn : public HostFixture {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(conversation().Open() && conversation().Close()) << conversation().Problem();
+    Restart({});
+    messages_ = 0;
+  }
+  void ExpectARefusalAndThenANewBeginning() {
+    EXPECT_FALSE(conversation().Open());
+    EXPECT_EQ(conversation().LastOutcome(), Outcome::kRefused);
+    EXPECT_EQ(messages_, 1) << "no second PIN in the same run";
+    Restart({});
+    ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+    EXPECT_THAT(sent_.back(), HasSubstr('+' + access_.system_id + '+'));
+  }
+};
+
+TEST_F(Withdrawn, IsAProcedureThatIsReplaced) {
+  bank_.Books().FindUser("4711")->functions = {"946"};
+  ExpectARefusalAndThenANewBeginning();
+  EXPECT_EQ(access_.security_function, "946");
+}
+
+TEST_F(Withdrawn, IsASystemIdThatIsReplaced) {
+  access_.system_id = "ZURUECKGEZOGEN";
+  ExpectARefusalAndThenANewBeginning();
+  EXPECT_THAT(access_.system_id, HasSubstr("4711"));
+}
+
+TEST_F(Withdrawn, IsNothingByARefusedPin) {
+  const Access before = access_;
+  pin_ = "99999";
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(access_, before);
+}
+
+TEST_F(Withdrawn, IsNothingByARefusedTan) {
+  BankOptions bank;
+  bank.tan_at_login = true;
+  bank_ = SandboxBank(bank);
+  tan_ = "654321";
+  const Access before = access_;
+  EXPECT_FALSE(conversation().Open());
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kRefused);
+  EXPECT_EQ(access_, before);
+}
+
+// As many requests or messages as a job can hold.
+class FullJob : public HostFixture {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+    ASSERT_TRUE(conversation().Accounts(accounts_)) << conversation().Problem();
+    messages_ = 0;
+  }
+  void ExpectNothingIsSent(const std::string& why) {
+    Ref<HbSegment> balance;
+    EXPECT_FALSE(conversation().Balance(accounts_[0], balance));
+    EXPECT_EQ(conversation().LastOutcome(), Outcome::kNotWritten);
+    EXPECT_EQ(conversation().Problem(), why);
+    EXPECT_EQ(messages_, 0);
+  }
+
+  std::vector<BankAccount> accounts_;
+};
+
+TEST_F(FullJob, TakesNoFurtherRequest) {
+  while (job_.RequestCount() < 65535) {
+    auto request = std::make_unique<HbRequest>("HKSAL", 5, 1);
+    ASSERT_TRUE(job_.InsertRequest(request.get()));
+    static_cast<void>(request.release());
+  }
+  ExpectNothingIsSent("the job has no room for another request");
+  Restart({});
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  EXPECT_LT(job_.RequestCount(), 10) << "a dialog begins without what others have left";
+}
+
+TEST_F(FullJob, TakesNoFurtherMessage) {
+  HbDialog& dialog = *job_.GetDialog(0);
+  while (dialog.MessageCount() < 65535) {
+    auto message = std::make_unique<HbMessage>(1, &user_, nullptr, nullptr);
+    ASSERT_TRUE(dialog.AddMsg(*message, 65535));
+    static_cast<void>(message.release());
+  }
+  ExpectNothingIsSent("the job has no room for another message");
+  EXPECT_EQ(job_.GetRequest(static_cast<unsigned short>(job_.RequestCount() - 1))->GetStatus(),
+            HbStatusError);
+}
+
+// Names its accounts differently.
+class OddAccounts : public HostFixture {
+ protected:
+  bool Deliver(const std::string& message, std::string& answer, std::string& problem) override {
+    HostFixture::Deliver(message, answer, problem);
+    if (message.find("HKSPA") != std::string::npos)
+      answer = Edited(std::move(answer), "+J:DE", odd_);
+    return true;
+  }
+
+  std::string odd_ = "+N+J:DE";
+};
+
+TEST_F(OddAccounts, HideNoOthers) {
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  std::vector<BankAccount> accounts{{}, {}, {}};
+  ASSERT_TRUE(conversation().Accounts(accounts)) << conversation().Problem();
+  EXPECT_EQ(accounts.size(), 2U);
+  odd_ = "+::TMXTDE00XXX+J:DE";
+  ASSERT_TRUE(conversation().Accounts(accounts)) << conversation().Problem();
+  EXPECT_EQ(accounts.size(), 2U);
+}
+
+TEST_F(OddAccounts, TakeNoSepaOrders) {
+  odd_ = "+N:DE";
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  std::vector<BankAccount> accounts;
+  ASSERT_TRUE(conversation().Accounts(accounts)) << conversation().Problem();
+  ASSERT_EQ(accounts.size(), 2U);
+  EXPECT_FALSE(accounts[0].takes_sepa);
+  EXPECT_TRUE(accounts[1].takes_sepa);
 }
 
 TEST_F(ConversationTest, SaysWhatHappensToItsProgress) {

@@ -83,6 +83,22 @@ TEST_F(Hbci220Test, WithoutParametersOfTheUserThereAreNoAccounts) {
   EXPECT_THAT(conversation().Problem(), HasSubstr("HIUPD"));
 }
 
+TEST_F(Hbci220Test, AnAccountWithoutANumberHasNoBalance) {
+  ASSERT_TRUE(conversation().Open()) << conversation().Problem();
+  std::vector<BankAccount> accounts;
+  ASSERT_TRUE(conversation().Accounts(accounts)) << conversation().Problem();
+  for (unsigned short i = 0; i < user_.UPDSegmentCount(); ++i)
+    user_.GetUPDSegment(i)->Unregister(field::kAccountNumber);
+  ASSERT_TRUE(conversation().Accounts(accounts)) << conversation().Problem();
+  messages_ = 0;
+  Ref<HbSegment> balance;
+  EXPECT_FALSE(conversation().Balance(accounts.at(0), balance));
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
+  EXPECT_EQ(conversation().Problem(),
+            "HKSAL needs an account's number and bank code, and HIUPD does not name them");
+  EXPECT_EQ(messages_, 0);
+}
+
 TEST_F(Hbci220Test, StopsAtARefusedPin) {
   pin_ = "99999";
   EXPECT_FALSE(conversation().Open());

@@ -106,6 +106,72 @@ TEST_F(Allowed, IsNotWhatNeedsTwoSignatures) {
   ExpectForbidden("HIUPD demands 2 signatures for HKCCS");
 }
 
+// HIUPD may name an account with zeros in front of its number that HISPA leaves out, or without.
+TEST_F(Allowed, IsTheSameAccountWhateverZerosAreInFront) {
+  for (unsigned short i = 0; i < user_.UPDSegmentCount(); ++i)
+    if (CodeOf(*user_.GetUPDSegment(i)) == "HIUPD")
+      user_.GetUPDSegment(i)->Unregister(field::kIban);
+  Report report;
+  const Permissions permissions(user_, report);
+  BankAccount account = accounts_[1];
+  for (const char* const number : {"1000471102", "0001000471102"}) {
+    account.number = number;
+    EXPECT_TRUE(permissions.IsAllowedFor(account, "HKSAL")) << report.problem;
+    EXPECT_FALSE(permissions.IsAllowedFor(account, "HKCCS"));
+    EXPECT_EQ(report.problem,
+              std::string("HIUPD does not name HKCCS among the orders of account ") + number);
+  }
+  account.number = "10004711020";
+  EXPECT_FALSE(permissions.IsAllowedFor(account, "HKSAL"));
+}
+
+// Each order names an account by what the standard demands.
+TEST_F(Allowed, IsNoTransferFromAnAccountWithoutAnIban) {
+  accounts_[0].iban.clear();
+  EXPECT_FALSE(conversation().Transfer(accounts_[0], kPain, "<Document/>"));
+  ExpectForbidden("HKCCS needs the IBAN of account 1000471101, which HISPA does not name");
+}
+
+TEST_F(Allowed, IsNoTransferFromAnAccountThatTakesNone) {
+  accounts_[0].takes_sepa = false;
+  EXPECT_FALSE(conversation().Transfer(accounts_[0], kPain, "<Document/>"));
+  ExpectForbidden("HISPA says that account 1000471101 takes no SEPA orders");
+}
+
+TEST_F(Allowed, IsNoOldOrderForAnAccountWithoutNumberOrBankCode) {
+  KeepBankParameters([](const HbSegment& each) {
+    const std::string code = CodeOf(each);
+    return code != "HICAZS" &&
+           ((code != "HISALS" && code != "HIKAZS") || each.GetSegmentVersion() < 7);
+  });
+  BankAccount lacks_number = accounts_[0];
+  lacks_number.number.clear();
+  BankAccount lacks_bank = accounts_[0];
+  lacks_bank.bank_code.clear();
+  const std::string no_offer =
+      "the bank does not offer HKCAZ: its parameters hold no HICAZS of version 1 to 1";
+  EXPECT_FALSE(conversation().Balance(lacks_number, balance_));
+  ExpectForbidden("HKSAL needs an account's number and bank code, and HISPA does not name them");
+  EXPECT_FALSE(conversation().Balance(lacks_bank, balance_));
+  ExpectForbidden("HKSAL needs an account's number and bank code, and HISPA does not name them");
+  EXPECT_FALSE(conversation().Statement(lacks_number, HbDate(), HbDate(), pages_));
+  ExpectForbidden("HKKAZ needs an account's number and bank code, and HISPA does not name them; " +
+                  no_offer);
+  EXPECT_FALSE(conversation().Statement(lacks_bank, HbDate(), HbDate(), pages_));
+  ExpectForbidden("HKKAZ needs an account's number and bank code, and HISPA does not name them; " +
+                  no_offer);
+}
+
+TEST_F(Allowed, IsNoStatementInAFormatThatNobodyNames) {
+  KeepBankParameters([](const HbSegment& each) { return CodeOf(each) != "HIKAZS"; });
+  HbSegment& offer = BankParameter("HICAZS");
+  offer.Unregister(field::kCamtFormats);
+  EXPECT_FALSE(conversation().Statement(accounts_[0], HbDate(), HbDate(), pages_));
+  ExpectForbidden(
+      "the bank does not offer HKKAZ: its parameters hold no HIKAZS of version 5 to 7; HICAZS "
+      "names no format of statements");
+}
+
 // What a transfer to another bank says; nothing where it was sent.
 class Transfers : public Allowed {
  protected:

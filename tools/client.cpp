@@ -13,8 +13,7 @@
 #include "tools/client_progress.h"
 #include "tools/command.h"
 #include "tools/core_dump.h"
-#include "tools/crypt_command.h"
-#include "tools/log_command.h"
+#include "tools/key_file.h"
 #include "tools/output.h"
 
 namespace tmx::tools {
@@ -74,12 +73,10 @@ bool Client::OpenLog(std::string& problem) {
   if (options_.log.empty()) return true;
   // As tmx log reads it. Of a longer text the rest would not count, and hexadecimal digits would
   // make a key of half the bits.
-  const std::optional<String> key = ReadLogKey(options_.key_file);
-  if (!key || key->Len() > LogKey::Size()) {
-    problem = "--key-file " + options_.key_file + ": the key of a log must be 16 bytes";
-    return false;
-  }
-  job_->SetProtocolPathAndKey(options_.log.c_str(), *key);
+  const String key = ReadLogKey("--key-file", options_.key_file);
+  if (key.Len() > LogKey::Size())
+    throw UnusableKey("--key-file", options_.key_file, "the key of a log must be 16 bytes");
+  job_->SetProtocolPathAndKey(options_.log.c_str(), key);
   if (job_->GetProtocol() != nullptr) return true;
   HbError error;  // asked again, the job says why
   if (job_->OpenNewProtocol(error)) return true;

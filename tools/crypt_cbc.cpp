@@ -68,16 +68,17 @@ void AddCryptCbcCommand(CLI::App& crypt, int& exit_code) {
     command
         ->add_option("--key-file", options->key_file, "the key: 32 hexadecimal digits or 16 bytes")
         ->required()
+        ->type_name("FILE")
         ->check(NotEmpty());
     command
         ->add_option("--iv-file", options->iv_file,
                      "the starting vector: 16 hexadecimal digits or 8 bytes")
         ->required()
+        ->type_name("FILE")
         ->check(NotEmpty());
     command->add_flag("--pad", options->pad,
                       "fill up to a multiple of 8 bytes, at least by one, and take that off again");
-    command->callback(
-        [=, &exit_code] { exit_code = WithKeys([&] { return Process(*options, operation); }); });
+    command->callback([=, &exit_code] { exit_code = Process(*options, operation); });
   };
   add("encrypt", "Print standard input encrypted.", &HbtdCbcCrypter::Encrypt);
   add("decrypt", "Print standard input decrypted.", &HbtdCbcCrypter::Decrypt);

@@ -36,8 +36,6 @@ class Keys {
     if (!options.session_file.empty())
       session_ = ReadKeyFile("--session-file", options.session_file, kKeyLength);
     if (!options.rsa_file.empty()) rsa_ = ReadSecretFile("--rsa-key", options.rsa_file);
-    if (!options.rsa_file.empty() && rsa_.empty())
-      throw UnusableKey("--rsa-key " + options.rsa_file + ": is empty");
   }
 
   void Open(HbCryptFileStream& stream, const std::string& file, unsigned mode) {
@@ -64,8 +62,7 @@ constexpr char kNoKeyToWrite[] =
 constexpr char kNoKeyToRead[] =
     "no usable key (--kek-file, or --rsa-key with a private key without passphrase), or cut short";
 constexpr char kNoRsaKey[] = "--rsa-key holds no RSA key without passphrase";
-constexpr char kNotValid[] =
-    "not valid: changed bytes, or other keys or flags than it was made with";
+const std::string kNotValid = std::string(kOtherKey) + ", or read with other options";
 
 // The plain bytes of a tagged stream that can be opened again; one to eight of padding follow.
 constexpr std::uint32_t kLongestTagged = ChunkTree::MaxLengthAtStart / 8 * 8 - 1;
@@ -101,6 +98,13 @@ void WarnOfWhatCannotBeRead(const CryptOptions& options) {
 // ---- write ------------------------------------------------------------------------------------
 
 int Write(const CryptOptions& options) {
+  const bool has_key =
+      !options.kek_file.empty() || !options.session_file.empty() || !options.rsa_file.empty();
+  if (has_key && !options.encrypt && !options.sign) {
+    Refuse(options.file,
+           "a key is given but neither --encrypt nor --sign, so plain text would be stored");
+    return kWrongUse;
+  }
   Keys keys(options);
   const std::string target = BehindLinks(options.file);
   if (std::filesystem::exists(target) && !std::filesystem::is_regular_file(target))
@@ -123,6 +127,66 @@ int Write(const CryptOptions& options) {
   return kDone;
 }
 
+// ---- the header ------------------------------------------------------------------------------
+
+// What stands in a header.
+struct Layout {
+  std::string magic;  // empty without
+  std::uint64_t size = 0;
+  CryptHeader header;
+  bool has_key_block = false;
+  unsigned pad_count = 0;
+
+  std::uint64_t DataAt() const { return header.DataAt(has_key_block); }
+  std::uint64_t DataLength() const { return size - DataAt(); }
+};
+
+// Reads the header of a stream whose options are known; the file's error tells what is wrong. A
+// tagged stream shows that it is one, and is always signed.
+Layout ReadLayout(SvFileStream& file, const CryptOptions& options, const Keys& keys) {
+  Layout layout;
+  layout.size = file.Size();
+  file.Seek(0);
+  layout.header.tagged = HbCryptStream::IsCryptStream(file);
+  if (layout.header.tagged) {
+    layout.magic.resize(MagicLength);
+    file.Seek(0);
+    file.Read(layout.magic.data(), MagicLength);
+  }
+  if (options.sign || layout.header.tagged)
+    layout.header.signature_length = static_cast<std::uint32_t>(keys.BlockLength(24));
+  layout.header.key_block_length = static_cast<std::uint32_t>(keys.BlockLength(16));
+  file.Seek(layout.header.KeyBlockFlagAt());
+  std::array<std::uint8_t, 2> bytes{};
+  const bool is_whole = file.Read(bytes.data(), bytes.size()) == bytes.size();
+  layout.has_key_block = bytes[0] == 1;
+  layout.pad_count = bytes[1];
+  if (!is_whole || bytes[0] > 1 || layout.pad_count > 8 || layout.DataAt() > layout.size ||
+      layout.pad_count > layout.DataLength() || (options.tagged && !layout.header.tagged))
+    file.SetError(stream_error::WrongFormat);
+  return layout;
+}
+
+// The options that are missing as far as a header tells: a magic stands for itself and a signature,
+// a key block for an encrypted stream, and what is no header may be one behind a signature.
+std::string MissingOptions(const CryptOptions& options, const Keys& keys) {
+  SvFileStream file(String(options.file), stream_mode::Read);
+  if (file.HasError()) return "";
+  CryptOptions shown = options;
+  Layout layout = ReadLayout(file, shown, keys);
+  if (file.HasError() && !options.sign && !layout.header.tagged) {
+    file.ResetError();
+    shown.sign = true;
+    layout = ReadLayout(file, shown, keys);
+  }
+  if (file.HasError()) return "";
+  std::string missing;
+  if (layout.header.tagged && !options.tagged) missing += " --tagged";
+  if ((layout.header.tagged || shown.sign) && !options.sign) missing += " --sign";
+  if (layout.has_key_block && !options.encrypt) missing += " --encrypt";
+  return missing;
+}
+
 // ---- read and verify --------------------------------------------------------------------------
 
 // Reads a stream from its beginning to its end, in pieces. False after an error.
@@ -139,13 +203,31 @@ bool ReadAll(HbCryptFileStream& stream, Progress& progress, Take take) {
   }
 }
 
-// Opened so that nobody changes the file between the check and the reading.
+bool HasKeyBlock(const CryptOptions& options, const Keys& keys) {
+  SvFileStream file(String(options.file), stream_mode::Read);
+  const Layout layout = ReadLayout(file, options, keys);
+  return !file.HasError() && layout.has_key_block;
+}
+
+// Opened so that nobody changes the file between the check and the reading. An encrypted stream
+// that is read without saying so would give bytes that are good for nothing.
 void OpenToRead(Keys& keys, HbCryptFileStream& stream, const CryptOptions& options) {
   keys.Open(stream, options.file, stream_mode::Read | stream_mode::DenyWrite | ModeOf(options));
-  if (stream.HasError()) return;
   char nothing = 0;
-  stream.Read(&nothing, 1);  // tells what opening leaves open: whether the stream is valid
+  // Tells what opening leaves open: whether the stream is valid.
+  if (!stream.HasError()) stream.Read(&nothing, 1);
+  if (!stream.HasError() && !options.encrypt && HasKeyBlock(options, keys))
+    stream.SetError(stream_error::WrongFormat);
+}
+
+int RefuseReading(const CryptOptions& options, const Keys& keys, const SvStream& stream) {
+  const std::string missing = MissingOptions(options, keys);
+  if (!missing.empty()) {
+    Refuse(options.file, "was made with options that are missing here:" + missing);
+    return Refuse(options.file, stream);
+  }
   if (stream.GetError() == stream_error::ReadError) Refuse(options.file, kNotValid);
+  return RefuseStream(options.file, stream, kNoKeyToRead);
 }
 
 int Read(const CryptOptions& options) {
@@ -155,7 +237,7 @@ int Read(const CryptOptions& options) {
   Progress progress("tmx crypt: " + options.file, 2 * std::uint64_t{stream.Size()});
   const auto ignore = [](const std::uint8_t*, unsigned long) { return true; };
   if (stream.HasError() || !ReadAll(stream, progress, ignore))
-    return RefuseStream(options.file, stream, kNoKeyToRead);
+    return RefuseReading(options, keys, stream);
   const auto print = [](const std::uint8_t* bytes, unsigned long length) {
     return std::fwrite(bytes, 1, length, stdout) == length;
   };
@@ -196,7 +278,7 @@ int Verify(const CryptOptions& options) {
       json["error"] = ErrorAsJson(stream);
     PrintJson(json);
   }
-  if (!is_good) return RefuseStream(options.file, stream, kNoKeyToRead);
+  if (!is_good) return RefuseReading(options, keys, stream);
   if (!options.json) {
     std::printf("%s: good, %llu bytes, %s\n", options.file.c_str(),
                 static_cast<unsigned long long>(total),
@@ -206,44 +288,6 @@ int Verify(const CryptOptions& options) {
 }
 
 // ---- info -------------------------------------------------------------------------------------
-
-// What stands in a header.
-struct Layout {
-  std::string magic;  // empty without
-  std::uint64_t size = 0;
-  CryptHeader header;
-  bool has_key_block = false;
-  unsigned pad_count = 0;
-
-  std::uint64_t DataAt() const { return header.DataAt(has_key_block); }
-  std::uint64_t DataLength() const { return size - DataAt(); }
-};
-
-// Reads the header of a stream whose options are known; the file's error tells what is wrong. A
-// tagged stream shows that it is one, and is always signed.
-Layout ReadLayout(SvFileStream& file, const CryptOptions& options, const Keys& keys) {
-  Layout layout;
-  layout.size = file.Size();
-  file.Seek(0);
-  layout.header.tagged = HbCryptStream::IsCryptStream(file);
-  if (layout.header.tagged) {
-    layout.magic.resize(MagicLength);
-    file.Seek(0);
-    file.Read(layout.magic.data(), MagicLength);
-  }
-  if (options.sign || layout.header.tagged)
-    layout.header.signature_length = static_cast<std::uint32_t>(keys.BlockLength(24));
-  layout.header.key_block_length = static_cast<std::uint32_t>(keys.BlockLength(16));
-  file.Seek(layout.header.KeyBlockFlagAt());
-  std::array<std::uint8_t, 2> bytes{};
-  const bool is_whole = file.Read(bytes.data(), bytes.size()) == bytes.size();
-  layout.has_key_block = bytes[0] == 1;
-  layout.pad_count = bytes[1];
-  if (!is_whole || bytes[0] > 1 || layout.pad_count > 8 || layout.DataAt() > layout.size ||
-      layout.pad_count > layout.DataLength() || (options.tagged && !layout.header.tagged))
-    file.SetError(stream_error::WrongFormat);
-  return layout;
-}
 
 void PrintLayout(const CryptOptions& options, const Layout& layout) {
   const auto field = [](const char* name, const std::string& value) {
@@ -307,16 +351,19 @@ void AddCryptCommand(CLI::App& program, int& exit_code) {
     command
         ->add_option("--kek-file", options->kek_file,
                      "the key-encryption key: 32 hexadecimal digits or 16 bytes")
+        ->type_name("FILE")
         ->check(NotEmpty());
     command
         ->add_option("--session-file", options->session_file,
                      "the session key, or when only reading the key-encryption key")
+        ->type_name("FILE")
         ->check(NotEmpty());
     command
         ->add_option("--rsa-key", options->rsa_file,
                      "an RSA key in PEM or DER that takes the place of the key-encryption key")
+        ->type_name("FILE")
         ->check(NotEmpty());
-    command->callback([=, &exit_code] { exit_code = WithKeys([&] { return run(*options); }); });
+    command->callback([=, &exit_code] { exit_code = run(*options); });
     return command;
   };
   add("write",

@@ -4,13 +4,13 @@
 #include <CLI/CLI.hpp>
 #include <cstddef>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 #include "tmxtools/core/error.h"
 #include "tmxtools/platform/secret.h"
 #include "tmxtools/platform/stream.h"
 #include "tools/command.h"
+#include "tools/key_file.h"
 
 namespace tmx::tools {
 
@@ -21,32 +21,10 @@ void AddCryptRecoverCommand(CLI::App& crypt, int& exit_code);
 // Bytes are handled in pieces of this length.
 constexpr std::size_t kCryptPiece = 1 << 18;
 
-// The file that an option names holds no such key: wrong use.
-class UnusableKey : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-// A whole file or pipe, for secrets; throws UnusableKey.
-SecretBytes ReadSecretFile(const std::string& option, const std::string& path);
-// `length` bytes from a file that holds them as they are or as hexadecimal digits, after which a
-// line end may follow; throws UnusableKey.
-SecretBytes ReadKeyFile(const std::string& option, const std::string& path, std::size_t length);
-
 // For names of files: the empty one, of a variable that is not set, say, must not pass for none.
 inline CLI::Validator NotEmpty() {
   return {[](const std::string& name) { return std::string(name.empty() ? "is empty" : ""); }, "",
           ""};
-}
-
-// Runs a subcommand. What it throws for a key becomes a message and kWrongUse.
-template <class Command>
-int WithKeys(Command command) {
-  try {
-    return command();
-  } catch (const UnusableKey& error) {
-    std::fprintf(stderr, "tmx crypt: %s\n", error.what());
-    return kWrongUse;
-  }
 }
 
 // Says on standard error what a user should know about a file; gives kRefused.

@@ -1,11 +1,10 @@
-// Key files, standard input and complaints of `tmx crypt`.
+// Standard input and complaints of `tmx crypt`.
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "tmxtools/platform/memory_stream.h"
 #include "tools/crypt_command.h"
@@ -13,68 +12,6 @@
 #include "tools/progress.h"
 
 namespace tmx::tools {
-namespace {
-
-// Key files are short; more is taken for a mistake.
-constexpr std::size_t kLongestSecret = 1 << 16;
-
-struct Closer {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
-std::optional<std::uint8_t> HexDigit(std::uint8_t digit) {
-  if (digit >= '0' && digit <= '9') return static_cast<std::uint8_t>(digit - '0');
-  if (digit >= 'a' && digit <= 'f') return static_cast<std::uint8_t>(digit - 'a' + 10);
-  if (digit >= 'A' && digit <= 'F') return static_cast<std::uint8_t>(digit - 'A' + 10);
-  return std::nullopt;
-}
-
-// The bytes of `length` pairs of digits; nothing if there is anything else.
-std::optional<SecretBytes> FromHex(const SecretBytes& digits, std::size_t length) {
-  if (digits.size() != 2 * length) return std::nullopt;
-  SecretBytes bytes(length);
-  for (std::size_t i = 0; i < digits.size(); ++i) {
-    const auto digit = HexDigit(digits[i]);
-    if (!digit) return std::nullopt;
-    bytes[i / 2] = static_cast<std::uint8_t>(bytes[i / 2] << 4 | *digit);
-  }
-  return bytes;
-}
-
-void DropLineEnd(SecretBytes& bytes) {
-  for (const char end : {'\n', '\r'}) {
-    if (!bytes.empty() && bytes.back() == static_cast<std::uint8_t>(end)) bytes.pop_back();
-  }
-}
-
-}  // namespace
-
-SecretBytes ReadSecretFile(const std::string& option, const std::string& path) {
-  const auto fail = [&](const std::string& why) {
-    throw UnusableKey(option + " " + path + ": " + why);
-  };
-  const std::unique_ptr<std::FILE, Closer> file(std::fopen(path.c_str(), "rb"));
-  if (!file) fail(std::strerror(errno));
-  std::setvbuf(file.get(), nullptr, _IONBF, 0);  // no copy of the secret stays in a buffer
-  SecretBytes bytes(kLongestSecret + 1);
-  bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
-  if (std::ferror(file.get()) != 0) fail(std::strerror(errno));
-  if (bytes.size() > kLongestSecret) fail("is too long for a key");
-  return bytes;
-}
-
-SecretBytes ReadKeyFile(const std::string& option, const std::string& path, std::size_t length) {
-  SecretBytes bytes = ReadSecretFile(option, path);
-  if (bytes.size() == length) return bytes;
-  DropLineEnd(bytes);
-  auto key = FromHex(bytes, length);
-  if (!key) {
-    throw UnusableKey(option + " " + path + ": must hold " + std::to_string(2 * length) +
-                      " hexadecimal digits or " + std::to_string(length) + " bytes");
-  }
-  return std::move(*key);
-}
-
 int Refuse(const std::string& file, const std::string& what) {
   std::fprintf(stderr, "tmx crypt: %s: %s\n", file.c_str(), what.c_str());
   return kRefused;

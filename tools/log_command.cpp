@@ -11,6 +11,7 @@
 #include "tmxtools/streams/log_key.h"
 #include "tmxtools/streams/log_text.h"
 #include "tools/command.h"
+#include "tools/key_file.h"
 #include "tools/output.h"
 #include "tools/silent_terminal.h"
 
@@ -37,19 +38,6 @@ std::optional<String> AskForKey() {
 
 }  // namespace
 
-std::optional<String> ReadLogKey(const std::string& path) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
-                                                             std::fclose);
-  if (file == nullptr) return std::nullopt;
-  std::setvbuf(file.get(), nullptr, _IONBF, 0);  // no copy of the key stays in a buffer
-  SecretBytes key(String::MaxLen + 1u);
-  key.resize(std::fread(key.data(), 1, key.size(), file.get()));
-  if (std::ferror(file.get()) != 0 || key.size() > String::MaxLen) return std::nullopt;
-  for (const char end : {'\n', '\r'})
-    if (!key.empty() && key.back() == end) key.pop_back();
-  return TextOf(key);
-}
-
 int ComplainAbout(const std::string& path, const std::string& what) {
   std::fprintf(stderr, "tmx: %s: %s\n", path.c_str(), what.c_str());
   return kFindings;
@@ -65,17 +53,13 @@ int ComplainAboutLog(const std::string& path, const HbError& error) {
   // A general error, a wrong format, no log: what encrypted streams and logs refuse.
   constexpr unsigned short refusals[] = {17741, 17749, 17400};
   if (std::ranges::find(refusals, error.GetCode()) != std::end(refusals))
-    std::fputs("Is it another key? Of a log whose end was cut, tmx log salvage saves the rest.\n",
-               stderr);
+    ComplainAbout(path, std::string(kOtherKey) +
+                            "; of a log whose end was cut, tmx log salvage saves the rest");
   return kFindings;
 }
 
 std::optional<String> LogSource::Key(int& exit_code) const {
-  if (!key_file.empty()) {
-    std::optional<String> key = ReadLogKey(key_file);
-    if (!key) exit_code = ComplainAbout(key_file, "is no key file that can be read");
-    return key;
-  }
+  if (!key_file.empty()) return ReadLogKey("--key-file", key_file);
   if (const char* const variable = std::getenv(kVariable))
     return String(std::string_view(variable).substr(0, String::MaxLen));
   std::optional<String> key = AskForKey();
@@ -92,9 +76,11 @@ LogSubcommand AddLogSubcommand(CLI::App& log, int& exit_code, const char* name, 
   const auto source = std::make_shared<LogSource>();
   CLI::App* const command = log.add_subcommand(name, help);
   command->add_option(path_name, source->path, path_help)->required();
-  command->add_option("--key-file", source->key_file,
-                      "a file with the key, whose last line end does not count; without it the\n"
-                      "key is TMX_LOG_KEY of the environment or is asked for");
+  command
+      ->add_option("--key-file", source->key_file,
+                   "a file with the key, whose last line end does not count; without it the\n"
+                   "key is TMX_LOG_KEY of the environment or is asked for")
+      ->type_name("FILE");
   command->callback([source, run = std::move(run), &exit_code] {
     std::optional<String> key = source->Key(exit_code);
     if (!key) return;
@@ -117,7 +103,7 @@ bool LogContents::Open(const LogSource& source, const String& key) {
   LineReader lines(Stream());
   const bool is_log = lines.Next() && lines.Contains(log_text::kDate);
   if (!IsGood()) return false;
-  if (!is_log) ComplainAbout(path_, "is no log, or the key is another one");
+  if (!is_log) ComplainAbout(path_, "is no log, or " + std::string(kOtherKey));
   return is_log;
 }
 

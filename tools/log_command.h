@@ -20,13 +20,9 @@ struct LogSource {
   std::string path;
   std::string key_file;
 
-  // Nothing, with a complaint and the exit code, when there is no key.
+  // Nothing, with a complaint and the exit code, when there is no key; throws UnusableKey.
   std::optional<String> Key(int& exit_code) const;
 };
-
-// The key text in a file or pipe: its bytes without one line end at the end. Nothing when it cannot
-// be read or is longer than a text.
-std::optional<String> ReadLogKey(const std::string& path);
 
 // Says on standard error what is wrong with a file; gives the exit code.
 int ComplainAbout(const std::string& path, const std::string& what);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/command.h"
+#include "tools/key_file.h"
 
 namespace {
 
@@ -70,6 +71,9 @@ int main(int argc, char** argv) {
   HoldStandardStreams();
   try {
     return AfterOutput(Run(argc, argv));
+  } catch (const tmx::tools::UnusableKey& error) {
+    std::fprintf(stderr, "tmx: %s\n", error.what());
+    return tmx::tools::kWrongUse;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "tmx: %s\n", error.what());
     return tmx::tools::kFindings;

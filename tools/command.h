@@ -5,12 +5,13 @@
 
 namespace tmx::tools {
 
+// What all commands end with; tmx --help has the table.
 enum ExitCode : int {
   kDone = 0,
   kFindings = 1,     // something is wrong with the input, or a file cannot be read or written
-  kWrongUse = 2,     // the command line itself
+  kWrongUse = 2,     // the command line itself, or a file with a key
   kMacroFailed = 3,  // a macro ran and failed
-  kRefused = 4,      // an encrypted stream or a file of one was refused
+  kRefused = 4,      // an encrypted stream or a file of one cannot be opened or was refused
 };
 
 // Each adds a subcommand with its options to the program. A command that was chosen runs in its

@@ -4,10 +4,12 @@
 
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "tools/command.h"
+#include "tools/help.h"
 #include "tools/key_file.h"
 
 namespace {
@@ -52,9 +54,15 @@ int Run(int argc, char** argv) {
   program.require_subcommand(1);
   program.set_version_flag("--version", "tmx " TMX_VERSION, "Print the version and exit");
   program.footer(
-      "Exit codes: 0 done, 1 a finding or an unreadable file, 2 wrong use, 3 a macro failed,\n"
-      "4 an encrypted stream refused.\n"
+      "Exit codes:\n"
+      "  0  done\n"
+      "  1  something was found, or a file cannot be read or written\n"
+      "  2  wrong use, or a key file that cannot be used\n"
+      "  3  macro: the macro failed; client: the bank refuses\n"
+      "  4  crypt: the stream or what becomes one cannot be opened or is refused\n"
+      "  5  client: a transfer was sent, but nobody knows what became of it\n"
       "tmx COMMAND --help tells more about a command.");
+  program.formatter(std::make_shared<tmx::tools::HelpFormatter>());
   int exit_code = tmx::tools::kDone;
   for (const auto add : kCommands) add(program, exit_code);
   try {

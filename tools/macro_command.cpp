@@ -14,6 +14,7 @@
 #include "compiler/verifier.h"
 #include "tools/command.h"
 #include "tools/macro_files.h"
+#include "tools/macro_lookup.h"
 #include "tools/output.h"
 
 namespace tmx::tools {
@@ -188,14 +189,15 @@ std::optional<compiler::EntryPoint> ParseEntry(const std::string& text) {
   return entry;
 }
 
-// The file "general" lies below the others without being named, if it is there.
-std::vector<CheckedFile> FilesToCheck(const MacroSet& set) {
-  std::vector<CheckedFile> files;
-  const bool named = !set.files.empty() && set.files.front() == "general";
-  CheckedFile general = ReadMacroFile(set.path, "general");
-  if (!named && (general.index || general.code)) files.push_back(std::move(general));
-  for (const std::string& name : set.files) files.push_back(ReadMacroFile(set.path, name));
-  return files;
+// With the line of the source behind the position, where marks tell it.
+std::string Line(const compiler::Finding& finding, const MacroLookup& lookup) {
+  std::string line = compiler::Describe(finding);
+  const std::string position =
+      finding.file + ": " + finding.subroutine + '+' + std::to_string(finding.offset);
+  const std::string place = lookup.PlaceIn(finding.file, finding.subroutine, finding.offset);
+  if (!place.empty() && line.starts_with(position))
+    line.insert(position.size(), " (" + place + ')');
+  return line;
 }
 
 int Check(const MacroSet& set, const CheckOptions& options) {
@@ -209,8 +211,10 @@ int Check(const MacroSet& set, const CheckOptions& options) {
   int faults = 0;
   int warnings = 0;
   std::string last;
-  for (const compiler::Finding& finding : Verify(FilesToCheck(set), entries).findings) {
-    const std::string line = compiler::Describe(finding);
+  const std::vector<CheckedFile> files = ReadMacroFiles(set.path, set.files);
+  const MacroLookup lookup(files);
+  for (const compiler::Finding& finding : Verify(files, entries).findings) {
+    const std::string line = Line(finding, lookup);
     if (line == last) continue;  // the same fault in another operand
     last = line;
     const bool counts = finding.kind == Kind::kFault ||

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace tmx::tools {
 namespace {
@@ -11,6 +12,7 @@ namespace {
 struct Closer {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
+using compiler::CheckedFile;
 using OpenFile = std::unique_ptr<std::FILE, Closer>;
 
 }  // namespace
@@ -37,9 +39,18 @@ bool WriteBytes(const std::string& path, const std::string& bytes) {
 
 std::string MacroDirectory(const std::string& macro_path) { return macro_path + "/macro"; }
 
-compiler::CheckedFile ReadMacroFile(const std::string& macro_path, const std::string& name) {
-  const std::string path = MacroDirectory(macro_path) + "/" + name;
-  return {name, ReadBytes(path + ".hbz"), ReadBytes(path + ".hbx")};
+std::vector<CheckedFile> ReadMacroFiles(const std::string& macro_path,
+                                        const std::vector<std::string>& names) {
+  const auto read = [&](const std::string& name) {
+    const std::string path = MacroDirectory(macro_path) + "/" + name;
+    return CheckedFile{name, ReadBytes(path + ".hbz"), ReadBytes(path + ".hbx")};
+  };
+  std::vector<CheckedFile> files;
+  CheckedFile general = read("general");
+  const bool is_named = !names.empty() && names.front() == "general";
+  if (!is_named && (general.index || general.code)) files.push_back(std::move(general));
+  for (const std::string& name : names) files.push_back(read(name));
+  return files;
 }
 
 void Complain(const std::string& text) { std::fprintf(stderr, "tmx macro: %s\n", text.c_str()); }

@@ -21,8 +21,11 @@ void ComplainOf(const std::string& path, const char* done);
 // The directory of the macro files below a macro path.
 std::string MacroDirectory(const std::string& macro_path);
 
-// Index and code of the macro file; parts that cannot be read are absent.
-compiler::CheckedFile ReadMacroFile(const std::string& macro_path, const std::string& name);
+// Index and code of the macro files that a run with these names searches, in the order in which
+// they are pushed: "general" lies below the others without being named, if it is there. Parts that
+// cannot be read are absent.
+std::vector<compiler::CheckedFile> ReadMacroFiles(const std::string& macro_path,
+                                                  const std::vector<std::string>& names);
 
 // What went wrong, on standard error. Names from the command line go out as they came in; texts of
 // the library go through ForOutput.

@@ -1,6 +1,7 @@
 #include "tools/macro_parameters.h"
 
 #include <charconv>
+#include <chrono>
 #include <cstdint>
 #include <utility>
 
@@ -21,16 +22,19 @@ bool ParseNumber(std::string_view text, Number& number) {
 }
 
 bool ParseDate(std::string_view text, HbDate& date) {
-  unsigned long number = 0;
+  unsigned number = 0;
   if (text.size() != 8 || !ParseNumber(text, number)) return false;
-  date = HbDate(number);
-  return true;
+  const std::chrono::year_month_day day{std::chrono::year(static_cast<int>(number / 10000)),
+                                        std::chrono::month(number / 100 % 100),
+                                        std::chrono::day(number % 100)};
+  date = HbDate(static_cast<unsigned long>(number));
+  return day.ok() || number == 0;  // no date
 }
 
 // What --param takes, for messages.
 constexpr std::pair<TypeCode, const char*> kTakes[] = {
     {TypeCode::kString, "a string of at most 65535 bytes"},
-    {TypeCode::kDate, "a date as YYYYMMDD"},
+    {TypeCode::kDate, "a date as YYYYMMDD, or 00000000 for none"},
     {TypeCode::kInt, "an int from -32768 to 32767"},
     {TypeCode::kLong, "a long from -2147483648 to 2147483647"},
     {TypeCode::kBool, "a bool, true or false"},

@@ -1,9 +1,13 @@
 // tmx macro run and trace: run a subroutine and print what a host sees.
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "compiler/disassembler.h"
 #include "compiler/keywords.h"
@@ -11,6 +15,7 @@
 #include "tools/command.h"
 #include "tools/macro_command.h"
 #include "tools/macro_files.h"
+#include "tools/macro_lookup.h"
 #include "tools/macro_parameters.h"
 #include "tools/output.h"
 
@@ -52,13 +57,24 @@ std::string Shown(const HbVariableHolder& holder) {
   }
 }
 
+constexpr std::string_view kAtPosition = " an Position ";
+
+// As in the parameter of an error.
+std::string PositionIn(const HbStackFrame& frame) {
+  return std::string(frame.GetSubName().View()) + std::string(kAtPosition) +
+         std::to_string(frame.GetByteCode()->GetPC());
+}
+
 class StepLimit : public MeMacroObserver {
  public:
   StepLimit(MeMacroEngine& engine, std::uint64_t max_steps)
       : engine_(engine), max_steps_(max_steps) {}
 
   bool ShouldBreak(unsigned short) override {
-    if (max_steps_ != 0 && ++steps_ > max_steps_) engine_.Stop(true);
+    if (max_steps_ == 0 || ++steps_ <= max_steps_) return false;
+    if (const HbStackFrame* const frame = engine_.GetCallStack()->CurFrame(); stopped_at_.empty())
+      stopped_at_ = PositionIn(*frame);
+    engine_.Stop(true);
     return false;
   }
   void OnFramePushed() override {}
@@ -67,12 +83,16 @@ class StepLimit : public MeMacroObserver {
   void OnVariablesChanged() override {}
   void OnRunFinished() override {}
 
+  // Where it ended the run, as errors of the engine tell it; else empty.
+  const std::string& StoppedAt() const { return stopped_at_; }
+
  protected:
   MeMacroEngine& engine_;
 
  private:
   std::uint64_t max_steps_;
   std::uint64_t steps_ = 0;
+  std::string stopped_at_;
 };
 
 // Prints each instruction before it runs, with the values of its variables.
@@ -174,16 +194,51 @@ void PrintJson(const MeMacroEngine& engine, const Parameters& parameters, bool o
   std::printf("%s\n", result.dump().c_str());
 }
 
-void PrintPlain(const MeMacroEngine& engine, const HbError& error) {
+// "balance.hbm:12, subroutine Balance: " for a position that an error tells; empty without marks.
+std::string PlaceOf(std::string_view position, const MacroLookup& lookup) {
+  const std::size_t middle = position.rfind(kAtPosition);
+  if (middle == std::string_view::npos) return "";
+  const std::string_view digits = position.substr(middle + kAtPosition.size());
+  std::size_t behind = 0;
+  if (std::from_chars(digits.data(), digits.data() + digits.size(), behind).ec != std::errc())
+    return "";
+  const std::string subroutine(position.substr(0, middle));
+  const std::string place = lookup.PlaceOf(subroutine, behind);
+  return place.empty() ? "" : place + ", subroutine " + subroutine + ": ";
+}
+
+void PrintOutput(const MeMacroEngine& engine) {
   const std::string_view output = engine.GetOutput().View();
   std::fwrite(output.data(), 1, output.size(), stdout);
-  const HbError& shown = error.IsSet() ? error : engine.GetStatus();
-  for (const HbError* link = &shown; link != nullptr && link->IsSet(); link = link->GetPrev()) {
-    const std::string_view parameter = link->GetParamText()->View();
-    Complain(ForOutput(std::to_string(link->GetCode()) + ' ' +
+}
+
+// `stopped_at` is the position where the run was ended from outside, which the error leaves out.
+void PrintFailure(const HbError& error, std::string_view stopped_at, const MacroLookup& lookup) {
+  for (const HbError* link = &error; link != nullptr && link->IsSet(); link = link->GetPrev()) {
+    const std::string_view given = link->GetParamText()->View();
+    const std::string_view parameter = given.empty() ? stopped_at : given;
+    Complain(ForOutput(PlaceOf(parameter, lookup) + std::to_string(link->GetCode()) + ' ' +
                        std::string(link->GetText()->View()) +
                        (parameter.empty() ? "" : " (" + std::string(parameter) + ')')));
   }
+}
+
+std::string TypesAsText(const std::vector<TypeCode>& types) {
+  std::string text;
+  for (const TypeCode type : types)
+    text += (text.empty() ? "" : ", ") + std::string(compiler::NameOfType(type));
+  return '(' + text + ')';
+}
+
+// Missing parameters are null, and others than declared end the run only where they are used.
+void PrintOtherParameters(const std::string& subroutine, const Parameters& parameters,
+                          const MacroLookup& lookup) {
+  const std::vector<TypeCode> wanted = lookup.ParametersOf(subroutine);
+  std::vector<TypeCode> given;
+  for (const Parameters::Parameter& parameter : parameters.All()) given.push_back(parameter.type);
+  if (given != wanted)
+    Complain(ForOutput(subroutine + " declares the parameters " + TypesAsText(wanted) +
+                       ", but was given " + TypesAsText(given)));
 }
 
 // Pushes the parameters; false, with a complaint, for one that cannot be.
@@ -200,8 +255,8 @@ int RunMacro(const MacroSet& set, const RunOptions& options, bool trace) {
   if (options.input_file) {
     input = ReadBytes(*options.input_file, String::MaxLen);
     if (!input && errno == EFBIG)
-      return Complain(*options.input_file + ": longer than 65535 bytes"), kWrongUse;
-    if (!input) return ComplainOf(*options.input_file, "read"), kWrongUse;
+      return Complain(*options.input_file + ": longer than 65535 bytes"), kFindings;
+    if (!input) return ComplainOf(*options.input_file, "read"), kFindings;
   }
   MeMacroEngine engine(Text(set.path));
   HbError error;
@@ -210,22 +265,27 @@ int RunMacro(const MacroSet& set, const RunOptions& options, bool trace) {
   // Wrong parameters are wrong use also where the subroutine is missing.
   HbStackFrame unused(nullptr, String());
   if (Parameters checked; !PushAll(checked, unused, input, options)) return kWrongUse;
+  bool is_loaded = false;
   bool ok = false;
   StepLimit limit(engine, options.max_steps);
   Tracer tracer(engine, options.max_steps);
+  StepLimit& observer = trace ? tracer : limit;
   if (std::unique_ptr<HbStackFrame> frame{engine.LoadSub(Text(options.subroutine), error)}) {
+    is_loaded = true;
     PushAll(parameters, *frame, input, options);
-    if (trace)
-      engine.SetObserver(&tracer);
-    else if (options.max_steps != 0)
-      engine.SetObserver(&limit);
+    if (trace || options.max_steps != 0) engine.SetObserver(&observer);
     ok = engine.Call(frame.release(), error);
   }
-  if (options.json)
+  const bool failed = !ok || engine.GetStatus().IsSet();
+  if (options.json) {
     PrintJson(engine, parameters, ok, error);
-  else
-    PrintPlain(engine, error);
-  return ok && !engine.GetStatus().IsSet() ? kDone : kMacroFailed;
+  } else {
+    PrintOutput(engine);
+    const MacroLookup lookup(ReadMacroFiles(set.path, set.files));
+    PrintFailure(error.IsSet() ? error : engine.GetStatus(), observer.StoppedAt(), lookup);
+    if (failed && is_loaded) PrintOtherParameters(options.subroutine, parameters, lookup);
+  }
+  return failed ? kMacroFailed : kDone;
 }
 
 void AddRunner(CLI::App& macro, const char* name, const char* help, bool trace, int& exit_code) {

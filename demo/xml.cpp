@@ -163,22 +163,31 @@ std::vector<const XmlLeaf*> XmlDocument::Find(std::string_view path_end) const {
 
 std::optional<XmlDocument> ParseXml(std::string_view bytes) { return XmlParser(bytes).Run(); }
 
-std::string XmlText(std::string_view latin1) {
-  std::string out;
-  for (const char c : latin1) {
-    const auto code = static_cast<unsigned char>(c);
+std::string EscapedXml(std::string_view utf8) {
+  std::string xml;
+  for (const char c : utf8) {
     const auto entity = std::find_if(kEntities.begin(), kEntities.end(),
                                      [c](const Entity& row) { return row.character == c; });
-    if (entity != kEntities.end()) {
-      out.append("&").append(entity->name).append(";");
-    } else if (code < 0x80) {
-      out += c;
+    if (entity == kEntities.end())
+      xml += c;
+    else
+      xml.append("&").append(entity->name).append(";");
+  }
+  return xml;
+}
+
+std::string XmlText(std::string_view latin1) {
+  std::string utf8;
+  for (const char c : latin1) {
+    const auto code = static_cast<unsigned char>(c);
+    if (code < 0x80) {
+      utf8 += c;
     } else {
-      out += static_cast<char>(0xC0 | (code >> 6));
-      out += static_cast<char>(0x80 | (code & 0x3F));
+      utf8 += static_cast<char>(0xC0 | (code >> 6));
+      utf8 += static_cast<char>(0x80 | (code & 0x3F));
     }
   }
-  return out;
+  return EscapedXml(utf8);
 }
 
 }  // namespace tmx::demo

@@ -27,7 +27,9 @@ struct XmlDocument {
 /// Nothing if the tags do not match. Comments, declarations and instructions are passed over.
 std::optional<XmlDocument> ParseXml(std::string_view bytes);
 
-/// ISO 8859-1 as text of an element in UTF-8.
+/// UTF-8 as text of an element or value of an attribute, of XML and of HTML.
+std::string EscapedXml(std::string_view utf8);
+/// The same for ISO 8859-1.
 std::string XmlText(std::string_view latin1);
 
 }  // namespace tmx::demo

@@ -1,6 +1,7 @@
 // A log as one HTML page.
 #include <cstdio>
 
+#include "demo/xml.h"
 #include "tools/hbci_text.h"
 #include "tools/log_export.h"
 #include "tools/log_lines.h"
@@ -117,28 +118,7 @@ $("unfold").addEventListener("click", () => fold(true));
 $("save").addEventListener("click", save);
 )js";
 
-std::string Escaped(std::string_view utf8) {
-  std::string text;
-  for (const char c : utf8) {
-    switch (c) {
-      case '&':
-        text += "&amp;";
-        break;
-      case '<':
-        text += "&lt;";
-        break;
-      case '>':
-        text += "&gt;";
-        break;
-      case '"':
-        text += "&quot;";
-        break;
-      default:
-        text += c;
-    }
-  }
-  return text;
-}
+using demo::EscapedXml;
 
 void Put(std::string_view html) { std::fwrite(html.data(), 1, html.size(), stdout); }
 
@@ -150,7 +130,7 @@ std::string Clean(std::string_view utf8) {
     if (c == '\r') continue;
     text += (byte < ' ' && c != '\n' && c != '\t') || byte == 0x7F ? '.' : c;
   }
-  return Escaped(text);
+  return EscapedXml(text);
 }
 
 void PutClean(const Produce& text, const Sink& to) {
@@ -166,7 +146,7 @@ void PutPreformatted(const Produce& text) {
 void PutHead(ShownLog& log, const SegmentReader& segment, const GroupElement& group) {
   if (group.group != 0) Put(":");
   if (group.is_binary) return Put("&lt;" + std::to_string(group.raw.Size()) + " bytes&gt;");
-  log.Text(segment, group)([](std::string_view piece) { Put(Escaped(Utf8(Printable(piece)))); });
+  log.Text(segment, group)([](std::string_view piece) { Put(EscapedXml(Utf8(Printable(piece)))); });
 }
 
 // A label that stands before the first piece of an element, if there is any.
@@ -214,8 +194,8 @@ void HtmlPrinter::Begin() {
       "<meta name=viewport content=\"width=device-width, initial-scale=1\">\n"
       "<meta http-equiv=Content-Security-Policy content=\"default-src 'none'; style-src "
       "'unsafe-inline'; script-src 'unsafe-inline'\">\n<title>" +
-      Escaped(AsUtf8(title_)) + "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n" +
-      "<header>\n<h1>" + Escaped(AsUtf8(title_)) +
+      EscapedXml(AsUtf8(title_)) + "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n" +
+      "<header>\n<h1>" + EscapedXml(AsUtf8(title_)) +
       "</h1>\n<div class=tools>"
       "<input id=search type=search placeholder=\"Search\" aria-label=Search>"
       "<output id=count></output><button id=next>Next hit</button>"

@@ -1,9 +1,11 @@
 #include "demo/host/payment_writer.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
 
+#include "demo/xml.h"
 #include "tmxtools/platform/crypto.h"
 
 namespace tmx::demo {
@@ -11,24 +13,12 @@ namespace {
 
 constexpr const char* kAsSoonAsPossible = "1999-01-01";  // banks agree on this day for it
 
+// Control characters become blanks: no escape would let them stand.
 std::string Text(std::string_view utf8) {
-  std::string xml;
-  for (const char c : utf8) {
-    switch (c) {
-      case '&':
-        xml += "&amp;";
-        break;
-      case '<':
-        xml += "&lt;";
-        break;
-      case '>':
-        xml += "&gt;";
-        break;
-      default:
-        xml += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-    }
-  }
-  return xml;
+  std::string text(utf8);
+  std::ranges::replace_if(
+      text, [](unsigned char c) { return c < 0x20; }, ' ');
+  return EscapedXml(text);
 }
 
 // An element that holds others, or text that is XML already.

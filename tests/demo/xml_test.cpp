@@ -54,6 +54,7 @@ TEST(Xml, DepthIsBounded) {
 }
 
 TEST(Xml, TextIsWrittenInUtf8WithEntities) {
+  EXPECT_EQ(EscapedXml("a<b>&\"'\xE2\x82\xAC"), "a&lt;b&gt;&amp;&quot;&apos;\xE2\x82\xAC");
   EXPECT_EQ(XmlText("a<b>&\"'\xE4"), "a&lt;b&gt;&amp;&quot;&apos;\xC3\xA4");
 }
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <functional>
+#include <string>
 
 namespace tmx::tools {
 namespace {
@@ -17,13 +19,15 @@ struct Rule {
   unsigned all_from = 0;
   // In elements that do not stay, this many group elements at the start do.
   std::size_t groups = 0;
+  // Of these elements the dates and the times behind them do. 0 ends the list.
+  std::array<unsigned, 2> dates{};
 };
 constexpr Rule kRules[] = {
     {"HNHBK", {}, 2},
     {"HNHBS", {}, 2},
-    {"HNSHK", {2, 3, 4, 5}, 0, 1},
+    {"HNSHK", {2, 3, 4, 5, 6, 8, 9, 10, 11}, 0, 1},
     {"HNSHA", {2}, 0},
-    {"HNVSK", {2, 3, 6}, 0, 1},
+    {"HNVSK", {2, 3, 4, 6}, 0, 1},
     {"HKIDN", {5}, 0},
     {"HKVVB", {}, 2},
     {"HKSYN", {}, 2},
@@ -37,8 +41,12 @@ constexpr Rule kRules[] = {
     {"HIUPA", {3, 4}, 0},
     {"HIUPD", {}, 0},
     {"HKTAN", {2, 3}, 0},
-    {"HITAN", {2}, 0},
+    {"HITAN", {2}, 0, 0, {7}},
+    {"HISAL", {}, 0, 0, {5, 6}},
+    {"HKKAZ", {}, 0, 0, {4, 5}},
+    {"HKCAZ", {}, 0, 0, {5, 6}},
 };
+constexpr std::string_view kCurrencies[] = {"EUR", "CHF", "GBP", "USD"};
 
 const Rule* RuleOf(std::string_view code) {
   const auto rule = std::ranges::find(kRules, code, &Rule::code);
@@ -61,16 +69,6 @@ bool IsHeadPart(LogBytes& bytes, const GroupElement& group) {
   return true;
 }
 
-bool Stays(LogBytes& bytes, std::string_view code, const GroupElement& group) {
-  if (group.element == 1) return IsHeadPart(bytes, group);
-  if (IsParameters(code)) return true;
-  const Rule* const rule = RuleOf(code);
-  if (rule == nullptr) return false;
-  if (rule->all_from != 0 && group.element >= rule->all_from) return true;
-  return group.group < rule->groups ||
-         std::ranges::find(rule->elements, group.element) != rule->elements.end();
-}
-
 // The first position from `from` on where something holds, or the end.
 template <class Holds>
 std::uint32_t Find(LogBytes& bytes, std::uint32_t from, std::uint32_t end, Holds holds) {
@@ -87,6 +85,49 @@ bool IsOrder(LogBytes& bytes, Range word) {
   return word.Size() >= kShortest && word.Size() <= kLongest && bytes.At(word.begin) == 'H' &&
          bytes.At(word.begin + 1) == 'K' &&
          Find(bytes, word.begin, word.end, std::not_fn(IsCodePart)) == word.end;
+}
+
+std::string StartOf(LogBytes& bytes, Range range) {
+  constexpr std::uint32_t kLongest = 9;
+  std::string start;
+  for (std::uint32_t at = range.begin; at != range.end && start.size() < kLongest; ++at)
+    start += bytes.At(at);
+  return start;
+}
+
+// YYYYMMDD of this time, or HHMMSS.
+bool IsDateOrTime(const std::string& text) {
+  if (!std::ranges::all_of(text, [](unsigned char c) { return IsDigit(c); })) return false;
+  const auto part = [&](std::size_t at, std::size_t size) {
+    return static_cast<unsigned>(std::stoul(text.substr(at, size)));
+  };
+  if (text.size() == 6) return part(0, 2) < 24 && part(2, 2) < 60 && part(4, 2) < 60;
+  if (text.size() != 8 || part(0, 4) < 1990 || part(0, 4) > 2099) return false;
+  const std::chrono::year_month_day day{std::chrono::year(static_cast<int>(part(0, 4))),
+                                        std::chrono::month(part(4, 2)),
+                                        std::chrono::day(part(6, 2))};
+  return day.ok();
+}
+
+// What names nobody, wherever it stands: a single character, as of yes and no, a currency, the code
+// of an order.
+bool IsNobodys(LogBytes& bytes, Range whole) {
+  if (whole.Size() <= 1 || IsOrder(bytes, whole)) return true;
+  return std::ranges::find(kCurrencies, StartOf(bytes, whole)) != std::end(kCurrencies);
+}
+
+bool Stays(LogBytes& bytes, std::string_view code, const GroupElement& group) {
+  if (group.element == 1) return IsHeadPart(bytes, group);
+  if (IsParameters(code)) return true;
+  if (!group.is_binary && IsNobodys(bytes, group.raw)) return true;
+  const Rule* const rule = RuleOf(code);
+  if (rule == nullptr) return false;
+  if (rule->all_from != 0 && group.element >= rule->all_from) return true;
+  if (std::ranges::find(rule->dates, group.element) != rule->dates.end() && !group.is_binary &&
+      IsDateOrTime(StartOf(bytes, group.raw)))
+    return true;
+  return group.group < rule->groups ||
+         std::ranges::find(rule->elements, group.element) != rule->elements.end();
 }
 
 void Copy(LogBytes& bytes, Range range, Gatherer& to) {

@@ -15,8 +15,9 @@ namespace tmx::tools {
 // becomes the same one, so that what belongs together can still be seen; see WordCipher.
 //
 // Which elements of a segment stay is a table; of segments that it does not know nothing stays but
-// the head. Of binary data, XML, pages and screens only the marks of their form stay; of lines of
-// information, the codes of orders.
+// the head and what names nobody: single characters, currencies, codes of orders. Of binary data,
+// XML, pages and screens only the marks of their form stay; of lines of information, the codes of
+// orders.
 //
 // Thread rule: one at a time.
 class Anonymiser {

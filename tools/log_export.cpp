@@ -31,12 +31,16 @@ class LinesToFile : public LineSink {
     if (line.kind == LogLine::Kind::Title) std::fputs("\n== ", file_);
     Add(line.text);
   }
-  void Add(std::string_view text) override { std::fputs(ForOutput(text).c_str(), file_); }
+  void Add(std::string_view text) override {
+    const std::string shown = OutputIsUtf8() ? std::string(text) : decoder_.Decode(text);
+    std::fwrite(shown.data(), 1, shown.size(), file_);
+  }
   void End() override { std::fputs(end_, file_); }
 
  private:
   std::FILE* file_;
   const char* end_ = "";
+  Latin1Decoder decoder_;
 };
 
 class TextPrinter : public LogPrinter {

@@ -1,6 +1,7 @@
 #include "tools/log_lines.h"
 
 #include "tools/hbci_text.h"
+#include "tools/output.h"
 #include "tools/utf8.h"
 
 namespace tmx::tools {
@@ -35,21 +36,22 @@ class LineCutter {
   // The last character is held back when it may belong to the line end.
   void AddToLine(std::string_view part) {
     if (part.empty()) return;
-    if (has_return_) to_.Add(Printable("\r"));
+    if (has_return_) to_.Add(".");
     has_return_ = part.ends_with('\r');
     if (has_return_) part.remove_suffix(1);
-    to_.Add(Printable(part));
+    to_.Add(filter_.Filter(part));
   }
 
   LogLine begin_;
   LineSink& to_;
+  ControlFilter filter_;
   bool is_open_ = false;
   bool has_return_ = false;
 };
 
 void PutText(const Produce& text, std::string_view indent, LineSink& to) {
   LineCutter cutter(indent, to);
-  PutAsLatin1(text, [&](std::string_view piece) { cutter.Add(piece); });
+  PutAsUtf8(text, [&](std::string_view piece) { cutter.Add(piece); });
 }
 
 // One segment on one line, each filled element behind its number: "HNHBS:5:1  2=1". Binary data is
@@ -72,7 +74,7 @@ class SegmentLine {
   void Put(const GroupElement& group) {
     to_.Add(LabelOf(group));
     if (group.is_binary) return;
-    log_.Text(segment_, group)([&](std::string_view piece) { to_.Add(Printable(piece)); });
+    log_.Text(segment_, group)([&](std::string_view piece) { to_.Add(Utf8(Printable(piece))); });
   }
 
   ShownLog& log_;
@@ -141,7 +143,7 @@ void PutLines(ShownLog& log, const LogBlock& block, LineSink& to) {
   if (head.text.empty()) {
     head.text = LabelOf(block);
     to.Begin(head);
-    log.Body(block)([&](std::string_view piece) { to.Add(Printable(piece)); });
+    log.Body(block)([&](std::string_view piece) { to.Add(Utf8(Printable(piece))); });
     return to.End();
   }
   head.kind = LogLine::Kind::Title;

@@ -13,7 +13,7 @@ struct LogLine {
   enum class Kind { Title, Segment, Text };
 
   Kind kind = Kind::Text;
-  std::string text;  // ISO 8859-1, without control characters
+  std::string text;  // UTF-8, without control characters
 };
 
 // Takes lines in pieces, as one may be longer than memory.

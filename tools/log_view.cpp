@@ -25,10 +25,8 @@
 namespace tmx::tools {
 namespace {
 
-constexpr std::string_view kHelp =
-    "q quit  / search  n N next hit  s S sent  r R received  z Z fold  e export  arrows, "
-    "PgUp/PgDn, "
-    "Home/End";
+// With the name of a log and the position it fills 80 columns.
+constexpr std::string_view kHelp = "q quit  / find  nN hit  sS sent  rR reply  zZ fold  e save";
 
 // Gives what is to be said about it.
 std::string WriteAsText(SvStream& contents, const std::string& path) {
@@ -312,8 +310,10 @@ class Viewer {
   }
 
   std::string StatusBar() const {
-    const std::string text =
-        !note_.empty() ? note_ : name_ + "  " + where_ + "  " + std::string(kHelp);
+    const std::string keys = "  " + where_ + "  " + std::string(kHelp);
+    // Of a longer name there is as much as leaves room for the keys.
+    const std::size_t room = Width() - std::min(Width(), keys.size());
+    const std::string text = !note_.empty() ? note_ : name_.substr(0, room) + keys;
     // Cut between characters, not inside one.
     std::size_t end = 0;
     for (std::size_t columns = 0; end < text.size(); ++end) {

@@ -33,9 +33,13 @@ std::string Utf8(std::string_view latin1) {
   return utf8;
 }
 
-std::string ForOutput(std::string_view latin1) {
+bool OutputIsUtf8() {
   static const bool is_utf8 = LocaleIsUtf8();
-  return is_utf8 ? Utf8(latin1) : std::string(latin1);
+  return is_utf8;
+}
+
+std::string ForOutput(std::string_view latin1) {
+  return OutputIsUtf8() ? Utf8(latin1) : std::string(latin1);
 }
 
 WarningsToStderr::WarningsToStderr() {

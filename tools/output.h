@@ -9,6 +9,9 @@ namespace tmx::tools {
 // The bytes as code points 0 to 255 in UTF-8.
 std::string Utf8(std::string_view latin1);
 
+// Whether the locale of the environment is UTF-8.
+bool OutputIsUtf8();
+
 // An ISO 8859-1 text, as all texts of the library are, for output: UTF-8 where the locale of the
 // environment is UTF-8, else the bytes as they stand.
 std::string ForOutput(std::string_view latin1);

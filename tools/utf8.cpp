@@ -1,5 +1,7 @@
 #include "tools/utf8.h"
 
+#include <utility>
+
 #include "tools/output.h"
 
 namespace tmx::tools {
@@ -36,30 +38,6 @@ class Utf8Check {
   unsigned char lowest_ = 0x80, highest_ = 0xBF;
 };
 
-// Makes ISO 8859-1 of valid UTF-8.
-class Latin1Decoder {
- public:
-  std::string Decode(std::string_view utf8) {
-    std::string text;
-    for (const char c : utf8) {
-      const auto byte = static_cast<unsigned char>(c);
-      if (byte < 0x80) {
-        text += c;
-      } else if (byte >= 0xC0) {
-        first_ = byte;
-        if (first_ > kLastFirst) text += '?';
-      } else if (first_ <= kLastFirst) {
-        text += static_cast<char>((first_ & 3) << 6 | (byte & 0x3F));
-      }
-    }
-    return text;
-  }
-
- private:
-  static constexpr unsigned char kLastFirst = 0xC3;  // of the characters up to 255
-  unsigned char first_ = 0;
-};
-
 }  // namespace
 
 bool IsUtf8(const Produce& text) {
@@ -72,6 +50,37 @@ std::string AsUtf8(std::string_view bytes) {
   Utf8Check check;
   check.Add(bytes);
   return check.IsUtf8() ? std::string(bytes) : Utf8(bytes);
+}
+
+std::string Latin1Decoder::Decode(std::string_view utf8) {
+  constexpr unsigned char last_first = 0xC3;  // of the characters up to 255
+  std::string text;
+  for (const char c : utf8) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      text += c;
+    } else if (byte >= 0xC0) {
+      first_ = byte;
+      if (first_ > last_first) text += '?';
+    } else if (first_ <= last_first) {
+      text += static_cast<char>((first_ & 3) << 6 | (byte & 0x3F));
+    }
+  }
+  return text;
+}
+
+std::string ControlFilter::Filter(std::string_view utf8) {
+  constexpr char first_of_two = '\xC2';
+  std::string text;
+  for (const char c : utf8) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool is_second = std::exchange(is_held_back_, c == first_of_two);
+    if (is_held_back_) continue;
+    const bool is_control = is_second ? byte < 0xA0 : byte < 0x20 || byte == 0x7F;
+    if (is_second && !is_control) text += first_of_two;
+    text += is_control ? '.' : c;
+  }
+  return text;
 }
 
 void PutAsUtf8(const Produce& text, const Sink& to) {

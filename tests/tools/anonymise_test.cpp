@@ -62,6 +62,37 @@ TEST(Anonymise, KeepsWhatIsListedAndReplacesTheRest) {
             std::vector<std::string>{"|HIKAZS|2|2|3|Mustermann"});
 }
 
+TEST(Anonymise, KeepsWhatNamesNobodyInEverySegment) {
+  EXPECT_EQ(Anonymous("HIXYZ:2:2:3+J:EUR+HKCCS+N'"),
+            std::vector<std::string>{"|HIXYZ|2|2|3|J|EUR|HKCCS|N"});
+  // Names in capital letters are not taken for a currency or a code.
+  for (const std::string name : {"MAX", "EURO", "HILDE", "HK", "HKohl"}) {
+    const std::string replaced = Anonymous("HIXYZ:2:2:3+" + name + "'").at(0);
+    EXPECT_EQ(replaced, "|HIXYZ|2|2|3|" + Word(name));
+    EXPECT_NE(replaced, "|HIXYZ|2|2|3|" + name);
+  }
+}
+
+TEST(Anonymise, KeepsDatesAndTimesWhereASegmentHasThem) {
+  EXPECT_EQ(Anonymous("HKKAZ:3:5+4711+N+20261101+20261121'"),
+            std::vector<std::string>{"|HKKAZ|3|5|" + Word("4711") + "|N|20261101|20261121"});
+  EXPECT_EQ(Anonymous("HISAL:5:5:3+4711+Giro+EUR+C:123,45:EUR:20261121:153000'"),
+            std::vector<std::string>{"|HISAL|5|5|3|" + Word("4711") + "|" + Word("Giro") +
+                                     "|EUR|C|" + Word("123,45") + "|EUR|20261121|153000"});
+  // An account number in their place is no date, and neither is a day of birth elsewhere.
+  EXPECT_EQ(Anonymous("HKKAZ:3:5+20261121+N+20261399+19000101'"),
+            std::vector<std::string>{"|HKKAZ|3|5|" + Word("20261121") + "|N|" + Word("20261399") +
+                                     "|" + Word("19000101")});
+}
+
+TEST(Anonymise, KeepsTheSecurityOfAMessageButTheUser) {
+  EXPECT_EQ(Anonymous("HNSHK:2:4+PIN:2+942+4711+1+1+1::SYS123+1+1:20261121:153000+1:999:1+6:10:16"
+                      "+280:99900011:mueller:S:0:0'"),
+            std::vector<std::string>{"|HNSHK|2|4|PIN|2|942|4711|1|1|1||" + Word("SYS123") +
+                                     "|1|1|20261121|153000|1|999|1|6|10|16|280|" +
+                                     Word("99900011") + "|" + Word("mueller") + "|S|0|0"});
+}
+
 TEST(Anonymise, ReplacesTextInThePlaceOfAHead) {
   EXPECT_EQ(Anonymous("Herr Mustermann:1'"),
             std::vector<std::string>{"|" + Word("Herr Mustermann") + "|1"});

@@ -10,6 +10,7 @@
 #include "tmxtools/platform/memory_stream.h"
 #include "tools/log_document.h"
 #include "tools/log_lines.h"
+#include "tools/utf8.h"
 
 namespace tmx::tools {
 namespace {
@@ -85,11 +86,12 @@ class Lines : public LineSink {
   }
 
  private:
-  void Begin(const LogLine& line) override { text_ += line.text; }
-  void Add(std::string_view text) override { text_ += text; }
+  void Begin(const LogLine& line) override { Add(line.text); }
+  void Add(std::string_view text) override { text_ += decoder_.Decode(text); }
   void End() override { text_ += '\n'; }
 
-  std::string text_;
+  std::string text_;  // ISO 8859-1, as a screen shows it
+  Latin1Decoder decoder_;
 };
 
 void Drain(LogCursor cursor, std::string& text) {

@@ -131,6 +131,10 @@ shows "HBCI message received"
 keys / ; shows "/"
 keys x y BSpace Escape
 shows "q quit"
+# All keys are named in 80 columns.
+terminal resize-window -x 80 -y 24
+shows "e save"
+shows "q quit"
 # Another size, and one that is hardly any.
 terminal resize-window -x 30 -y 10
 keys Home

@@ -18,7 +18,7 @@ long Give(void* data) {
   for (unsigned short i = 0; i < items.Count(); ++i) {
     std::cout << "asked for the " << items.GetItem(i)->GetLabel().Data() << '\n';
     HbVariable* const value = items.GetItem(i)->GetValue();
-    if (value == nullptr || value->GetType() != kStringType) return 0;  // macros choose its type
+    if (value == nullptr || value->GetType() != tmx::kStringType) return 0;  // macros choose
     static_cast<HbStringVariable*>(value)->Set("12345");
   }
   return 1;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <ranges>
 
 #include "compiler/instruction.h"
 
@@ -40,9 +39,10 @@ std::string LastPlace(std::string_view code, std::size_t position) {
 }  // namespace
 
 MacroLookup::MacroLookup(const std::vector<compiler::CheckedFile>& files) {
-  for (const compiler::CheckedFile& file : std::views::reverse(files))
-    if (file.index && file.code)
-      files_.push_back({file.name, {*file.index, *file.code}, compiler::ReadIndex(*file.index)});
+  for (auto file = files.rbegin(); file != files.rend(); ++file)
+    if (file->index && file->code)
+      files_.push_back(
+          {file->name, {*file->index, *file->code}, compiler::ReadIndex(*file->index)});
 }
 
 bool MacroLookup::File::Find(std::string_view subroutine, std::string_view& code) const {

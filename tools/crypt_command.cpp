@@ -168,7 +168,8 @@ Layout ReadLayout(SvFileStream& file, const CryptOptions& options, const Keys& k
 }
 
 // The options that are missing as far as a header tells: a magic stands for itself and a signature,
-// a key block for an encrypted stream, and what is no header may be one behind a signature.
+// and what is no header may be one behind a signature. Whether a stream is encrypted its key block
+// tells the reader by itself.
 std::string MissingOptions(const CryptOptions& options, const Keys& keys) {
   SvFileStream file(String(options.file), stream_mode::Read);
   if (file.HasError()) return "";
@@ -183,7 +184,6 @@ std::string MissingOptions(const CryptOptions& options, const Keys& keys) {
   std::string missing;
   if (layout.header.tagged && !options.tagged) missing += " --tagged";
   if ((layout.header.tagged || shown.sign) && !options.sign) missing += " --sign";
-  if (layout.has_key_block && !options.encrypt) missing += " --encrypt";
   return missing;
 }
 
@@ -203,21 +203,12 @@ bool ReadAll(HbCryptFileStream& stream, Progress& progress, Take take) {
   }
 }
 
-bool HasKeyBlock(const CryptOptions& options, const Keys& keys) {
-  SvFileStream file(String(options.file), stream_mode::Read);
-  const Layout layout = ReadLayout(file, options, keys);
-  return !file.HasError() && layout.has_key_block;
-}
-
-// Opened so that nobody changes the file between the check and the reading. An encrypted stream
-// that is read without saying so would give bytes that are good for nothing.
+// Opened so that nobody changes the file between the check and the reading.
 void OpenToRead(Keys& keys, HbCryptFileStream& stream, const CryptOptions& options) {
   keys.Open(stream, options.file, stream_mode::Read | stream_mode::DenyWrite | ModeOf(options));
   char nothing = 0;
   // Tells what opening leaves open: whether the stream is valid.
   if (!stream.HasError()) stream.Read(&nothing, 1);
-  if (!stream.HasError() && !options.encrypt && HasKeyBlock(options, keys))
-    stream.SetError(stream_error::WrongFormat);
 }
 
 int RefuseReading(const CryptOptions& options, const Keys& keys, const SvStream& stream) {

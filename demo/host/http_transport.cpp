@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "demo/base64.h"
+#include "demo/host/reach.h"
 #include "demo/secret_string.h"
 
 namespace tmx::demo {
@@ -83,24 +84,45 @@ bool IsLoopback(std::string_view server) {
          (inet_pton(AF_INET, host.c_str(), bytes.data()) == 1 && bytes[0] == 127);
 }
 
-std::string Describe(httplib::Error error) {
+// Host and port of a server with its scheme.
+std::string_view Authority(std::string_view server) { return server.substr(server.find("//") + 2); }
+
+// Why a certificate is not taken. A valid one names another host.
+std::string Distrust(const httplib::Client& client, const HttpOptions& options) {
+  const long cause = client.get_openssl_verify_result();
+  if (cause == X509_V_OK) return "the bank's certificate is not valid here: it names another host";
+  return "the bank's certificate is not valid here: " +
+         std::string(X509_verify_cert_error_string(cause)) + "; what signs it must stand in " +
+         (options.ca_file.empty()
+              ? "the system's certificates, or in a file to trust (tmx client --ca)"
+              : options.ca_file);
+}
+
+// What went wrong, where, and what to look at.
+std::string Describe(httplib::Error error, const httplib::Client& client, const Address& address,
+                     const HttpOptions& options) {
+  const std::string where(Authority(address.server));
+  const std::string insecure = "no secure connection to " + where + ": ";
   switch (error) {
-    case httplib::Error::Connection:
-      return "the bank cannot be reached: no connection";
     case httplib::Error::ConnectionTimeout:
-      return "the bank cannot be reached: no connection in time";
+      return "the bank cannot be reached: no connection to " + where +
+             " in time: is the address right, or is there a firewall?";
+    case httplib::Error::Connection:
+      return "the bank cannot be reached: no connection to " + where + ": " +
+             WhyUnreachable(where, address.is_secure ? "443" : "80", options.connect_time);
     case httplib::Error::Read:
-      return "the bank's answer is cut or does not come in time";
+      return "the bank's answer is cut or does not come in time, from " + where;
     case httplib::Error::Write:
-      return "the message cannot be sent, or not in time";
+      return "the message cannot be sent to " + where + ", or not in time";
     case httplib::Error::SSLConnection:
-      return "no secure connection: the other side does not speak TLS, or refuses it";
+      return insecure + "the other side does not speak TLS, or refuses it: is the port right?";
     case httplib::Error::SSLLoadingCerts:
-      return "no secure connection: the file of certificates cannot be used";
+      return insecure + "the file of certificates " + options.ca_file +
+             " cannot be used: it must be readable and hold certificates in PEM";
     case httplib::Error::SSLServerVerification:
-      return "no secure connection: the bank's certificate is not valid here";
+      return insecure + Distrust(client, options);
     default:
-      return "the bank cannot be reached: " + httplib::to_string(error);
+      return "the bank cannot be reached at " + where + ": " + httplib::to_string(error);
   }
 }
 
@@ -165,7 +187,7 @@ int Post(const HttpOptions& options, const Address& address, const SecretString&
          Body& body) {
   httplib::Client client(address.server);
   if (!client.is_valid()) {
-    body.problem = Describe(httplib::Error::SSLLoadingCerts);
+    body.problem = Describe(httplib::Error::SSLLoadingCerts, client, address, options);
     return 0;
   }
   Prepare(client, options);
@@ -191,7 +213,7 @@ int Post(const HttpOptions& options, const Address& address, const SecretString&
   const httplib::Result result = client.send(request);
   if (result && !deadline.IsOver()) return result->status;
   if (deadline.IsOver()) body.problem = "the bank's answer does not come in time";
-  if (body.problem.empty()) body.problem = Describe(result.error());
+  if (body.problem.empty()) body.problem = Describe(result.error(), client, address, options);
   return 0;
 }
 

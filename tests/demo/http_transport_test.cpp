@@ -23,7 +23,10 @@
 namespace tmx::demo {
 namespace {
 
+using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 using namespace std::chrono_literals;
 
 // A certificate for 127.0.0.1, or for another address, that signs itself.
@@ -163,7 +166,16 @@ TEST(HttpTransportTest, ARefusedConnectionIsSaid) {
     const Server gone;
     address = gone.Address();
   }
-  EXPECT_THAT(Problem(Quick("http://" + address + "/")), HasSubstr("no connection"));
+  EXPECT_EQ(Problem(Quick("http://" + address + "/")),
+            "the bank cannot be reached: no connection to " + address +
+                ": Connection refused: does the bank's server run there, and is the port right?");
+}
+
+TEST(HttpTransportTest, AnUnknownNameIsSaid) {
+  EXPECT_THAT(Problem(Quick("https://bank.invalid:3000/")),
+              AllOf(HasSubstr("no connection to bank.invalid:3000: the name bank.invalid is not "
+                              "known ("),
+                    HasSubstr("is this computer on the network?")));
 }
 
 TEST(HttpTransportTest, AnotherStatusIsSaid) {
@@ -249,26 +261,37 @@ TEST_F(SecureTransportTest, RefusesACertificateThatIsNot) {
   const Certificate certificate("127.0.0.1");
   const Certificate another("127.0.0.1");
   const Server server(Secure(certificate));
-  EXPECT_THAT(ProblemWith(server, ""), HasSubstr("no secure connection"));
-  EXPECT_THAT(ProblemWith(server, another.File()), HasSubstr("no secure connection"));
+  const std::string refused = "no secure connection to " + server.Address() +
+                              ": the bank's certificate is not valid here: self";
+  EXPECT_THAT(ProblemWith(server, ""),
+              AllOf(StartsWith(refused), HasSubstr("the system's certificates, or in a file to")));
+  EXPECT_THAT(ProblemWith(server, another.File()),
+              AllOf(StartsWith("no secure connection to " + server.Address() + ": "),
+                    EndsWith("what signs it must stand in " + another.File())));
 }
 
 TEST_F(SecureTransportTest, RefusesTheCertificateOfAnotherHost) {
   const Certificate certificate("127.0.0.2");
   const Server server(Secure(certificate));
-  EXPECT_THAT(ProblemWith(server, certificate.File()), HasSubstr("no secure connection"));
+  EXPECT_EQ(ProblemWith(server, certificate.File()),
+            "no secure connection to " + server.Address() +
+                ": the bank's certificate is not valid here: it names another host");
 }
 
 TEST_F(SecureTransportTest, RefusesAFileWithoutCertificates) {
   const Certificate certificate("127.0.0.1");
   const Server server(Secure(certificate));
-  EXPECT_THAT(ProblemWith(server, certificate.File() + "-none"), HasSubstr("secure connection"));
-  EXPECT_THAT(ProblemWith(server, certificate.KeyFile()), HasSubstr("secure connection"));
+  for (const std::string& file : {certificate.File() + "-none", certificate.KeyFile()})
+    EXPECT_EQ(ProblemWith(server, file), "no secure connection to " + server.Address() +
+                                             ": the file of certificates " + file +
+                                             " cannot be used: it must be readable and hold "
+                                             "certificates in PEM");
 }
 
 TEST_F(SecureTransportTest, RefusesAServerWithoutTls) {
   const Server server;
-  EXPECT_THAT(ProblemWith(server, ""), HasSubstr("no secure connection"));
+  EXPECT_THAT(ProblemWith(server, ""), StartsWith("no secure connection to " + server.Address() +
+                                                  ": the other side does not speak TLS"));
 }
 
 TEST(HttpTransportTest, AddressesAreChecked) {

@@ -120,14 +120,10 @@ bool MakeDirectory(const std::string& directory) {
   });
 }
 
-// Makes a file without users where there is none. It is made under another name, so that what has
-// the right name is always whole; who makes it holds that name until it is done.
-bool Create(const std::string& path, const ParameterStore::Key& key, HbError& error) {
-  if (IsThere(path)) return true;
-  const std::string made = path + ".new";
-  const std::string directory = Parent(path);
-  if (!MakeDirectory(directory))
-    return Fail(error, kPathNotFound, path, "the directory cannot be made");
+// Makes a whole file without users under another name, so that what has the right name is always
+// whole.
+bool Make(const std::string& made, const std::string& path, const ParameterStore::Key& key,
+          HbError& error) {
   ParameterStore::Key session;
   if (!CurrentCrypto().FillRandom(session.Data(), session.Size()))
     return Fail(error, kGeneral, path, "no random bytes");
@@ -139,10 +135,28 @@ bool Create(const std::string& path, const ParameterStore::Key& key, HbError& er
   stream.Sync();
   if (!Succeeded(stream, made, error)) return false;
   Env& env = CurrentEnv();
-  // Somebody else may have been first.
-  if (IsThere(path)) return env.Remove(made), true;
-  if (env.Rename(made, path) != std::errc{} || env.SyncDir(directory) != std::errc{})
-    return Fail(error, kCannotCreate, path, "cannot be made");
+  return (env.Rename(made, path) == std::errc{} && env.SyncDir(Parent(path)) == std::errc{}) ||
+         Fail(error, kCannotCreate, path, "cannot be made");
+}
+
+// Makes a file without users where there is none. Several may want to: who holds the gate makes it.
+// The gate is never renamed, so nobody who has it open has the file itself; and it goes only once
+// the file is there, which is what everybody looks for who has a gate that has gone.
+bool Create(const std::string& path, const ParameterStore::Key& key, HbError& error) {
+  if (IsThere(path)) return true;
+  if (!MakeDirectory(Parent(path)))
+    return Fail(error, kPathNotFound, path, "the directory cannot be made");
+  Env& env = CurrentEnv();
+  const std::string name = path + ".lock";
+  const auto gate = env.Open(name, {.read = true, .write = true, .create = true});
+  if (!gate.Ok()) return Fail(error, kCannotCreate, name, "cannot be made");
+  const std::errc held =
+      gate.value->Claim({.reads = true, .writes = true, .denies_read = true, .denies_write = true});
+  if (held == std::errc::resource_unavailable_try_again)
+    return Fail(error, kLocked, name, "somebody else makes the file");
+  if (held != std::errc{}) return Fail(error, kCannotCreate, name, "cannot be locked");
+  if (!IsThere(path) && !Make(path + ".new", path, key, error)) return false;
+  env.Remove(name);
   return true;
 }
 

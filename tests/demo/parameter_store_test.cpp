@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -254,7 +256,8 @@ TEST_F(ParameterStoreTest, NothingInTheFileIsPlain) {
   ASSERT_TRUE(store_.Save(Users({"a"}), error_));
   EXPECT_THAT(memory_.Get(kPath), testing::Not(testing::HasSubstr("10020030")));
   EXPECT_FALSE(memory_.Info(std::string(kPath) + ".log").Ok());
-  EXPECT_FALSE(memory_.Info(std::string(kPath) + ".new").Ok());
+  for (const char* const name : {".new", ".lock"})
+    EXPECT_FALSE(memory_.Info(std::string(kPath) + name).Ok()) << name;
 }
 
 TEST_F(ParameterStoreTest, AWrongKeyLosesNothing) {
@@ -373,7 +376,8 @@ TEST_F(ParameterStoreTest, AFailureOfTheFirstSavingLeavesNoHalfFile) {
     bool saved = false;
     for (std::size_t n = 1; !saved && n < 400; ++n) {
       SCOPED_TRACE(testing::Message() << "call " << static_cast<int>(call) << " number " << n);
-      for (const char* name : {"", ".log", ".new"}) memory_.Remove(kPath + std::string(name));
+      for (const char* name : {"", ".log", ".new", ".lock"})
+        memory_.Remove(kPath + std::string(name));
       memory_.Remove("/home/bpd");
       env_.Reset();
       env_.Fail(call, n, std::errc::io_error, FaultEnv::Lasting::kForGood);
@@ -389,6 +393,55 @@ TEST_F(ParameterStoreTest, AFailureOfTheFirstSavingLeavesNoHalfFile) {
     }
     EXPECT_TRUE(saved);
   }
+}
+
+// Has something else happen once a file was opened.
+class MeanwhileEnv : public FaultEnv {
+ public:
+  using FaultEnv::FaultEnv;
+  // After so many openings from now.
+  void Meanwhile(std::size_t openings, std::function<void()> happens) {
+    openings_ = openings;
+    happens_ = std::move(happens);
+  }
+  EnvResult<std::unique_ptr<EnvFile>> Open(const std::string& path, FileAccess access) override {
+    auto opened = FaultEnv::Open(path, access);
+    if (openings_ > 0 && --openings_ == 0) happens_();
+    return opened;
+  }
+
+ private:
+  std::size_t openings_ = 0;
+  std::function<void()> happens_;
+};
+
+TEST_F(ParameterStoreTest, TwoFirstSavingsAtOnceLoseNothing) {
+  constexpr std::uint16_t in_use = 17739;
+  MeanwhileEnv env(memory_);
+  const ScopedEnv scope(env);
+  std::size_t both = 0;
+  for (std::size_t n = 1; n < 12; ++n) {
+    SCOPED_TRACE(testing::Message() << "opening " << n);
+    for (const char* name : {"", ".log", ".new", ".lock"})
+      memory_.Remove(kPath + std::string(name));
+    HbError other;
+    bool other_saved = false;
+    env.Meanwhile(n, [&] { other_saved = store_.SaveUser(*MakeUser("other"), other); });
+    HbError error;
+    const bool saved = store_.SaveUser(*MakeUser("own"), error);
+    env.Meanwhile(0, {});
+    EXPECT_TRUE(saved || error.GetCode() == in_use) << ErrorText(error);
+    EXPECT_TRUE(other_saved || !other.IsSet() || other.GetCode() == in_use) << ErrorText(other);
+    std::vector<std::string> expected;
+    if (other_saved) expected.emplace_back("other");
+    if (saved) expected.emplace_back("own");
+    StoredUsers users;
+    HbError after;
+    ASSERT_TRUE(store_.Load(users, after)) << ErrorText(after);
+    EXPECT_THAT(Names(users), testing::UnorderedElementsAreArray(expected));
+    both += saved && other_saved ? 1 : 0;
+  }
+  EXPECT_GT(both, 0u) << "they met";
 }
 
 TEST_F(ParameterStoreTest, WhatWasSavedOutlivesAPowerCut) {

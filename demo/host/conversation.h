@@ -97,6 +97,10 @@ class Conversation {
   bool TakeFormat(const char* order, unsigned short version, std::string& format);
   // In the dialect that bank and account allow; null with a problem.
   HbRequest* NewStatementRequest(const BankAccount& account);
+  // The newest version of an order that the bank offers and that can name the account, as far as
+  // HISPAS is about that; 0 with a problem.
+  unsigned short VersionFor(const BankAccount& account, const char* order, unsigned short newest,
+                            unsigned short oldest);
   // Whether an account has what an order must name, and what one in SEPA must.
   bool IsNameable(const BankAccount& account, const std::string& order, unsigned short version);
   bool IsNameableInSepa(const BankAccount& account, const std::string& order);

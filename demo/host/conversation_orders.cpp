@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kMoreToCome = 3040;
 constexpr int kMostPages = 1000;
+constexpr unsigned short kFirstInternational = 7;
 
 // MT940 wherever a bank has it, else camt.
 struct StatementOrder {
@@ -70,7 +71,7 @@ std::vector<BankAccount> AccountsOf(const HbUser& user) {
 
 // Whether an order names accounts by their IBANs.
 bool IsInternational(std::string_view order, unsigned short version) {
-  return order == "HKCAZ" || version >= 7;
+  return order == "HKCAZ" || version >= kFirstInternational;
 }
 
 // The accounts that the bank names. A group without one costs no other; there are no fields behind
@@ -93,6 +94,21 @@ std::vector<BankAccount> AccountsIn(const HbSegment& hispa) {
 }
 
 }  // namespace
+
+unsigned short Conversation::VersionFor(const BankAccount& account, const char* order,
+                                        unsigned short newest, unsigned short oldest) {
+  const unsigned short version = permissions_.VersionOf(order, newest, oldest);
+  if (version == 0 || !IsInternational(order, version) || !account.iban.empty() ||
+      permissions_.AllowsNationalAccounts())
+    return version;
+  // Older versions name accounts by their numbers.
+  const unsigned short national =
+      IsInternational(order, oldest)
+          ? 0
+          : permissions_.VersionOf(order, kFirstInternational - 1, oldest);
+  if (national == 0) permissions_.ForbidNationalAccount(account);
+  return national;
+}
 
 bool Conversation::IsNameable(const BankAccount& account, const std::string& order,
                               unsigned short version) {
@@ -147,7 +163,7 @@ bool Conversation::Accounts(std::vector<BankAccount>& accounts) {
 
 bool Conversation::Balance(const BankAccount& account, Ref<HbSegment>& balance) {
   report_.Begin();
-  const unsigned short version = permissions_.VersionOf("HKSAL", 8, IsHbci22() ? 3 : 5);
+  const unsigned short version = VersionFor(account, "HKSAL", 8, IsHbci22() ? 3 : 5);
   if (version == 0 || !permissions_.IsAllowedFor(account, "HKSAL") ||
       !IsNameable(account, "HKSAL", version))
     return false;
@@ -169,7 +185,7 @@ bool Conversation::TakeFormat(const char* order, unsigned short version, std::st
 HbRequest* Conversation::NewStatementRequest(const BankAccount& account) {
   std::string problems;
   for (const StatementOrder& order : kStatementOrders) {
-    const unsigned short version = permissions_.VersionOf(order.code, order.newest, order.oldest);
+    const unsigned short version = VersionFor(account, order.code, order.newest, order.oldest);
     std::string format;
     if (version == 0 || !permissions_.IsAllowedFor(account, order.code) ||
         !IsNameable(account, order.code, version) ||

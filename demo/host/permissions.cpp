@@ -159,6 +159,11 @@ bool Permissions::AllowsNationalAccounts() const {
   return sepa == nullptr || !sepa->GetFieldBool(allowed, field::kNationalAccountAllowed) || allowed;
 }
 
+void Permissions::ForbidNationalAccount(const BankAccount& account) const {
+  Forbid("HISPAS allows no orders that name account " + account.number +
+         " by its number, and it has no IBAN");
+}
+
 bool Permissions::AreWithinLimits(const BankAccount& account, const char* order,
                                   const std::vector<HbAmount>& payments) const {
   const HbSegment* const rights = RightsOf(account);

@@ -36,6 +36,8 @@ class Permissions {
   bool TakesFormat(const std::string& format) const;
   // Whether SEPA orders may name an account by its number, beside the IBAN. Nothing is reported.
   bool AllowsNationalAccounts() const;
+  // Reports that they may not.
+  void ForbidNationalAccount(const BankAccount& account) const;
   // Whether each payment is within the limits of the account and of the order on it. These are
   // limits of a single order (E): what a day or a month has left only the bank knows.
   bool AreWithinLimits(const BankAccount& account, const char* order,

@@ -41,6 +41,11 @@ bool TanProcedure::Flag(unsigned long id) const {
 
 bool TanProcedure::SendsOrderFirst() const { return Text(field::kProcedureProcess) == kOrderFirst; }
 
+bool TanProcedure::NeedsChallengeClass() const {
+  bool needed = false;
+  return parameters_->GetFieldBool(needed, field::kProcedureChallengeClass + offset_) && needed;
+}
+
 bool TanProcedure::NeedsMedium() const { return Text(field::kProcedureMediumNeeded) == kMust; }
 
 bool TanProcedure::NamesOrderAccount() const {

@@ -25,6 +25,8 @@ class TanProcedure {
   // Whether the order is sent first and its TAN afterwards.
   bool SendsOrderFirst() const;
   bool NeedsMedium() const;
+  // Whether HKTAN names a class of its challenge.
+  bool NeedsChallengeClass() const;
   // Whether HKTAN names the account of its order.
   bool NamesOrderAccount() const;
   // Whether HKTAN names an account that pays for messages with TANs.

@@ -73,6 +73,7 @@ HbRequest* TanSteps::NewFirstStep(const HbRequest& order, const std::string& ord
   if (procedure.IsDecoupled() && !CanAsk(procedure))
     return forbid("allows this client no questions after a confirmation by");
   if (!HasAccount(order.GetValues())) return tan;
+  if (procedure.NeedsChallengeClass()) return forbid("demands a challenge class, of");
   if (procedure.NamesPayingAccount())
     return forbid("demands an account that pays for the messages of");
   if (procedure.NamesOrderAccount()) CopyAccount(order.GetValues(), tan->GetValues());

@@ -26,6 +26,14 @@ class Allowed : public TransferFixture {
 
   HbSegment& BankParameter(const char* code) { return *user_.GetBPDSegment(code, 0, true); }
 
+  // As if HIPINS did not name an order.
+  void TakeFromPinOrders(const std::string& order) {
+    HbSegment& pins = BankParameter("HIPINS");
+    std::string job;
+    for (unsigned long at = 0; HasText(pins, field::kTanJob + at, job); at += 100)
+      if (job == order) pins.PutFieldString("HKXXX", field::kTanJob + at);
+  }
+
   // Fields of all versions of a parameter.
   void Demand(const std::string& code, long value, unsigned long field) {
     for (unsigned short i = 0; i < user_.BPDSegmentCount(true, true); ++i) {
@@ -84,10 +92,8 @@ TEST_F(Allowed, IsAnAccountWithoutIbanByItsNumber) {
 }
 
 TEST_F(Allowed, IsNotWhatHasNoPlaceAmongThePinOrders) {
-  HbSegment& pins = BankParameter("HIPINS");
-  std::string job;
-  for (unsigned long at = 0; HasText(pins, field::kTanJob + at, job); at += 100)
-    if (job == "HKSAL" || job == "HKSPA") pins.PutFieldString("HKXXX", field::kTanJob + at);
+  TakeFromPinOrders("HKSAL");
+  TakeFromPinOrders("HKSPA");
   EXPECT_FALSE(conversation().Balance(accounts_[0], balance_));
   ExpectForbidden("HIPINS does not name HKSAL among the orders with PIN and TAN");
   EXPECT_FALSE(conversation().Accounts(accounts_));
@@ -242,6 +248,31 @@ TEST_F(Allowed, IsANationalAccountOnlyIfTheBankTakesIt) {
   EXPECT_THAT(sent_.back(), HasSubstr('+' + international + ":1000471101::280:99900011+N'"));
 }
 
+TEST_F(Allowed, IsAnAccountWithoutIbanInOlderVersionsOnly) {
+  accounts_[0].iban.clear();
+  ASSERT_TRUE(conversation().Balance(accounts_[0], balance_)) << conversation().Problem();
+  EXPECT_THAT(sent_.back(), HasSubstr("HKSAL:3:6+1000471101::280:99900011+N'"));
+  ASSERT_TRUE(conversation().Statement(accounts_[0], HbDate(), HbDate(), pages_))
+      << conversation().Problem();
+  EXPECT_THAT(sent_.back(), HasSubstr("HKKAZ:3:6+1000471101::280:99900011+N"));
+}
+
+TEST_F(Allowed, IsNotAnAccountWithoutIbanWhereOnlyIbansNameAccounts) {
+  const std::string why =
+      "HISPAS allows no orders that name account 1000471101 by its number, and it has no IBAN";
+  accounts_[0].iban.clear();
+  KeepBankParameters([](const HbSegment& each) {
+    return (CodeOf(each) != "HISALS" && CodeOf(each) != "HIKAZS") || each.GetSegmentVersion() >= 7;
+  });
+  EXPECT_FALSE(conversation().Balance(accounts_[0], balance_));
+  ExpectForbidden(why);
+  EXPECT_FALSE(conversation().Statement(accounts_[0], HbDate(), HbDate(), pages_));
+  ExpectForbidden(why + "; " + why);
+  BankParameter("HISPAS").PutFieldBool(true, field::kNationalAccountAllowed);
+  EXPECT_TRUE(conversation().Balance(accounts_[0], balance_)) << conversation().Problem();
+  EXPECT_THAT(sent_.back(), HasSubstr("HKSAL:3:8+"));
+}
+
 TEST_F(Allowed, IsWithoutATwoStepProcedureWhatNeedsNoTan) {
   access_.allowed_functions = {kOneStep};
   access_.security_function = kOneStep;
@@ -258,10 +289,7 @@ TEST_F(Allowed, IsWithoutATwoStepProcedureWhatNeedsNoTan) {
 }
 
 TEST_F(Allowed, IsTheQuestionForMediaOnlyAmongThePinOrders) {
-  HbSegment& pins = BankParameter("HIPINS");
-  std::string job;
-  for (unsigned long at = 0; HasText(pins, field::kTanJob + at, job); at += 100)
-    if (job == "HKTAB") pins.PutFieldString("HKXXX", field::kTanJob + at);
+  TakeFromPinOrders("HKTAB");
   access_.tan_medium.clear();
   Restart({});
   EXPECT_FALSE(conversation().Open());

@@ -259,6 +259,15 @@ TEST_F(Procedures, AreNotUsedIfTheTanComesBeforeTheOrder) {
   EXPECT_EQ(access_.security_function, "946") << "the first that can be used";
 }
 
+TEST_F(Procedures, AreNotUsedIfTheyNeedAChallengeClass) {
+  Open("910");
+  Parameters().PutFieldBool(true, field::kProcedureChallengeClass);
+  EXPECT_FALSE(Transfer());
+  EXPECT_EQ(messages_, 0);
+  EXPECT_EQ(conversation().LastOutcome(), Outcome::kForbidden);
+  EXPECT_EQ(conversation().Problem(), "HITANS demands a challenge class, of procedure 910");
+}
+
 // Loses the answer to the message with the TAN.
 class LostAnswer : public TransferFixture {
  protected:

@@ -153,6 +153,8 @@ void AddBankCommand(CLI::App& program, int& exit_code) {
       ->add_option("--confirm-after", options->bank.confirm_after,
                    "how many questions say that a confirmation in the app is still missing")
       ->check(CLI::Range(0, 1000));
+  serve->add_flag("--ask-by-hand", options->bank.asks_by_hand,
+                  "allow questions for a confirmation only when a client's user wants them");
   serve->add_flag("--tan-at-login", options->bank.tan_at_login,
                   "ask for a TAN when a dialog begins");
   serve->add_option("--bpd-version", options->bank.bpd_version, "version of the bank's parameters")

@@ -93,6 +93,15 @@ std::vector<Segment> AnswerMessage::Body() const {
   return body;
 }
 
+std::vector<Segment> AnswerMessage::Refusal(int code) const {
+  std::vector<Segment> body{Codes("HIRMG", {{"9050", "", "Teilweise fehlerhaft."}})};
+  for (const auto& [reference, rows] : segment_codes_) {
+    body.push_back(Codes("HIRMS", {{std::to_string(code), "", "Der Auftrag ist abgelehnt."}}));
+    body.back().reference = reference;
+  }
+  return body;
+}
+
 std::string AnswerMessage::ToBytes(const RequestMessage& request, const std::string& dialog,
                                    const std::string& date, const MessageFaults& faults) const {
   const std::string number = std::to_string(faults.number.value_or(request.number));
@@ -106,7 +115,7 @@ std::string AnswerMessage::ToBytes(const RequestMessage& request, const std::str
   std::string bytes = numbering.Next(head);
   std::string inner;
   if (request.signature) inner += numbering.Next(SignatureHead(request, date));
-  for (Segment& segment : Body())
+  for (Segment& segment : faults.refusal ? Refusal(*faults.refusal) : Body())
     if (faults.dropped != segment.code) inner += numbering.Next(std::move(segment));
   for (int i = 1; i <= faults.extra_segments; ++i)
     inner += numbering.Next(Segment("XXTST", i).Add("?").Add({"", "unbekannt"}).AddBinary("'+:@?"));

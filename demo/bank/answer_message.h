@@ -19,6 +19,7 @@ struct MessageFaults {
   std::optional<int> gap_at;  // segments from this number on are numbered one too high
   std::optional<std::string> dialog;
   std::optional<std::string> dropped;  // segments with this code are left out
+  std::optional<int> refusal;          // the code about each segment, instead of all that was said
   int extra_segments = 0;              // of a kind that no client knows
 };
 
@@ -42,6 +43,8 @@ class AnswerMessage {
 
  private:
   std::vector<Segment> Body() const;
+  // As if everything had been refused with this code.
+  std::vector<Segment> Refusal(int code) const;
 
   std::vector<std::vector<std::string>> message_codes_;
   std::map<int, std::vector<std::vector<std::string>>> segment_codes_;

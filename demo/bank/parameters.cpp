@@ -26,7 +26,8 @@ Segment Parameters(std::string code, int version, bool has_class) {
 }
 
 // What HITANS says about one procedure, in the order of its elements.
-std::vector<std::string> ProcedureElements(const Procedure& procedure, int version) {
+std::vector<std::string> ProcedureElements(const Procedure& procedure, int version,
+                                           bool asks_by_hand) {
   std::vector<std::string> elements{
       Text(procedure.function),
       "2",  // the order is sent first, the TAN afterwards
@@ -53,17 +54,18 @@ std::vector<std::string> ProcedureElements(const Procedure& procedure, int versi
   if (version < 7) return elements;
   std::vector<std::string> waiting(5);
   if (procedure.is_decoupled)
-    waiting = {Number(kMostStatusRequests), Number(kFirstWait), Number(kNextWait), "N", "J"};
+    waiting = {Number(kMostStatusRequests), Number(kFirstWait), Number(kNextWait),
+               asks_by_hand ? "J" : "N", asks_by_hand ? "N" : "J"};
   elements.insert(elements.end(), waiting.begin(), waiting.end());
   return elements;
 }
 
-Segment TanParameters(int version) {
+Segment TanParameters(int version, bool asks_by_hand) {
   Segment segment = Parameters("HITANS", version, true);
   std::vector<std::string> group{"J", "N", "0"};  // one-step allowed, one TAN order, no hash
   for (const Procedure& procedure : kProcedures) {
     if (procedure.is_decoupled && version < 7) continue;
-    const auto elements = ProcedureElements(procedure, version);
+    const auto elements = ProcedureElements(procedure, version, asks_by_hand);
     group.insert(group.end(), elements.begin(), elements.end());
   }
   return segment.Add(group);
@@ -119,8 +121,8 @@ std::vector<Segment> BankParameters(const BankOptions& options, int standard) {
   }
   segments.push_back(PinParameters());
   if (is_300) {
-    segments.push_back(TanParameters(6));
-    segments.push_back(TanParameters(7));
+    segments.push_back(TanParameters(6, options.asks_by_hand));
+    segments.push_back(TanParameters(7, options.asks_by_hand));
   }
   return segments;
 }

@@ -125,9 +125,9 @@ TEST(Misbehaviour, TheLastRuleOfAKindHolds) {
 }
 
 TEST(Misbehaviour, EveryActionIsInTheHelp) {
-  for (const char* const name :
-       {"cut N", "size N", "message-number N", "segment-gap N", "dialog ID", "drop CODE", "extra N",
-        "garbage N", "empty", "base64", "status CODE", "reset", "delay MS"})
+  for (const char* const name : {"cut N", "size N", "message-number N", "segment-gap N",
+                                 "dialog ID", "drop CODE", "refuse CODE", "extra N", "garbage N",
+                                 "empty", "base64", "status CODE", "reset", "delay MS"})
     EXPECT_THAT(Script::Help(), HasSubstr("  " + std::string(name) + " "));
 }
 

@@ -58,9 +58,13 @@ class MisbehavingBank : public TransferFixture {
     return balance_ ? TextOf(*balance_, field::kBookedAmount) : "";
   }
 
-  void ExpectNoSecret(const std::string& text) {
-    EXPECT_THAT(text, Not(HasSubstr(pin_)));
-    EXPECT_THAT(text, Not(HasSubstr(tan_)));
+  // Of the conversation, which is then closed. Its text tells no secret.
+  void ExpectEnding(Outcome outcome, const char* problem) {
+    EXPECT_EQ(conversation().LastOutcome(), outcome);
+    EXPECT_THAT(conversation().Problem(), HasSubstr(problem));
+    for (const std::string& secret : {pin_, tan_})
+      EXPECT_THAT(conversation().Problem(), Not(HasSubstr(secret)));
+    conversation().Close();
   }
 
   std::unique_ptr<BankEndpoint> endpoint_;
@@ -97,10 +101,7 @@ TEST_F(MisbehavingBank, IsToldByOutcomeAndText) {
     SCOPED_TRACE(row.script);
     Misbehave(row.script);
     EXPECT_FALSE(Converse());
-    EXPECT_EQ(conversation().LastOutcome(), row.outcome);
-    EXPECT_THAT(conversation().Problem(), HasSubstr(row.problem));
-    ExpectNoSecret(conversation().Problem());
-    conversation().Close();
+    ExpectEnding(row.outcome, row.problem);
   }
 }
 
@@ -152,10 +153,7 @@ TEST_F(MisbehavingBank, HasMadeNoTransferThatItDoesNotSay) {
     options.wanted_function = row.function;
     Misbehave(row.script, options);
     EXPECT_EQ(TransferTo("12.34"), row.is_done) << conversation().Problem();
-    EXPECT_EQ(conversation().LastOutcome(), row.is_done ? Outcome::kDone : Outcome::kUncertain);
-    EXPECT_THAT(conversation().Problem(), HasSubstr(row.problem));
-    ExpectNoSecret(conversation().Problem());
-    conversation().Close();
+    ExpectEnding(row.is_done ? Outcome::kDone : Outcome::kUncertain, row.problem);
     EXPECT_EQ(BalanceOfTheBank(), AmountText(FirstBalance() - (row.has_moved ? 1234 : 0)));
   }
 }

@@ -26,17 +26,23 @@ constexpr unsigned short kHbci22 = 220;
 
 std::string TextOf(const HbError& error) { return ForOutput(demo::FullText(error)); }
 
+}  // namespace
+
 int CodeOf(Outcome outcome) {
   if (outcome == Outcome::kRefused) return kBankRefused;
   if (outcome == Outcome::kUncertain) return kUncertain;
   return kFindings;
 }
 
-}  // namespace
-
 int Complain(const std::string& text, int code) {
   std::fprintf(stderr, "tmx client: %s\n", text.c_str());
   return code;
+}
+
+// The job shares the key's bytes; whoever has them last can wipe them.
+Client::~Client() {
+  if (job_ != nullptr) job_->SetProtocolPathAndKey(String(), String());
+  Wipe(log_key_);
 }
 
 bool Client::Load(std::string& problem) {
@@ -73,10 +79,10 @@ bool Client::OpenLog(std::string& problem) {
   if (options_.log.empty()) return true;
   // As tmx log reads it. Of a longer text the rest would not count, and hexadecimal digits would
   // make a key of half the bits.
-  const String key = ReadLogKey("--key-file", options_.key_file);
-  if (key.Len() > LogKey::Size())
+  log_key_ = ReadLogKey("--key-file", options_.key_file);
+  if (log_key_.Len() > LogKey::Size())
     throw UnusableKey("--key-file", options_.key_file, "the key of a log must be 16 bytes");
-  job_->SetProtocolPathAndKey(options_.log.c_str(), key);
+  job_->SetProtocolPathAndKey(options_.log.c_str(), log_key_);
   if (job_->GetProtocol() != nullptr) return true;
   HbError error;  // asked again, the job says why
   if (job_->OpenNewProtocol(error)) return true;
@@ -139,13 +145,12 @@ int Client::Converse(const Work& work) {
         return transport.Exchange(message, answer, why);
       },
       how);
-  int exit_code = conversation.Open() ? work(conversation, *stored_) : kFindings;
+  const int exit_code = conversation.Open() ? work(conversation, *stored_) : kFailed;
   const Outcome outcome = conversation.LastOutcome();
   const std::string problem = conversation.Problem();
   conversation.Close();
   progress.Hide();
-  if (exit_code == kDone || outcome == Outcome::kDone) return exit_code;
-  return Complain(ForOutput(problem), CodeOf(outcome));
+  return exit_code == kFailed ? Complain(ForOutput(problem), CodeOf(outcome)) : exit_code;
 }
 
 int Client::Run(const Work& work) {

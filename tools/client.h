@@ -21,12 +21,15 @@ struct ClientOptions {
   bool json = false;
   std::string account, from, to;                               // statement
   std::string pain, pain_format, iban, name, amount, purpose;  // transfer
+  std::string payment;                                         // what the file `pain` holds
 };
 
 // What a run ends with beside the codes of all commands.
 inline constexpr int kBankRefused = 3;
 inline constexpr int kUncertain = 5;  // a transfer was sent, but nobody knows what became of it
 
+// The code of a conversation that has failed.
+int CodeOf(demo::Outcome outcome);
 // Says what went wrong, and gives the code.
 int Complain(const std::string& text, int code);
 
@@ -34,13 +37,18 @@ int Complain(const std::string& text, int code);
 class Client {
  public:
   using Work = std::function<int(demo::Conversation&, const demo::StoredUser&)>;
+  // What work ends with whose conversation has a problem that is not said yet.
+  static constexpr int kFailed = -1;
 
   explicit Client(const ClientOptions& options)
       : options_(options), prompt_(options.pin_file, options.tan_file, options.picture) {}
+  ~Client();
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
 
   // Opens a dialog, does the work, closes the dialog and keeps what was learnt. Work that ends with
-  // another code than 0 has left a problem in the conversation, or has said itself what it is. What
-  // happened at the bank decides about the code: what cannot be written afterwards is only said.
+  // another code than 0 and kFailed has said itself what the problem is. What happened at the bank
+  // decides about the code: what cannot be written afterwards is only said.
   int Run(const Work& work);
 
  private:
@@ -55,6 +63,7 @@ class Client {
   ClientPrompt prompt_;
   std::unique_ptr<demo::StoredUser> stored_ = std::make_unique<demo::StoredUser>();
   std::unique_ptr<demo::ParameterStore> store_;
+  String log_key_;
   std::unique_ptr<HbJob> job_;
   std::unique_ptr<HbMacroEngine> engine_;
 };

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "demo/host/payment_writer.h"
+#include "tools/client_files.h"
 #include "tools/client_orders.h"
 #include "tools/command.h"
 
@@ -61,7 +62,8 @@ CLI::App* AddOrder(CLI::App& client, const char* name, const char* help, Order o
   command
       ->add_option("--data", options->data,
                    "below it the parameter data are kept, by default beside the program")
-      ->type_name("DIR");
+      ->type_name("DIR")
+      ->needs("--key-file");
   command->add_option("--log", options->log, "makes a communication log there")
       ->type_name("DIR")
       ->needs("--key-file");
@@ -75,6 +77,8 @@ CLI::App* AddOrder(CLI::App& client, const char* name, const char* help, Order o
   command->add_option("--medium", options->medium, "name of the TAN medium, one that init lists");
   command->add_flag("--json", options->json, "print JSON");
   command->callback([=, &exit_code] {
+    exit_code = TakeFiles(*options);
+    if (exit_code != kDone) return;
     exit_code =
         Client(*options).Run([&](demo::Conversation& conversation, const demo::StoredUser& stored) {
           return order(*options, conversation, stored);
@@ -132,8 +136,8 @@ void AddClientCommand(CLI::App& program, int& exit_code) {
   what->require_option(1);
   transfer
       ->add_option("--pain-format", options->pain_format,
-                   "URN of the pain.001, by default of pain.001.001.03; without --pain that or\n"
-                   "pain.001.001.09")
+                   "URN of the pain.001, by default that in the file; without --pain that of\n"
+                   "pain.001.001.03, the default, or of pain.001.001.09")
       ->check([pain](const std::string& text) -> std::string {
         if (pain->count() > 0 || text == demo::kPain00103 || text == demo::kPain00109) return "";
         return "a payment is written as " + std::string(demo::kPain00103) + " or " +

@@ -11,7 +11,6 @@
 #include "demo/host/segment_values.h"
 #include "tools/command.h"
 #include "tools/output.h"
-#include "tools/read_file.h"
 #include "tools/utf8.h"
 
 namespace tmx::tools {
@@ -108,7 +107,7 @@ int ShowAccess(const ClientOptions& options, Conversation& conversation, const S
   const Json accounts = AccountsInParameters(stored.user, table);
   const Json procedures = Procedures(stored, table);
   Json media = Json::array();
-  if (!Media(conversation, stored, media, table)) return kFindings;
+  if (!Media(conversation, stored, media, table)) return Client::kFailed;
   Json texts = Json::array();
   for (const std::string& text : conversation.BankTexts()) {
     texts.push_back(Utf8(text));
@@ -129,7 +128,7 @@ int ShowAccess(const ClientOptions& options, Conversation& conversation, const S
 
 int ListAccounts(const ClientOptions& options, Conversation& conversation, const StoredUser&) {
   std::vector<BankAccount> accounts;
-  if (!conversation.Accounts(accounts)) return kFindings;
+  if (!conversation.Accounts(accounts)) return Client::kFailed;
   Json json = Json::array();
   std::string table;
   for (const BankAccount& account : accounts) {
@@ -148,17 +147,49 @@ int ListAccounts(const ClientOptions& options, Conversation& conversation, const
 
 namespace {
 
-// The accounts that are meant: the one that was named, or all.
-bool ChosenAccounts(const ClientOptions& options, Conversation& conversation,
-                    std::vector<BankAccount>& chosen) {
+// The accounts that are meant: the one that was named, or all. Gives an exit code.
+int ChooseAccounts(const ClientOptions& options, Conversation& conversation,
+                   std::vector<BankAccount>& chosen) {
   std::vector<BankAccount> accounts;
-  if (!conversation.Accounts(accounts)) return false;
+  if (!conversation.Accounts(accounts)) return Client::kFailed;
   for (BankAccount& account : accounts)
     if (options.account.empty() || account.iban == options.account ||
         account.number == options.account)
       chosen.push_back(std::move(account));
-  if (chosen.empty()) Complain("the bank names no account " + options.account, kFindings);
-  return !chosen.empty();
+  return chosen.empty() ? Complain("the bank names no account " + options.account, kFindings)
+                        : kDone;
+}
+
+std::string NameOf(const BankAccount& account) {
+  return account.iban.empty() ? account.number : account.iban;
+}
+
+// Whether the dialog goes on after a failure.
+bool GoesOn(const Conversation& conversation) {
+  return !conversation.IsRefused() && (conversation.LastOutcome() == demo::Outcome::kRefused ||
+                                       conversation.LastOutcome() == demo::Outcome::kForbidden);
+}
+
+// Asks for something of each account that is meant, which adds to its JSON. What fails for one
+// costs that one only, or those that follow, too, where nothing more can be asked.
+template <class Ask>
+int AskForEach(const ClientOptions& options, Conversation& conversation, Json& json, Ask ask) {
+  std::vector<BankAccount> accounts;
+  if (const int code = ChooseAccounts(options, conversation, accounts); code != kDone) return code;
+  int exit_code = kDone;
+  bool goes_on = true;
+  for (const BankAccount& account : accounts) {
+    Json& answer =
+        json.emplace_back(Json{{"iban", Utf8(account.iban)}, {"number", Utf8(account.number)}});
+    if (goes_on && ask(account, answer)) continue;
+    const std::string problem =
+        goes_on ? conversation.Problem() : "not asked for after what went wrong before";
+    answer["error"] = Utf8(problem);
+    exit_code = std::max(exit_code, CodeOf(conversation.LastOutcome()));
+    Complain(ForOutput(NameOf(account) + ": " + problem), exit_code);
+    goes_on = goes_on && GoesOn(conversation);
+  }
+  return exit_code;
 }
 
 std::string BytesOf(const HbBinaryVariable& variable) {
@@ -168,26 +199,22 @@ std::string BytesOf(const HbBinaryVariable& variable) {
 }  // namespace
 
 int ShowBalances(const ClientOptions& options, Conversation& conversation, const StoredUser&) {
-  std::vector<BankAccount> accounts;
-  if (!ChosenAccounts(options, conversation, accounts)) return kFindings;
   Json json = Json::array();
   std::string table;
-  for (const BankAccount& account : accounts) {
-    Ref<HbSegment> balance;
-    if (!conversation.Balance(account, balance)) return kFindings;
-    const std::string amount = (TextOf(*balance, field::kBookedSign) == "D" ? "-" : "") +
-                               WithTwoDecimals(TextOf(*balance, field::kBookedAmount));
-    const std::string currency = TextOf(*balance, field::kBookedCurrency);
-    json.push_back({{"iban", Utf8(account.iban)},
-                    {"number", Utf8(account.number)},
-                    {"booked", Utf8(amount)},
-                    {"currency", Utf8(currency)}});
-    table += ForOutput((account.iban.empty() ? account.number : account.iban) + "  " + amount +
-                       ' ' + currency) +
-             '\n';
-  }
-  Print(options, json, table);
-  return kDone;
+  const int code =
+      AskForEach(options, conversation, json, [&](const BankAccount& account, Json& answer) {
+        Ref<HbSegment> balance;
+        if (!conversation.Balance(account, balance)) return false;
+        const std::string amount = (TextOf(*balance, field::kBookedSign) == "D" ? "-" : "") +
+                                   WithTwoDecimals(TextOf(*balance, field::kBookedAmount));
+        const std::string currency = TextOf(*balance, field::kBookedCurrency);
+        answer["booked"] = Utf8(amount);
+        answer["currency"] = Utf8(currency);
+        table += ForOutput(NameOf(account) + "  " + amount + ' ' + currency) + '\n';
+        return true;
+      });
+  if (!json.empty()) Print(options, json, table);
+  return code;
 }
 
 bool ParseDay(const std::string& text, HbDate& day) {
@@ -200,33 +227,39 @@ bool ParseDay(const std::string& text, HbDate& day) {
   return part(4, 2) >= 1 && part(4, 2) <= 12 && part(6, 2) >= 1 && part(6, 2) <= 31;
 }
 
+namespace {
+
+// The statements on a page, in UTF-8, and in `table` as they are shown. XML is UTF-8 already; a
+// page of it may hold a document for each day.
+void AddPage(const HbSegment& page, Json& texts, std::string& table) {
+  const bool is_xml = demo::CodeOf(page) == "HICAZ";
+  for (unsigned long at = 0; const auto* booked = page.GetBinaryVar(field::kStatement + at); ++at) {
+    const std::string text = BytesOf(*booked);
+    texts.push_back(is_xml ? text : Utf8(text));
+    table += is_xml ? text + '\n' : ForOutput(text);
+  }
+}
+
+}  // namespace
+
 int PrintStatements(const ClientOptions& options, Conversation& conversation, const StoredUser&) {
   HbDate from;
   HbDate to;
   ParseDay(options.from, from);
   ParseDay(options.to, to);
-  std::vector<BankAccount> accounts;
-  if (!ChosenAccounts(options, conversation, accounts)) return kFindings;
   Json json = Json::array();
   std::string table;
-  for (const BankAccount& account : accounts) {
-    std::vector<Ref<HbSegment>> pages;
-    if (!conversation.Statement(account, from, to, pages)) return kFindings;
-    Json texts = Json::array();
-    for (const Ref<HbSegment>& page : pages) {
-      // XML is UTF-8 already; a page may hold a document for each day.
-      const bool is_xml = demo::CodeOf(*page) == "HICAZ";
-      for (unsigned long at = 0; const auto* booked = page->GetBinaryVar(field::kStatement + at);
-           ++at) {
-        const std::string text = BytesOf(*booked);
-        texts.push_back(is_xml ? text : Utf8(text));
-        table += is_xml ? text + '\n' : ForOutput(text);
-      }
-    }
-    json.push_back({{"iban", Utf8(account.iban)}, {"pages", texts}});
-  }
-  Print(options, json, table);
-  return kDone;
+  const int code =
+      AskForEach(options, conversation, json, [&](const BankAccount& account, Json& answer) {
+        std::vector<Ref<HbSegment>> pages;
+        if (!conversation.Statement(account, from, to, pages)) return false;
+        Json& texts = answer["pages"] = Json::array();
+        for (const Ref<HbSegment>& page : pages) AddPage(*page, texts, table);
+        if (texts.empty()) table += ForOutput(NameOf(account) + "  no bookings") + '\n';
+        return true;
+      });
+  if (!json.empty()) Print(options, json, table);
+  return code;
 }
 
 // ---- transfer ---------------------------------------------------------------------------------
@@ -278,17 +311,12 @@ void DropWhatCannotBePrinted() {
 int MakeTransfer(const ClientOptions& options, Conversation& conversation,
                  const StoredUser& stored) {
   std::vector<BankAccount> accounts;
-  if (!ChosenAccounts(options, conversation, accounts)) return kFindings;
+  if (const int code = ChooseAccounts(options, conversation, accounts); code != kDone) return code;
   const std::string format = options.pain_format.empty() ? demo::kPain00103 : options.pain_format;
-  std::string pain;
-  if (options.pain.empty()) {
-    pain = demo::PainOf(PaymentOf(options, accounts[0], stored), format);
-    if (pain.empty()) return Complain("there are no random bytes for the payment's id", kFindings);
-  } else {
-    const auto file = ReadFile(options.pain);
-    if (!file) return Complain(options.pain + ": cannot be read", kFindings);
-    pain = *file;
-  }
+  const std::string pain = options.pain.empty()
+                               ? demo::PainOf(PaymentOf(options, accounts[0], stored), format)
+                               : options.payment;
+  if (pain.empty()) return Complain("there are no random bytes for the payment's id", kFindings);
   if (conversation.Transfer(accounts[0], format, pain)) {
     Print(options, Json{{"transferred", true}}, "The bank has taken the transfer.\n");
     DropWhatCannotBePrinted();
@@ -296,7 +324,7 @@ int MakeTransfer(const ClientOptions& options, Conversation& conversation,
   }
   if (conversation.LastOutcome() == demo::Outcome::kUncertain)
     Print(options, Json{{"transferred", nullptr}}, "");
-  return kFindings;
+  return Client::kFailed;
 }
 
 }  // namespace tmx::tools

@@ -1,5 +1,5 @@
 // The work of the subcommands of tmx client. Each prints its result, as a table or as JSON, and
-// gives an exit code; where that is not 0, the conversation has the problem or it has been said.
+// gives an exit code; where that is not 0, the problem has been said, or it is Client::kFailed.
 #pragma once
 
 #include "tools/client.h"

@@ -4,11 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string_view>
 
+#include "tools/last_will.h"
 #include "tools/output.h"
 #include "tools/silent_terminal.h"
 
@@ -31,24 +33,51 @@ std::string Harmless(std::string_view latin1) {
   return ForOutput(text);
 }
 
+// The ending of a picture's file, by which programs know what it is.
+struct PictureEnding {
+  std::string_view type;
+  std::string_view ending;
+};
+constexpr PictureEnding kEndings[] = {
+    {"image/png", ".png"}, {"image/jpeg", ".jpg"},     {"image/gif", ".gif"},
+    {"image/bmp", ".bmp"}, {"image/svg+xml", ".svg"},  {"image/tiff", ".tif"},
+    {"image/jpg", ".jpg"}, {"image/x-ms-bmp", ".bmp"}, {"image/webp", ".webp"},
+};
+
+// Empty for a type that is not known.
+std::string EndingOf(std::string type) {
+  std::ranges::transform(type, type.begin(), [](unsigned char c) { return std::tolower(c); });
+  const auto found = std::ranges::find(kEndings, type, &PictureEnding::type);
+  return found == std::end(kEndings) ? "" : std::string(found->ending);
+}
+
 // Only the user may read it.
-int MakeFile(std::string& path) {
-  if (!path.empty()) return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+int MakeFile(const std::string& path) {
+  return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+}
+// The same where nothing else is.
+int MakeTemporary(const std::string& ending, std::string& path) {
   std::error_code ignored;
-  path = (std::filesystem::temp_directory_path(ignored) / "tmx_challenge_XXXXXX").string();
-  return mkostemp(path.data(), O_CLOEXEC);
+  const std::string name = "tmx_challenge_XXXXXX" + ending;
+  path = (std::filesystem::temp_directory_path(ignored) / name).string();
+  return mkostemps(path.data(), static_cast<int>(ending.size()), O_CLOEXEC);
 }
 
 }  // namespace
 
-ClientPrompt::~ClientPrompt() {
-  if (is_picture_ours_) unlink(picture_.c_str());
+void ClientPrompt::DropPicture() {
+  if (!is_picture_ours_) return;
+  unlink(picture_.c_str());
+  RemoveAtSignal("");
+  is_picture_ours_ = false;
+  picture_.clear();
 }
 
-bool ClientPrompt::KeepPicture(const std::string& bytes) {
-  const bool is_named = !picture_.empty() && !is_picture_ours_;
-  const int file = MakeFile(picture_);
-  is_picture_ours_ = !is_named && file >= 0;
+bool ClientPrompt::KeepPicture(const std::string& type, const std::string& bytes) {
+  DropPicture();
+  is_picture_ours_ = picture_.empty();
+  const int file = is_picture_ours_ ? MakeTemporary(EndingOf(type), picture_) : MakeFile(picture_);
+  if (is_picture_ours_) RemoveAtSignal(picture_);
   if (file < 0) return false;
   const bool written =
       write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
@@ -60,7 +89,7 @@ void ClientPrompt::Show(const demo::Challenge& challenge) {
   if (challenge.kind == demo::ChallengeKind::kFlicker)
     std::fprintf(stderr, "Flicker code: %s\n", Harmless(challenge.bytes).c_str());
   if (challenge.kind != demo::ChallengeKind::kPicture) return;
-  const bool kept = KeepPicture(challenge.bytes);
+  const bool kept = KeepPicture(challenge.type, challenge.bytes);
   std::fprintf(stderr, kept ? "Picture (%s): %s\n" : "The picture (%s) cannot be written: %s\n",
                Harmless(challenge.type).c_str(), picture_.c_str());
 }
@@ -97,7 +126,10 @@ bool ClientPrompt::Ask(const std::string& question, SecretBytes& secret) {
 
 bool ClientPrompt::IsConfirmed() {
   SilentTerminal terminal;
-  if (!terminal.IsReady()) return false;
+  if (!terminal.IsReady()) {
+    std::fprintf(stderr, "tmx client: no terminal to ask on whether the order is confirmed\n");
+    return false;
+  }
   terminal.Say("Press Enter once it is confirmed, or type n to give up: ");
   std::string line;
   const bool given = terminal.ReadLine(line);

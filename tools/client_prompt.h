@@ -16,12 +16,13 @@ namespace tmx::tools {
 class ClientPrompt {
  public:
   // Empty paths ask on the terminal. A challenge's picture is put into a file; without a path into
-  // one of the system's directory for such files, which goes with this object.
+  // one of the system's directory for such files, named by its type, which goes with this object,
+  // with the next picture, or with a signal that ends the program.
   ClientPrompt(std::string pin_file, std::string tan_file, std::string picture)
       : pin_file_(std::move(pin_file)),
         tan_file_(std::move(tan_file)),
         picture_(std::move(picture)) {}
-  ~ClientPrompt();
+  ~ClientPrompt() { DropPicture(); }
   ClientPrompt(const ClientPrompt&) = delete;
   ClientPrompt& operator=(const ClientPrompt&) = delete;
 
@@ -36,7 +37,8 @@ class ClientPrompt {
   bool GiveItem(HbCallbackItem& item, const String& message);
   bool Ask(const std::string& question, SecretBytes& secret);
   bool FromFile(const std::string& path, SecretBytes& secret);
-  bool KeepPicture(const std::string& bytes);
+  bool KeepPicture(const std::string& type, const std::string& bytes);
+  void DropPicture();
 
   std::string pin_file_;
   std::string tan_file_;

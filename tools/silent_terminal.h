@@ -7,19 +7,23 @@
 
 #include <string_view>
 
+#include "tools/last_will.h"
+
 namespace tmx::tools {
 
-// A terminal whose echo is off while this lives.
+// A terminal whose echo is off while this lives. A signal that ends the program turns it on, too.
 class SilentTerminal {
  public:
   SilentTerminal() : terminal_(open("/dev/tty", O_RDWR | O_CLOEXEC)) {
     if (terminal_ < 0 || tcgetattr(terminal_, &before_) != 0) return;
     termios silent = before_;
     silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    RestoreAtSignal(terminal_, before_);
     is_silent_ = tcsetattr(terminal_, TCSAFLUSH, &silent) == 0;
   }
   ~SilentTerminal() {
     if (is_silent_) tcsetattr(terminal_, TCSAFLUSH, &before_);
+    RestoreAtSignal(-1, before_);
     if (terminal_ >= 0) close(terminal_);
   }
   SilentTerminal(const SilentTerminal&) = delete;

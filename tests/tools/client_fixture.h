@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "demo/bank/secrets.h"
 #include "tests/support/temp_dir.h"
@@ -58,9 +60,9 @@ class ClientTest : public testing::Test {
     Write("script", script);
     // The bank says with which PIN to try it.
     const std::string log = secrets_.File("bank" + std::to_string(++runs_));
-    const std::string command = "exec " + program_ +
-                                " bank serve --port 0 --time-limit 100 --script " +
-                                secrets_.File("script") + " >" + log + " 2>&1";
+    const std::string command = "exec " + program_ + " bank serve --port 0 --time-limit 100 " +
+                                bank_options_ + " --script " + secrets_.File("script") + " >" +
+                                log + " 2>&1";
     bank_ = fork();
     if (bank_ == 0) {
       execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
@@ -86,6 +88,12 @@ class ClientTest : public testing::Test {
     url_.clear();
   }
 
+  // A bank for a client that knows nothing of it.
+  void StartAgain(const std::string& script) {
+    std::filesystem::remove_all(written_.File("data"));
+    StartBank(script);
+  }
+
   // A client's command line; PIN and TAN come from files unless it asks for them.
   std::string Command(const std::string& arguments, bool asks = false) const {
     const std::string secrets =
@@ -96,12 +104,46 @@ class ClientTest : public testing::Test {
            written_.File("log");
   }
 
-  Ending Client(const std::string& arguments) {
+  Ending Client(const std::string& arguments) { return Run(Command(arguments)); }
+
+  Ending Run(const std::string& command) {
     const std::string out = written_.File("out" + std::to_string(++runs_));
-    const std::string command =
-        "timeout 60 " + Command(arguments) + " >" + out + " 2>&1 </dev/null";
-    const int status = std::system(command.c_str());
+    const int status =
+        std::system(("timeout 60 " + command + " >" + out + " 2>&1 </dev/null").c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Content(out)};
+  }
+
+  // Another one than the others have takes the place of an option.
+  Ending ClientWithout(const std::string& option, const std::string& arguments) {
+    std::string command = Command(arguments);
+    const std::size_t last = command.rfind(' ' + option + ' ');
+    if (last != command.find(' ' + option + ' '))
+      command.erase(last, command.find(' ', last + option.size() + 2) - last);
+    return Run(command);
+  }
+
+  // Of the accounts, in the bank's order.
+  std::vector<std::string> Ibans() {
+    std::istringstream lines(Client("accounts").output);
+    std::vector<std::string> ibans;
+    for (std::string line; std::getline(lines, line);)
+      ibans.push_back(line.substr(0, line.find(' ')));
+    return ibans;
+  }
+
+  // What the newest log holds.
+  std::string LastLog() {
+    std::string newest;
+    for (const auto& entry : std::filesystem::directory_iterator(written_.File("log")))
+      newest = std::max(newest, entry.path().string());
+    return Decrypted(newest);
+  }
+  std::string Decrypted(const std::string& log) {
+    const std::string shown = secrets_.File("shown");
+    const std::string command =
+        program_ + " log cat " + log + " --key-file " + secrets_.File("key") + " >" + shown;
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+    return Content(shown);
   }
 
   // Neither as they stand nor behind the encryption of the logs.
@@ -112,13 +154,9 @@ class ClientTest : public testing::Test {
       ++files;
       ExpectNoSecret(Content(entry.path().string()), entry.path().string());
       if (entry.path().extension() != ".pro") continue;
-      const std::string shown = secrets_.File("shown");
-      const std::string command = program_ + " log cat " + entry.path().string() + " --key-file " +
-                                  secrets_.File("key") + " >" + shown;
-      EXPECT_EQ(std::system(command.c_str()), 0) << command;
-      EXPECT_THAT(Content(shown), testing::HasSubstr("HKIDN"))
-          << "the log is readable with its key";
-      ExpectNoSecret(Content(shown), entry.path().string());
+      const std::string log = Decrypted(entry.path().string());
+      EXPECT_THAT(log, testing::HasSubstr("HKIDN")) << "the log is readable with its key";
+      ExpectNoSecret(log, entry.path().string());
     }
     EXPECT_GT(files, 0u);
   }
@@ -132,6 +170,7 @@ class ClientTest : public testing::Test {
   static inline std::string macros_;
   TempDir secrets_;
   TempDir written_;
+  std::string bank_options_;
   std::string url_;
   pid_t bank_ = 0;
   int runs_ = 0;

@@ -1,6 +1,7 @@
 // tmx client on a terminal: the bar that tells how far it is, and the questions for PIN and TAN.
 #include <gmock/gmock.h>
 #include <pty.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <regex>
@@ -92,7 +93,21 @@ class ClientOnATerminal : public ClientTest {
     return ending;
   }
 
+  // From one account to the other; its challenge's picture goes into a directory of its own.
+  std::string Transfer(bool asks, const std::string& more = "") {
+    std::filesystem::create_directory(pictures_);
+    return "env TMPDIR=" + pictures_ + ' ' +
+           Command("transfer --account 1000471101 --name Erika --amount 1 " + more + " --to " +
+                       Ibans().at(1),
+                   asks);
+  }
+  std::size_t PictureCount() const {
+    const std::filesystem::directory_iterator pictures(pictures_);
+    return static_cast<std::size_t>(std::distance(begin(pictures), end(pictures)));
+  }
+
   std::string out_ = written_.File("result");
+  std::string pictures_ = written_.File("pictures");
 };
 
 TEST_F(ClientOnATerminal, DrawsABarForEachMessageAndErasesIt) {
@@ -147,14 +162,8 @@ TEST_F(ClientOnATerminal, ErasesTheBarBeforeItComplains) {
 
 TEST_F(ClientOnATerminal, AsksForSecretsWithoutEchoOnLinesOfTheirOwn) {
   StartBank("");
-  const std::string account = Client("accounts --json").output;
-  const std::size_t last = account.rfind("\"iban\": \"");
-  ASSERT_NE(last, std::string::npos) << account;
-  const Ending ending =
-      OnTerminal(Command("transfer --account 1000471101 --name Erika --amount 1 --to " +
-                             account.substr(last + 9, 22),
-                         true),
-                 {{"PIN: ", std::string(demo::kPin)}, {"TAN: ", std::string(demo::kTan)}});
+  const Ending ending = OnTerminal(
+      Transfer(true), {{"PIN: ", std::string(demo::kPin)}, {"TAN: ", std::string(demo::kTan)}});
   EXPECT_EQ(ending.code, 0) << ending.output;
   ExpectNoSecret(ending.output, "the terminal");
   const std::vector<std::string> lines = LinesOf(ending.output);
@@ -163,6 +172,75 @@ TEST_F(ClientOnATerminal, AsksForSecretsWithoutEchoOnLinesOfTheirOwn) {
   EXPECT_THAT(lines, Contains("The bank has taken the transfer."));
   EXPECT_THAT(lines, testing::Each(Not(StartsWith("["))));
   ExpectNoSecrets();
+}
+
+constexpr const char* kIsConfirmed = "Press Enter once it is confirmed, or type n to give up: ";
+
+TEST_F(ClientOnATerminal, AsksTheUserBeforeEachQuestionForAConfirmation) {
+  bank_options_ = "--ask-by-hand --confirm-after 1";
+  StartBank("");
+  const Ending ending =
+      OnTerminal(Transfer(false, "--procedure 946"), {{kIsConfirmed, ""}, {kIsConfirmed, ""}});
+  EXPECT_EQ(ending.code, 0) << ending.output;
+  const std::vector<std::string> lines = LinesOf(ending.output);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), kIsConfirmed), 2);
+  EXPECT_THAT(lines, Contains("The bank has taken the transfer."));
+}
+
+TEST_F(ClientOnATerminal, LeavesATransferThatItsUserDoesNotConfirm) {
+  bank_options_ = "--ask-by-hand";
+  StartBank("");
+  const Ending ending = OnTerminal(Transfer(false, "--procedure 946"), {{kIsConfirmed, "n"}});
+  EXPECT_EQ(ending.code, 5) << ending.output;
+  EXPECT_THAT(ending.output, HasSubstr("confirmed later, it is still carried out"));
+}
+
+TEST_F(ClientOnATerminal, WithoutATerminalNobodyCanSayThatHeHasConfirmed) {
+  bank_options_ = "--ask-by-hand";
+  StartBank("");
+  const Ending ending = Run("setsid " + Transfer(false, "--procedure 946"));
+  EXPECT_EQ(ending.code, 5) << ending.output;
+  EXPECT_THAT(ending.output, HasSubstr("no terminal to ask on whether the order is confirmed\n"));
+}
+
+// Named by its type, so that programs show it.
+TEST_F(ClientOnATerminal, RemovesThePictureOfAChallenge) {
+  StartBank("");
+  const Ending ending = OnTerminal(Transfer(false, "--medium 'Leser + Kamera'"));
+  EXPECT_EQ(ending.code, 0) << ending.output;
+  EXPECT_THAT(ending.output, HasSubstr("Picture (image/png): " + pictures_ + "/tmx_challenge_"));
+  EXPECT_THAT(ending.output, HasSubstr(".png\r\n"));
+  EXPECT_EQ(PictureCount(), 0u);
+}
+
+TEST_F(ClientOnATerminal, LeavesNoPictureAndAnEchoWhenItIsInterruptedAtTheQuestion) {
+  StartBank("");
+  Write("steps", "trap : INT\n" + Transfer(true, "--medium 'Leser + Kamera'") +
+                     "\necho ended with $?\nstty\n");
+  const std::string interrupt = "\x03";
+  const Ending ending = OnTerminal("sh " + secrets_.File("steps"),
+                                   {{"PIN: ", std::string(demo::kPin)}, {"TAN: ", interrupt}});
+  EXPECT_THAT(ending.output, HasSubstr(".png\r\n"));
+  EXPECT_THAT(ending.output, HasSubstr("ended with " + std::to_string(128 + SIGINT)));
+  EXPECT_THAT(ending.output, HasSubstr("baud"));
+  EXPECT_THAT(ending.output, Not(HasSubstr("-echo")));
+  EXPECT_EQ(PictureCount(), 0u);
+}
+
+TEST_F(ClientOnATerminal, RemovesThePictureWhenItIsEnded) {
+  StartBank("");
+  const std::string tan = secrets_.File("pipe");
+  ASSERT_EQ(mkfifo(tan.c_str(), 0600), 0);
+  std::string command = Transfer(false, "--medium 'Leser + Kamera'");
+  const std::string file = secrets_.File("tan");
+  command.replace(command.find(file), file.size(), tan);
+  // It waits for somebody to write into the pipe.
+  Write("steps", command + " & client=$!\nwhile ! ls " + pictures_ +
+                     " | grep png; do sleep 0.05; done\nkill -TERM $client\nwait $client\n");
+  const Ending ending = Run("sh " + secrets_.File("steps"));
+  EXPECT_EQ(ending.code, 128 + SIGTERM) << ending.output;
+  EXPECT_THAT(ending.output, HasSubstr(".png\n"));
+  EXPECT_EQ(PictureCount(), 0u);
 }
 
 }  // namespace

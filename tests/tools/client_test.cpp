@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <initializer_list>
 #include <string>
 
 #include "tests/tools/client_fixture.h"
@@ -44,10 +45,7 @@ TEST_F(ClientTest, ShowsWhatItLearntAndWhatItIsAskedFor) {
 
 TEST_F(ClientTest, MakesATransferAndShowsItsChallenge) {
   StartBank("");
-  const Ending accounts = Client("accounts --json");
-  const std::size_t last = accounts.output.rfind("\"iban\": \"");
-  ASSERT_NE(last, std::string::npos) << accounts.output;
-  const std::string to = accounts.output.substr(last + 9, 22);
+  const std::string to = Ibans().at(1);
   const Ending flicker =
       Client("transfer --account 1000471101 --name Erika --amount 12,3 --to " + to);
   EXPECT_EQ(flicker.code, 0) << flicker.output;
@@ -97,71 +95,61 @@ TEST_F(ClientTest, ChangesBetweenTheVersionsOfTheStandard) {
   ExpectNoSecrets();
 }
 
-TEST_F(ClientTest, SaysHowAMisbehavingBankEndedIt) {
-  struct Row {
-    const char* script;
-    int code;
-    const char* text;
-  };
-  constexpr Row rows[] = {
-      {"cut 200", 1, "it is cut or damaged"},
-      {"size 5", 1, "it is cut or damaged"},
-      {"message-number 8", 1, "the bank's answer has the message number 8 instead of 1"},
-      {"dialog FREMD", 1, "the bank's answer refers to another dialog"},
-      {"request 5 dialog FREMD", 1, "the bank's answer belongs to another dialog"},
-      {"garbage 5000", 1, "what the bank has sent is no message"},
-      {"empty", 1, "the bank's answer is empty"},
-      {"base64", 1, "the bank's answer is no Base64"},
-      {"status 503", 1, "the bank's server answers with status 503"},
-      {"reset", 1, "the bank's answer is cut or does not come in time"},
-      {"delay 30000", 1, "the bank's answer does not come in time"},
-      {"segment-gap 3", 0, "5012,50 EUR"},
-      {"extra 20", 0, "5012,50 EUR"},
-      {"delay 10", 0, "5012,50 EUR"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.script);
-    std::filesystem::remove_all(written_.File("data"));
-    StartBank(row.script);
-    const Ending ending = Client("balance --wait 5");
-    EXPECT_EQ(ending.code, row.code);
-    EXPECT_THAT(ending.output, HasSubstr(row.text));
+// How a client ends that meets a misbehaving bank.
+struct ScriptedEnding {
+  const char* script;
+  int code;
+  const char* text;
+};
+
+class ClientAtABadBank : public ClientTest {
+ protected:
+  // Of this client, at banks that it does not know yet.
+  void ExpectEndings(const std::string& arguments, std::initializer_list<ScriptedEnding> endings) {
+    for (const ScriptedEnding& expected : endings) {
+      SCOPED_TRACE(expected.script);
+      StartAgain(expected.script);
+      const Ending ending = Client(arguments + " --wait 5");
+      EXPECT_EQ(ending.code, expected.code);
+      EXPECT_THAT(ending.output, HasSubstr(expected.text));
+    }
+    ExpectNoSecrets();
   }
-  ExpectNoSecrets();
+};
+
+TEST_F(ClientAtABadBank, SaysHowItEnded) {
+  ExpectEndings("balance",
+                {{"cut 200", 1, "it is cut or damaged"},
+                 {"size 5", 1, "it is cut or damaged"},
+                 {"message-number 8", 1, "the bank's answer has the message number 8 instead of 1"},
+                 {"dialog FREMD", 1, "the bank's answer refers to another dialog"},
+                 {"request 5 dialog FREMD", 1, "the bank's answer belongs to another dialog"},
+                 {"garbage 5000", 1, "what the bank has sent is no message"},
+                 {"empty", 1, "the bank's answer is empty"},
+                 {"base64", 1, "the bank's answer is no Base64"},
+                 {"status 503", 1, "the bank's server answers with status 503"},
+                 {"reset", 1, "the bank's answer is cut or does not come in time"},
+                 {"delay 30000", 1, "the bank's answer does not come in time"},
+                 {"segment-gap 3", 0, "5012,50 EUR"},
+                 {"extra 20", 0, "5012,50 EUR"},
+                 {"delay 10", 0, "5012,50 EUR"}});
 }
 
 const std::string kTransfer =
     "transfer --account 1000471101 --name Erika --amount 1 --to DE02120300000000202051";
 
 // The sixth message is the transfer, the seventh brings the TAN.
-TEST_F(ClientTest, SaysNoTransferIsMadeThatTheBankHasNotMade) {
-  struct Row {
-    const char* script;
-    int code;
-    const char* text;
-  };
-  constexpr Row rows[] = {
-      {"request 6 drop HITAN", 5,
-       "the bank wants a TAN, but its answer has no HITAN; the transfer "
-       "may have been carried out"},
-      {"request 6 drop HIRMS", 5, "the transfer may have been carried out"},
-      {"request 7 drop HIRMS", 5, "the transfer may have been carried out"},
-      {"request 7 cut 100", 5, "the transfer may have been carried out"},
-      {"request 7 reset", 5, "the transfer may have been carried out"},
-      {"request 7 delay 30000", 5, "the transfer may have been carried out"},
-      {"extra 3", 0, "The bank has taken the transfer.\n"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.script);
-    std::filesystem::remove_all(written_.File("data"));
-    StartBank(row.script);
-    const Ending ending = Client(
-        "transfer --account 1000471101 --name Erika --amount 1 --wait 5 "
-        "--to DE02120300000000202051");
-    EXPECT_EQ(ending.code, row.code);
-    EXPECT_THAT(ending.output, HasSubstr(row.text));
-  }
-  ExpectNoSecrets();
+TEST_F(ClientAtABadBank, SaysNoTransferIsMadeThatTheBankHasNotMade) {
+  const char* const uncertain = "the transfer may have been carried out";
+  ExpectEndings(kTransfer, {{"request 6 drop HITAN", 5,
+                             "the bank wants a TAN, but its answer has no HITAN; the transfer "
+                             "may have been carried out"},
+                            {"request 6 drop HIRMS", 5, uncertain},
+                            {"request 7 drop HIRMS", 5, uncertain},
+                            {"request 7 cut 100", 5, uncertain},
+                            {"request 7 reset", 5, uncertain},
+                            {"request 7 delay 30000", 5, uncertain},
+                            {"extra 3", 0, "The bank has taken the transfer.\n"}});
 }
 
 TEST_F(ClientTest, SaysInJsonThatNobodyKnowsWhatBecameOfATransfer) {
@@ -212,6 +200,116 @@ TEST_F(ClientTest, SendsNothingWhereTheParametersCannotBeKept) {
   EXPECT_THAT(ending.output, HasSubstr("users.par"));
   std::filesystem::remove(written_.File("data"));
   EXPECT_THAT(Client("balance --account 1000471101").output, HasSubstr("  3915,12 EUR\n"));
+}
+
+// An order would wait at the bank for what is found missing only then.
+TEST_F(ClientTest, LooksAtItsFilesBeforeAnythingIsSent) {
+  url_ = "http://127.0.0.1:9/";  // nobody is asked
+  const std::string empty = written_.File("empty");
+  std::ofstream(empty).close();
+  const std::string missing = written_.File("missing");
+  for (const std::string option : {"--pin-file", "--tan-file", "--ca"}) {
+    for (const auto& [file, why] :
+         {std::pair(missing, "No such file or directory"),
+          std::pair(written_.Path(), "Is a directory"), std::pair(empty, "is empty")}) {
+      const Ending ending = ClientWithout(option, kTransfer + ' ' + option + ' ' + file);
+      EXPECT_EQ(ending.code, 2);
+      EXPECT_EQ(ending.output, "tmx client: " + option + ' ' + file + ": " + why + '\n');
+    }
+  }
+  EXPECT_FALSE(std::filesystem::exists(written_.File("data")));
+}
+
+TEST_F(ClientTest, LooksAtAPaymentBeforeAnythingIsSent) {
+  url_ = "http://127.0.0.1:9/";
+  const std::string file = written_.File("payment");
+  const auto expect = [&](const std::string& content, const std::string& why,
+                          const std::string& more = "") {
+    std::ofstream(file) << content;
+    const Ending ending = Client("transfer --account 1000471101 --pain " + file + more);
+    EXPECT_EQ(ending.code, 2);
+    EXPECT_EQ(ending.output, "tmx client: --pain " + file + ": " + why + '\n');
+  };
+  const std::string urn = "urn:iso:std:iso:20022:tech:xsd:pain.001.001.09";
+  const std::string pain = "<Document xmlns=\"" + urn + "\"></Document>";
+  expect("", "is empty");
+  expect("IBAN;BIC\n", "is no XML in UTF-8, or not whole");
+  expect(pain.substr(0, pain.size() - 2), "is no XML in UTF-8, or not whole");
+  expect("<html/>", "is no pain.001: its root names no namespace");
+  expect("<Document xmlns='urn:x:camt.053.001.02'/>",
+         "is no pain.001: its namespace is urn:x:camt.053.001.02");
+  expect(pain, "is in the namespace " + urn + ", which is not urn:x:pain.001.001.03",
+         " --pain-format urn:x:pain.001.001.03");
+  expect(pain + std::string(10 << 20, ' '), "is longer than the longest message, 9999 KB");
+  std::filesystem::remove(file);
+  EXPECT_THAT(Client("transfer --account 1000471101 --pain " + file).output,
+              HasSubstr(file + ": No such file or directory\n"));
+}
+
+// The format is that of the file.
+TEST_F(ClientTest, SendsAPaymentThatItIsGiven) {
+  StartBank("");
+  const std::string file = written_.File("payment");
+  const std::string from = Ibans().at(0);
+  const std::string to = Ibans().at(1);
+  std::ofstream(file)
+      << "<Document xmlns=\"urn:iso:std:iso:20022:tech:xsd:pain.001.001.09\"><PmtInf>"
+         "<DbtrAcct><Id><IBAN>" +
+             from +
+             "</IBAN></Id></DbtrAcct><CdtTrfTxInf><Amt>"
+             "<InstdAmt Ccy=\"EUR\">2.50</InstdAmt></Amt><Cdtr><Nm>Erika</Nm></Cdtr><CdtrAcct><Id>"
+             "<IBAN>" +
+             to + "</IBAN></Id></CdtrAcct></CdtTrfTxInf></PmtInf></Document>";
+  const Ending ending = Client("transfer --account 1000471101 --pain " + file);
+  EXPECT_EQ(ending.code, 0) << ending.output;
+  EXPECT_THAT(Client("balance --account 1000471102").output, HasSubstr("  5015,00 EUR\n"));
+}
+
+TEST_F(ClientTest, SaysWhereThereAreNoBookings) {
+  StartBank("");
+  const std::string period = " --account 1000471101 --from 20260115 --to 20260115";
+  EXPECT_EQ(Client("statement" + period).output, Ibans().at(0) + "  no bookings\n");
+  EXPECT_THAT(Client("statement --json" + period).output, HasSubstr("\"pages\": []"));
+}
+
+// The sixth message asks for the first account, the next for the others.
+TEST_F(ClientTest, AnAccountThatFailsCostsNoOther) {
+  StartBank("");
+  const std::string refused = Ibans().at(0) + ": the bank has refused: 9050 ";
+  StartAgain("request 6 refuse 9210");
+  const Ending statement = Client("statement");
+  EXPECT_EQ(statement.code, 3);
+  EXPECT_THAT(statement.output, HasSubstr("tmx client: " + refused));
+  EXPECT_THAT(statement.output, HasSubstr("; 9210 Der Auftrag ist abgelehnt."));
+  EXPECT_THAT(statement.output, HasSubstr(":25:99900011/1000471102"));
+  EXPECT_THAT(statement.output, Not(HasSubstr(":25:99900011/1000471101")));
+  StartAgain("request 6 refuse 9210");
+  const Ending balance = Client("balance --json");
+  EXPECT_EQ(balance.code, 3);
+  EXPECT_THAT(balance.output, HasSubstr("\"number\": \"1000471101\",\n    \"error\": \"the bank"));
+  EXPECT_THAT(balance.output, HasSubstr("\"booked\": \"5012,50\""));
+}
+
+TEST_F(ClientTest, AfterALostAnswerNoOtherAccountIsAskedFor) {
+  StartBank("request 7 reset");
+  const Ending ending = Client("balance");
+  EXPECT_EQ(ending.code, 1);
+  EXPECT_THAT(ending.output, HasSubstr("  3915,12 EUR\n"));
+  EXPECT_THAT(ending.output, HasSubstr("the bank's answer is cut or does not come in time"));
+  StartAgain("request 6 reset");
+  EXPECT_THAT(Client("balance").output,
+              HasSubstr(": not asked for after what went wrong before\n"));
+}
+
+TEST_F(ClientTest, KeepsTheProductBetweenRuns) {
+  StartBank("");
+  const std::string product = "9FA6681DEC0CF3046BFC2F8A6";
+  EXPECT_EQ(Client("accounts").code, 0);
+  EXPECT_THAT(LastLog(), Not(HasSubstr(product)));
+  EXPECT_EQ(Client("accounts --product " + product).code, 0);
+  EXPECT_THAT(LastLog(), HasSubstr(product));
+  EXPECT_EQ(Client("accounts").code, 0);
+  EXPECT_THAT(LastLog(), HasSubstr(product));
 }
 
 TEST_F(ClientTest, SeveralRunsShareTheirData) {

@@ -43,7 +43,7 @@ constexpr std::array kActions{
            "drop CODE         leave the segments with this code out"},
     Action{"refuse", Takes::Number, 9000, 9999,
            [](Misbehaviour& all, int number, const std::string&) { all.message.refusal = number; },
-           "refuse CODE       say of each order that it is refused with this code, 9000 to 9999"},
+           "refuse CODE       refuse each order with this code, 9000 to 9999"},
     Action{"extra", Takes::Number, 1, 1000,
            [](Misbehaviour& all, int number, const std::string&) {
              all.message.extra_segments = number;

@@ -313,14 +313,24 @@ TEST(HbMessage, TakesReferencesOnAnswerSegmentsOver) {
 }
 
 TEST(HbMessage, OwnsTheStreamOfCryptedSegments) {
-  HbMessage message;
-  auto* const stream = std::make_unique<SvCacheStream>().release();
-  message.SetCryptedSegsRep(stream);
-  message.SetCryptedSegsRep(stream);
-  EXPECT_EQ(message.GetCryptedSegsRep(), stream);
-  stream->Write("abc", 3);
-  message.SetCryptedSegsRep(std::make_unique<SvCacheStream>().release());
-  EXPECT_NE(message.GetCryptedSegsRep(), nullptr);
+  struct WatchedStream : SvCacheStream {
+    explicit WatchedStream(int& ends) : ends_(ends) {}
+    ~WatchedStream() override { ++ends_; }
+    int& ends_;
+  };
+  int ends = 0;
+  {
+    HbMessage message;
+    auto* const stream = std::make_unique<WatchedStream>(ends).release();
+    message.SetCryptedSegsRep(stream);
+    message.SetCryptedSegsRep(stream);
+    EXPECT_EQ(message.GetCryptedSegsRep(), stream);
+    EXPECT_EQ(ends, 0);
+    message.SetCryptedSegsRep(std::make_unique<WatchedStream>(ends).release());
+    EXPECT_NE(message.GetCryptedSegsRep(), nullptr);
+    EXPECT_EQ(ends, 1);
+  }
+  EXPECT_EQ(ends, 2);
 }
 
 TEST(HbMessage, EvaluatesOnlyTheCodesForTheMessage) {

@@ -88,6 +88,7 @@ TEST(HbObject, CancelAndSkipNeverLowerAStatus) {
               {HbStatusSkipped, HbStatusCancelled, HbStatusSkipped},
               {HbStatusCancelled, HbStatusCancelled, HbStatusCancelled},
               {HbStatusSent, HbStatusSent, HbStatusSent},
+              {HbStatusWarning, HbStatusWarning, HbStatusWarning},
               {HbStatusError, HbStatusError, HbStatusError},
               {HbStatusSuccess, HbStatusSuccess, HbStatusSuccess}};
   for (const auto& row : rows) {
@@ -236,6 +237,15 @@ TEST(HbObject, AReservationIsAnErrorAlthoughItsCodeIsAWarning) {
   object.InsertErrorResponse(HbError(18444));
   EXPECT_EQ(object.GetStatus(), HbStatusError);
   EXPECT_EQ(CodeAt(*object.GetResponse(0), 0), 3210);
+}
+
+TEST(HbObject, ErrorsOfEveryKindAreErrors) {
+  for (const int code : {0x4000, 0x7FFF, 0x8000, 0xBFFF, 0xC000, 0xFFFF}) {
+    HbObject object;
+    object.InsertErrorResponse(HbError(static_cast<unsigned short>(code)));
+    EXPECT_EQ(object.GetStatus(), HbStatusError) << code;
+    EXPECT_EQ(CodeAt(*object.GetResponse(0), 0), 9999) << code;
+  }
 }
 
 TEST(HbObject, AWarningsCodeNeverStandsForItself) {

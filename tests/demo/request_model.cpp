@@ -7,7 +7,8 @@
 namespace tmx::demo {
 namespace {
 
-constexpr const char* kComputed = "*";  // lengths that are known at last
+constexpr const char* kComputed = "*";       // lengths that are known at last
+constexpr const char* kMessageNumber = "2";  // the first one belongs to the dialog 0
 
 }  // namespace
 
@@ -25,16 +26,20 @@ char TypeOf(const std::string& part) { return static_cast<char>(part[0] | 0x20);
 bool IsMandatory(const std::string& part) { return part[0] < 'a'; }
 bool IsRepeated(const std::string& part) { return part.ends_with('*'); }
 
-std::string RightValue(char type) {
+std::string RightValue(const std::string& part) {
+  if (part[0] == '=') return part.substr(1);
   static const std::map<char, std::string> values{
-      {'n', "1"}, {'t', kEscaped}, {'d', "20260115"}, {'h', "120000"}, {'j', "N"}, {'b', kBytes}};
-  return values.at(type);
+      {'n', "1"}, {'t', kEscaped}, {'d', "20260115"}, {'h', "120000"},
+      {'j', "N"}, {'b', kBytes},   {'z', "0"}};
+  return values.at(TypeOf(part));
 }
 
-std::string ValueOfWrongType(char type) {
+std::string ValueOfWrongType(const std::string& part) {
+  if (part[0] == '=') return part.substr(1) + '1';
   static const std::map<char, std::string> values{{'n', "1x"},    {'t', kBytes}, {'d', "2026011"},
-                                                  {'h', "12000"}, {'j', "Y"},    {'b', "text"}};
-  return values.at(type);
+                                                  {'h', "12000"}, {'j', "Y"},    {'b', "text"},
+                                                  {'z', "x"}};
+  return values.at(TypeOf(part));
 }
 
 std::string ToBytes(const ModelSegment& segment) {
@@ -58,13 +63,16 @@ ModelSegment Filled(const test::SegmentForm& form, int standard, bool is_full) {
                        std::string(form.name.substr(colon + 1)), "", "", SplitForm(form.elements)};
   for (auto& parts : segment.elements) {
     if (IsRepeated(parts.back()) && is_full) parts.push_back(parts.back());
-    for (std::string& part : parts)
-      part = is_full || IsMandatory(part) ? RightValue(TypeOf(part)) : "";
+    for (std::string& part : parts) part = is_full || IsMandatory(part) ? RightValue(part) : "";
   }
   if (segment.code == "HNHBK") segment.elements[0] = {kComputed};
   if (segment.code == "HNHBK") segment.elements[1] = {std::to_string(standard)};
+  if (segment.code == "HNHBK") segment.elements[3] = {kMessageNumber};
+  if (segment.code == "HNHBS") segment.elements[0] = {kMessageNumber};
+  if (segment.code == "HNSHK") segment.elements[standard == 300 ? 1 : 0] = {"999"};
   if (segment.code == "HNVSD") segment.elements[0] = {kComputed};
-  if (segment.code == "HKTAN" && is_full) segment.elements[1] = {"HKTAN"};
+  if (segment.code == "HKTAN") segment.elements[0] = {"4"};
+  if (segment.code == "HKTAN") segment.elements[1] = {"HKTAN"};
   DropEmptyEnds(segment.elements);
   return segment;
 }

@@ -17,13 +17,14 @@ inline constexpr const char* kBytes = "@3@x'y";
 /// What stands between '+', and in that between ':'.
 using Elements = std::vector<std::vector<std::string>>;
 
-/// The form's elements: a letter for each part, with a '*' for a repeated one.
+/// The form's elements: for each part a letter, with a '*' for a repeated one, or '=' and its
+/// value.
 Elements SplitForm(std::string_view form);
 char TypeOf(const std::string& part);
 bool IsMandatory(const std::string& part);
 bool IsRepeated(const std::string& part);
-std::string RightValue(char type);
-std::string ValueOfWrongType(char type);
+std::string RightValue(const std::string& part);
+std::string ValueOfWrongType(const std::string& part);
 
 struct ModelSegment {
   std::string code, version, number;

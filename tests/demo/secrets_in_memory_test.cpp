@@ -129,7 +129,7 @@ TEST_F(SecretsInMemory, TheWayToTheBankLeavesNothingBehind) {
   const bool answered = transport.Exchange(message, answer, problem);
   watcher.End();
   EXPECT_FALSE(answered);
-  EXPECT_EQ(problem, "the bank's answer is cut or does not come in time");
+  EXPECT_TRUE(problem.starts_with("the bank's answer is cut or does not come in time")) << problem;
   EXPECT_GT(watcher.Given(), 10U);
   EXPECT_EQ(watcher.Leaked(), 0U);
 }

@@ -102,7 +102,7 @@ TEST_P(FormTest, MissesNoMandatoryElement) {
 TEST_P(FormTest, HasTheTypesOfItsElements) {
   ForEachPart([this](const ModelMessage& message, ModelSegment& segment, std::size_t e,
                      std::size_t p, const std::string& form) {
-    segment.elements[e][p] = ValueOfWrongType(TypeOf(form));
+    segment.elements[e][p] = ValueOfWrongType(form);
     const std::string problem = test::CheckMessage(ToBytes(message));
     if (IsEnvelopeValue(segment, e))
       EXPECT_NE(problem, "");
@@ -194,11 +194,16 @@ struct Reference {
   const char* name;
   std::size_t element, part;
   const char* rule;
+  const char* value = "3";
 };
 
-// What must be the same in two segments, changed in the one that follows.
+// What must be the same in two segments, changed in one of them.
 TEST(StrictMessageChecker, FindsEveryWrongReference) {
   for (const Reference& reference : {Reference{"HNHBS:1", 0, 0, "message number of HNHBS"},
+                                     {"HNHBK:3", 2, 0, "message number of HNHBK", "0"},
+                                     {"HNSHK:4", 0, 1, "profile of HNSHK", "2"},
+                                     {"HNSHK:4", 1, 0, "profile of HNSHK", "910"},
+                                     {"HNVSK:3", 0, 1, "profile of HNVSK", "2"},
                                      {"HNSHA:1", 0, 0, "control reference"},
                                      {"HNSHA:2", 0, 0, "control reference"},
                                      {"HNVSK:2", 2, 2, "system id of HNVSK"},
@@ -215,10 +220,36 @@ TEST(StrictMessageChecker, FindsEveryWrongReference) {
     for (const int standard : {220, 300}) {
       if (form.standard != 0 && form.standard != standard) continue;
       ModelMessage message = MessageWith(form, standard, true);
-      SegmentOf(message, form).elements[reference.element][reference.part] = "2";
+      SegmentOf(message, form).elements[reference.element][reference.part] = reference.value;
       EXPECT_EQ(test::CheckMessage(ToBytes(message)), reference.rule) << reference.name;
     }
   }
+}
+
+TEST(StrictMessageChecker, FindsWhatAProcessOfHKTANLacks) {
+  const struct {
+    const char* process;
+    std::size_t element,
+        behind_list;  // which one is left out; version 5 has a list before the last
+    const char* rule;
+  } rows[] = {{"4", 1, 0, "process 4 of HKTAN without an order"},
+              {"2", 4, 0, "process of HKTAN without a reference"},
+              {"2", 5, 1, "process of HKTAN without its end"},
+              {"S", 4, 0, "process of HKTAN without a reference"},
+              {"S", 5, 1, "process of HKTAN without its end"}};
+  for (const char* const name : {"HKTAN:5", "HKTAN:6", "HKTAN:7"})
+    for (const auto& row : rows) {
+      SCOPED_TRACE(std::string(name) + ' ' + row.rule);
+      ModelMessage message = MessageWith(FormOf(name), 300, true);
+      Elements& elements = SegmentOf(message, FormOf(name)).elements;
+      elements[0] = {row.process};
+      EXPECT_EQ(test::CheckMessage(ToBytes(message)), "");
+      const bool has_list = std::string_view(name).ends_with('5');
+      elements[row.element + (has_list ? row.behind_list : 0)] = {""};
+      EXPECT_EQ(test::CheckMessage(ToBytes(message)), row.rule);
+      elements[0] = {"1"};
+      EXPECT_EQ(test::CheckMessage(ToBytes(message)), "process of HKTAN");
+    }
 }
 
 }  // namespace

@@ -17,9 +17,9 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 }
 
 // A message with right lengths around the segments given.
-std::string Wrapped(const std::string& body, const std::string& tail = "HNHBS:5:1+1'") {
+std::string Wrapped(const std::string& body, const std::string& tail = "HNHBS:5:1+2'") {
   const std::string rest =
-      "+300+D1+1'HNVSK:998:3+PIN:1+998+1+1::0+1:20260115:120000+2:2:13:@8@00000000:5:1+"
+      "+300+D1+2'HNVSK:998:3+PIN:1+998+1+1::0+1:20260115:120000+2:2:13:@8@00000000:5:1+"
       "280:99900011:4711:V:0:0+0'HNVSD:999:1+@" +
       std::to_string(body.size()) + '@' + body + '\'' + tail;
   std::string size = std::to_string(10 + 12 + rest.size());
@@ -60,8 +60,13 @@ INSTANTIATE_TEST_SUITE_P(
                       Fault{"TooManyParts", "+D1'", "+D1:x'", "too many parts"},
                       Fault{"MissingElement", "+D1'", "'", "mandatory element missing"},
                       Fault{"Number", "+77+1+1+", "+77+x+1+", "type in HNSHK"},
+                      Fault{"LeadingZero", "+77+1+1+", "+77+01+1+", "type in HNSHK"},
                       Fault{"Date", "20260115", "2026011", "type in HNSHK"},
+                      Fault{"DayOfNoCalendar", "20260115", "20260229", "type in HNSHK"},
                       Fault{"Time", "120000", "1200", "type in HNSHK"},
+                      Fault{"TimeOfNoClock", "120000", "120060", "type in HNSHK"},
+                      Fault{"KeyOfAnotherKind", ":S:0:0", ":V:0:0", "type in HNSHK"},
+                      Fault{"Profile", "4+PIN:1", "4+PIN:2", "profile of HNSHK"},
                       Fault{"Bytes", "+D1'", "+@2@D1'", "type in HKEND"},
                       Fault{"Unknown", "HKEND:3:1", "HKEND:3:2", "unknown segment"},
                       Fault{"Escape", "+D1'", "+D?1'", "syntax: escape"},
@@ -75,13 +80,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(StrictMessageChecker, FindsFaultsOfTheEnvelope) {
   const std::string right = Wrapped(kBody);
-  EXPECT_EQ(test::CheckMessage(right + "HNHBS:6:1+1'"), "envelope: segments");
+  EXPECT_EQ(test::CheckMessage(right + "HNHBS:6:1+2'"), "envelope: segments");
   EXPECT_EQ(test::CheckMessage(Replaced(right, "HNVSK", "HNVSX")), "envelope: order");
   EXPECT_EQ(test::CheckMessage(Replaced(right, ":998:", ":997:")), "envelope: number");
   EXPECT_EQ(test::CheckMessage(Replaced(right, "+0000", "+0001")), "size");
   EXPECT_EQ(test::CheckMessage(Replaced(right, "+300+", "+210+")), "version of the standard");
-  EXPECT_EQ(test::CheckMessage(Wrapped(kBody, "HNHBS:5:1+2'")), "message number of HNHBS");
-  EXPECT_EQ(test::CheckMessage(Wrapped(kBody, "HNHBS:6:1+1'")), "segment number of HNHBS");
+  EXPECT_EQ(test::CheckMessage(Wrapped(kBody, "HNHBS:5:1+1'")), "message number of HNHBS");
+  EXPECT_EQ(test::CheckMessage(Wrapped(kBody, "HNHBS:6:1+2'")), "segment number of HNHBS");
 }
 
 class EscapeTest : public HostFixture {};

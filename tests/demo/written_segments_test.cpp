@@ -20,7 +20,7 @@ class WrittenSegments : public ::testing::Test {
   }
 
   static void Put(HbSegment& values, const Field& field, unsigned long id, char type) {
-    const std::string text = type == 't' ? kText : RightValue(type);
+    const std::string text = type == 't' ? kText : RightValue(std::string(1, type));
     const std::string bytes = "x'y";
     switch (field.type) {
       case FieldType::kText:
@@ -67,8 +67,10 @@ class WrittenSegments : public ::testing::Test {
           Put(request.GetValues(), field, field.id + parts[p].step, TypeOf(forms[e][p]));
       }
     }
-    if (is_full && std::string_view(layout.code) == "HKTAN")
+    if (std::string_view(layout.code) == "HKTAN") {
+      request.GetValues().PutFieldString("4", field::kTanProcess);
       request.GetValues().PutFieldString("HKTAN", field::kOrderCode);
+    }
     MacroRunner runner(engine_);
     HbError error;
     std::string written;

@@ -328,8 +328,12 @@ TEST_P(UserTest, FlagsTellWhichRolesHaveAUserWithASecurityMode) {
 }
 
 TEST_P(UserTest, TheRoleOfTheFlagsMayBeAVariable) {
-  ExpectOk(Show(Variables().Op(128, 2).Var(33).Var(34), true));
-  EXPECT_EQ(Output(), "100");
+  HbUser cosigner;
+  cosigner.SetMode(SecurityModeDefault);
+  request_->AddUser(&cosigner, HbRoleCosigner);
+  CodeBuilder code = Variables().Op(3, 3).Byte(5).Var(34).Int(3);
+  ExpectOk(Show(code.Op(128, 2).Var(33).Var(34), true));
+  EXPECT_EQ(Output(), "010");
 }
 
 TEST_P(UserTest, TheNumberOfSignatures) {

@@ -225,12 +225,19 @@ TEST_P(SecurityDialogTest, ATextMakesItAnotherKind) {
 
 TEST_P(SecurityDialogTest, TheHandlerLearnsWhichRequestAsks) {
   const HbRequest* asking = nullptr;
-  engine_->SetSecurityHdl(Link([&asking](void* data) {
-    asking = static_cast<HbCallbackData*>(data)->GetRequest();
+  bool storno = true;
+  HbRole role = HbRole(0);
+  engine_->SetSecurityHdl(Link([&](void* data) {
+    const auto& callback = *static_cast<HbCallbackData*>(data);
+    asking = callback.GetRequest();
+    storno = callback.IsStorno();
+    role = callback.GetRequestedForRole();
     return 1L;
   }));
   ExpectOk(CodeBuilder().Op(26, 0).Exit());
   EXPECT_EQ(asking, request_.get());
+  EXPECT_FALSE(storno);
+  EXPECT_EQ(role, 1);
 }
 
 TEST_P(SecurityDialogTest, WithoutAHandlerTheSoftErrorIsSetAndTheItemsAreCleared) {

@@ -1,6 +1,7 @@
 #include "tests/support/strict_message_checker.h"
 
 #include <algorithm>
+#include <chrono>
 #include <vector>
 
 namespace tmx::test {
@@ -13,23 +14,46 @@ struct Part {
 using Parts = std::vector<Part>;
 using Pieces = std::vector<Parts>;
 
-bool IsNumber(std::string_view text) {
+bool AreDigits(std::string_view text) {
   return !text.empty() && text.size() < 13 &&
          std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool IsNumber(std::string_view text) {
+  return AreDigits(text) && (text.size() == 1 || text[0] != '0');
+}
+
+int NumberAt(std::string_view digits, std::size_t at, std::size_t count) {
+  return std::stoi(std::string(digits.substr(at, count)));
+}
+
+bool IsDate(std::string_view text) {
+  if (text.size() != 8 || !AreDigits(text)) return false;
+  const std::chrono::year_month_day date{
+      std::chrono::year(NumberAt(text, 0, 4)),
+      std::chrono::month(static_cast<unsigned>(NumberAt(text, 4, 2))),
+      std::chrono::day(static_cast<unsigned>(NumberAt(text, 6, 2)))};
+  return date.ok();
+}
+
+bool IsTime(std::string_view text) {
+  return text.size() == 6 && AreDigits(text) && NumberAt(text, 0, 2) < 24 &&
+         NumberAt(text, 2, 2) < 60 && NumberAt(text, 4, 2) < 60;
 }
 
 #define ACCOUNT "T:t:N:T"
 #define OLD_ACCOUNT "T:N:T"
 #define SEPA_ACCOUNT "t:t:t:t:n:t"
-#define KEY "N:T:T:T:N:N"
+#define SIGNATURE_KEY "N:T:T:=S:N:N"
+#define CRYPT_KEY "N:T:T:=V:N:N"
 
 constexpr SegmentForm kForms[] = {
-    {"HNHBK:3", "N+N+T+N+t:n", 0},
-    {"HNVSK:2", "N+N+N:t:T+N:D:H+N:N:N:B:N:N:b+" KEY "+N", 220},
-    {"HNVSK:3", "T:N+N+N+N:t:T+N:D:H+N:N:N:B:N:N:b+" KEY "+N", 300},
+    {"HNHBK:3", "Z+N+T+N+t:n", 0},
+    {"HNVSK:2", "=998+N+N:t:T+N:D:H+N:N:N:B:N:N:b+" CRYPT_KEY "+N", 220},
+    {"HNVSK:3", "=PIN:N+=998+N+N:t:T+N:D:H+N:N:N:B:N:N:b+" CRYPT_KEY "+N", 300},
     {"HNVSD:1", "B", 0},
-    {"HNSHK:3", "N+T+N+N+N:t:T+N+N:D:H+N:N:N+N:N:N+" KEY, 220},
-    {"HNSHK:4", "T:N+N+T+N+N+N:t:T+N+N:D:H+N:N:N+N:N:N+" KEY, 300},
+    {"HNSHK:3", "N+T+N+N+N:t:T+N+N:D:H+N:N:N+N:N:N+" SIGNATURE_KEY, 220},
+    {"HNSHK:4", "=PIN:N+N+T+N+N+N:t:T+N+N:D:H+N:N:N+N:N:N+" SIGNATURE_KEY, 300},
     {"HKIDN:2", "N:T+T+T+N", 0},
     {"HKVVB:2", "N+N+N+T+T", 220},
     {"HKVVB:3", "N+N+N+T+T", 300},
@@ -57,6 +81,8 @@ constexpr SegmentForm kForms[] = {
     {"HNSHA:2", "T+t+T:t", 300},
     {"HNHBS:1", "N", 0},
 };
+
+constexpr const char* kOneStep = "999";  // the security function without a TAN procedure
 
 class Checker {
  public:
@@ -99,7 +125,7 @@ class Checker {
       if (after_binary) return Fail("syntax: text behind bytes");
       if (c == '@') {
         const std::size_t end = text.find('@', i + 1);
-        if (!part.text.empty() || end == text.npos || !IsNumber(text.substr(i + 1, end - i - 1)))
+        if (!part.text.empty() || end == text.npos || !AreDigits(text.substr(i + 1, end - i - 1)))
           return Fail("syntax: '@' without escape");
         const std::size_t size = std::stoul(std::string(text.substr(i + 1, end - i - 1)));
         if (size > text.size() - end - 1) return Fail("syntax: bytes cut");
@@ -160,6 +186,14 @@ class Checker {
         !Must(Text(sign, shift + 2) == Text(inner.back(), 1), "control reference") ||
         !Must(system_id == Text(crypt, shift + 3, 2), "system id of HNVSK"))
       return false;
+    if (!Must((Text(outer[0], 3) == "0") == (Text(outer[0], 4) == "1"), "message number of HNHBK"))
+      return false;
+    if (standard_ == 300) {
+      const char* const version = Text(sign, 2) == kOneStep ? "1" : "2";
+      if (!Must(Text(sign, 1, 1) == version, "profile of HNSHK") ||
+          !Must(Text(crypt, 1, 1) == version, "profile of HNVSK"))
+        return false;
+    }
     for (std::size_t part = 0; part < 3; ++part)
       if (Text(sign, shift + 10, part) != Text(crypt, shift + 6, part))
         return Fail("bank or user of HNVSK");
@@ -167,10 +201,21 @@ class Checker {
       const std::string code = Text(segment, 0);
       if (code == "HKEND" && Text(segment, 1) != Text(outer[0], 3)) return Fail("dialog of HKEND");
       if (code == "HKIDN" && Text(segment, 3) != system_id) return Fail("system id of HKIDN");
-      if (code == "HKTAN" && !Text(segment, 2).empty() && !Holds(inner, Text(segment, 2)))
-        return Fail("order of HKTAN");
+      if (code == "HKTAN" && !CheckTan(inner, segment)) return false;
     }
     return true;
+  }
+
+  // What each process needs: the order's code, or the reference that the bank gave and whether
+  // another TAN follows.
+  bool CheckTan(const std::vector<Pieces>& inner, const Pieces& segment) {
+    const std::string process = Text(segment, 1), order = Text(segment, 2);
+    const std::size_t more_follow = Text(segment, 0, 2) == "5" ? 7 : 6;
+    if (!order.empty() && !Holds(inner, order)) return Fail("order of HKTAN");
+    if (process == "4") return Must(!order.empty(), "process 4 of HKTAN without an order");
+    return Must(process == "2" || process == "S", "process of HKTAN") &&
+           Must(!Text(segment, 5).empty(), "process of HKTAN without a reference") &&
+           Must(!Text(segment, more_follow).empty(), "process of HKTAN without its end");
   }
 
   static bool Holds(const std::vector<Pieces>& segments, const std::string& code) {
@@ -178,12 +223,16 @@ class Checker {
                                [&](const Pieces& segment) { return Text(segment, 0) == code; });
   }
 
-  static bool HasType(const Part& part, char type) {
+  // The form is one part's: a letter, or '=' and the value.
+  static bool HasType(const Part& part, std::string_view form) {
+    const char type = form[0] < 'a' ? static_cast<char>(form[0] | 32) : form[0];
     if (part.binary != (type == 'b')) return false;
     const std::string& text = part.text;
+    if (type == '=') return text == form.substr(1);
     if (type == 'n') return IsNumber(text);
-    if (type == 'd') return text.size() == 8 && IsNumber(text);
-    if (type == 'h') return text.size() == 6 && IsNumber(text);
+    if (type == 'z') return AreDigits(text);
+    if (type == 'd') return IsDate(text);
+    if (type == 'h') return IsTime(text);
     if (type == 'j') return text == "J" || text == "N";
     return true;
   }
@@ -191,15 +240,14 @@ class Checker {
   bool CheckElement(const Parts& parts, std::string_view form, const std::string& where) {
     if (parts.size() > 1 && parts.back().text.empty() && !parts.back().binary)
       return Fail("trailing empty part in " + where);
-    std::size_t at = 0;
-    for (std::size_t i = 0; at < form.size() || i < parts.size(); ++i) {
-      if (at >= form.size()) return Fail("too many parts in " + where);
+    for (std::size_t i = 0; !form.empty() || i < parts.size(); ++i) {
+      if (form.empty()) return Fail("too many parts in " + where);
+      const std::string_view one = form.substr(0, form.find(':'));
       const bool given = i < parts.size() && (parts[i].binary || !parts[i].text.empty());
-      const char type = form[at] < 'a' ? static_cast<char>(form[at] + 32) : form[at];
-      if (!given && form[at] != type) return Fail("mandatory element missing in " + where);
-      if (given && !HasType(parts[i], type)) return Fail("type in " + where);
-      const bool repeats = at + 1 < form.size() && form[at + 1] == '*';
-      if (!repeats || i + 1 >= parts.size()) at += 2;
+      if (!given && one[0] < 'a') return Fail("mandatory element missing in " + where);
+      if (given && !HasType(parts[i], one)) return Fail("type in " + where);
+      if (one.ends_with('*') && i + 1 < parts.size()) continue;
+      form.remove_prefix(std::min(form.size(), one.size() + 1));
     }
     return true;
   }

@@ -9,8 +9,9 @@
 namespace tmx::test {
 
 /// A segment of requests: its elements between '+', their parts between ':'. A letter is a part's
-/// type, a capital one is mandatory: n number, t text, d date, h time, j yes or no, b bytes; '*'
-/// repeats the part before it.
+/// type, a capital one is mandatory: n number, t text, d date, h time, j yes or no, b bytes, z
+/// digits;
+/// '*' repeats the part before it, and "=V" stands for that value alone.
 struct SegmentForm {
   std::string_view name;      // code:version
   std::string_view elements;  // behind the head

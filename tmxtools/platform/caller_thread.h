@@ -22,8 +22,8 @@ class TMX_EXPORT HbLinkCallerThread {
 namespace tmx {
 
 // Calls the queued links one after the other, in order, on a thread of its own. A link may queue
-// more links. The destructor calls what is still queued and then ends the thread; it must not run
-// on that thread.
+// more links; one that throws ends the process. The destructor calls what is still queued and then
+// ends the thread; it must not run on that thread.
 class TMX_EXPORT LinkCallerThread : public HbLinkCallerThread {
  public:
   LinkCallerThread();

@@ -83,8 +83,13 @@ int RefuseStream(const std::string& file, const SvStream& stream, const char* no
   return Refuse(file, stream);
 }
 
-// Such streams can be made, as hosts do for scratch files.
-void WarnOfWhatCannotBeRead(const CryptOptions& options) {
+// Such streams can be made, as hosts do for scratch files and tests.
+void WarnOfWhatIsUnusual(const CryptOptions& options) {
+  const bool has_key =
+      !options.kek_file.empty() || !options.session_file.empty() || !options.rsa_file.empty();
+  if (has_key && !options.encrypt && !options.sign)
+    Refuse(options.file,
+           "warning: it holds plain text, since a key was given but neither --encrypt nor --sign");
   if (options.encrypt && options.kek_file.empty() && options.rsa_file.empty())
     Refuse(options.file,
            "warning: nobody can read it again, since no key was given to keep its "
@@ -98,13 +103,6 @@ void WarnOfWhatCannotBeRead(const CryptOptions& options) {
 // ---- write ------------------------------------------------------------------------------------
 
 int Write(const CryptOptions& options) {
-  const bool has_key =
-      !options.kek_file.empty() || !options.session_file.empty() || !options.rsa_file.empty();
-  if (has_key && !options.encrypt && !options.sign) {
-    Refuse(options.file,
-           "a key is given but neither --encrypt nor --sign, so plain text would be stored");
-    return kWrongUse;
-  }
   Keys keys(options);
   const std::string target = BehindLinks(options.file);
   if (std::filesystem::exists(target) && !std::filesystem::is_regular_file(target))
@@ -123,7 +121,7 @@ int Write(const CryptOptions& options) {
   if (stream.HasError()) return RefuseStream(options.file, stream, kNoKeyToWrite);
   if (!scratch.RenameTo(target))
     return Refuse(options.file, "cannot be replaced", stream_error::WriteError);
-  WarnOfWhatCannotBeRead(options);
+  WarnOfWhatIsUnusual(options);
   return kDone;
 }
 

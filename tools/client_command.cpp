@@ -4,6 +4,7 @@
 #include <string>
 #include <tuple>
 
+#include "demo/day.h"
 #include "demo/host/payment_writer.h"
 #include "tools/client_files.h"
 #include "tools/client_orders.h"
@@ -88,8 +89,7 @@ CLI::App* AddOrder(CLI::App& client, const char* name, const char* help, Order o
 }
 
 std::string CheckDay(const std::string& text) {
-  HbDate day;
-  return !text.empty() && ParseDay(text, day) ? "" : "'" + text + "' is no day YYYYMMDD";
+  return demo::ParseDay(text) ? "" : "'" + text + "' is no day YYYYMMDD";
 }
 
 std::string CheckAmount(const std::string& text) {

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "demo/day.h"
 #include "demo/host/payment_writer.h"
 #include "demo/host/segment_values.h"
 #include "tools/command.h"
@@ -217,16 +218,6 @@ int ShowBalances(const ClientOptions& options, Conversation& conversation, const
   return code;
 }
 
-bool ParseDay(const std::string& text, HbDate& day) {
-  if (text.empty()) return true;
-  if (text.size() != 8 || text.find_first_not_of("0123456789") != std::string::npos) return false;
-  const auto part = [&](std::size_t at, std::size_t length) {
-    return static_cast<unsigned short>(std::stoi(text.substr(at, length)));
-  };
-  day = HbDate(part(6, 2), part(4, 2), part(0, 4));
-  return part(4, 2) >= 1 && part(4, 2) <= 12 && part(6, 2) >= 1 && part(6, 2) <= 31;
-}
-
 namespace {
 
 // The statements on a page, in UTF-8, and in `table` as they are shown. XML is UTF-8 already; a
@@ -240,13 +231,14 @@ void AddPage(const HbSegment& page, Json& texts, std::string& table) {
   }
 }
 
+// A day that was checked; the null date for an empty text.
+HbDate DateOf(const std::string& day) { return day.empty() ? HbDate() : HbDate(std::stoul(day)); }
+
 }  // namespace
 
 int PrintStatements(const ClientOptions& options, Conversation& conversation, const StoredUser&) {
-  HbDate from;
-  HbDate to;
-  ParseDay(options.from, from);
-  ParseDay(options.to, to);
+  const HbDate from = DateOf(options.from);
+  const HbDate to = DateOf(options.to);
   Json json = Json::array();
   std::string table;
   const int code =

@@ -18,8 +18,6 @@ int PrintStatements(const ClientOptions& options, demo::Conversation& conversati
 int MakeTransfer(const ClientOptions& options, demo::Conversation& conversation,
                  const demo::StoredUser& stored);
 
-// YYYYMMDD; the null date for an empty text.
-bool ParseDay(const std::string& text, HbDate& day);
 // An amount in euros, as "12.34", "12,3" or "12", in the form that payments have; empty for others.
 std::string PaymentAmount(const std::string& text);
 

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <functional>
 #include <string>
+
+#include "demo/day.h"
 
 namespace tmx::tools {
 namespace {
@@ -102,11 +103,7 @@ bool IsDateOrTime(const std::string& text) {
     return static_cast<unsigned>(std::stoul(text.substr(at, size)));
   };
   if (text.size() == 6) return part(0, 2) < 24 && part(2, 2) < 60 && part(4, 2) < 60;
-  if (text.size() != 8 || part(0, 4) < 1990 || part(0, 4) > 2099) return false;
-  const std::chrono::year_month_day day{std::chrono::year(static_cast<int>(part(0, 4))),
-                                        std::chrono::month(part(4, 2)),
-                                        std::chrono::day(part(6, 2))};
-  return day.ok();
+  return demo::ParseDay(text) && part(0, 4) >= 1990 && part(0, 4) <= 2099;
 }
 
 // What names nobody, wherever it stands: a single character, as of yes and no, a currency, the code

@@ -1,12 +1,12 @@
 #include "tools/macro_parameters.h"
 
 #include <charconv>
-#include <chrono>
 #include <cstdint>
 #include <utility>
 
 #include "compiler/keywords.h"
 #include "compiler/operand_rules.h"
+#include "demo/day.h"
 #include "tmxtools/core/amount.h"
 #include "tmxtools/core/date_time.h"
 #include "tmxtools/variables/variable_types.h"
@@ -24,11 +24,8 @@ bool ParseNumber(std::string_view text, Number& number) {
 bool ParseDate(std::string_view text, HbDate& date) {
   unsigned number = 0;
   if (text.size() != 8 || !ParseNumber(text, number)) return false;
-  const std::chrono::year_month_day day{std::chrono::year(static_cast<int>(number / 10000)),
-                                        std::chrono::month(number / 100 % 100),
-                                        std::chrono::day(number % 100)};
   date = HbDate(static_cast<unsigned long>(number));
-  return day.ok() || number == 0;  // no date
+  return number == 0 || demo::ParseDay(text).has_value();  // 0 is no date
 }
 
 // What --param takes, for messages.

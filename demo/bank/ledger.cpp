@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdlib>
 #include <numeric>
 
@@ -14,12 +13,6 @@ namespace {
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsUpper(char c) { return c >= 'A' && c <= 'Z'; }
 bool AreDigits(std::string_view text) { return std::all_of(text.begin(), text.end(), IsDigit); }
-
-int ToInt(std::string_view digits) {
-  int value = 0;
-  std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  return value;
-}
 
 std::string Padded(unsigned value, std::size_t width) {
   const std::string digits = std::to_string(value);
@@ -87,23 +80,6 @@ Account MakeAccount(std::string number, const User& owner) {
 }
 
 }  // namespace
-
-std::string DayText(Day day) {
-  const std::chrono::year_month_day date(day);
-  return Padded(static_cast<unsigned>(static_cast<int>(date.year())), 4) +
-         Padded(static_cast<unsigned>(date.month()), 2) +
-         Padded(static_cast<unsigned>(date.day()), 2);
-}
-
-std::optional<Day> ParseDay(std::string_view text) {
-  if (text.size() != 8 || !AreDigits(text)) return std::nullopt;
-  const std::chrono::year_month_day date(
-      std::chrono::year(ToInt(text.substr(0, 4))),
-      std::chrono::month(static_cast<unsigned>(ToInt(text.substr(4, 2)))),
-      std::chrono::day(static_cast<unsigned>(ToInt(text.substr(6)))));
-  if (!date.ok()) return std::nullopt;
-  return Day(date);
-}
 
 std::string AmountText(Cents cents) {
   const Cents size = std::abs(cents);

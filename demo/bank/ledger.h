@@ -1,21 +1,17 @@
 // What the sandbox bank knows about money: its users, their accounts and what was booked.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "demo/day.h"
+
 namespace tmx::demo {
 
 using Cents = std::int64_t;
-using Day = std::chrono::sys_days;
-
-/// YYYYMMDD, and back: nothing for what is no day of the calendar.
-std::string DayText(Day day);
-std::optional<Day> ParseDay(std::string_view text);
 
 /// With a comma and no zeros behind it that say nothing: "12,", "12,5", "0,07". Never negative.
 std::string AmountText(Cents cents);

@@ -42,7 +42,7 @@ fi
 
 leave() {
   local code=$? mounted
-  for mounted in "$run/proc" "$run/dev"; do
+  for mounted in "$run/proc" "$run/dev/pts" "$run/dev"; do
     ! mountpoint -q "$mounted" || umount "$mounted"
   done
   ((keep)) || rm -rf --one-file-system "$run"
@@ -56,6 +56,7 @@ cp -a "$base" "$run"
 cp -L /etc/resolv.conf /etc/hosts "$run/etc/"
 mount -t proc proc "$run/proc"
 mount --bind /dev "$run/dev"
+mount --bind /dev/pts "$run/dev/pts"
 git clone -q --no-hardlinks . "$run/tmxtools"
 
 say "running in the bare system: $*"

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/pseudo_terminal.h"
 #include "tests/tools/client_fixture.h"
 
 namespace tmx {
@@ -64,6 +65,10 @@ std::vector<Bar> TakeBars(std::string& bytes) {
 
 class ClientOnATerminal : public ClientTest {
  protected:
+  void SetUp() override {
+    if (!test::HasPseudoTerminals()) GTEST_SKIP() << "skipped: no terminals can be made here";
+  }
+
   using Typed = std::vector<std::pair<std::string, std::string>>;
 
   // Runs a shell's command on a terminal of its own, gives the answers once the terminal's bytes

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "tests/support/long_run.h"
+#include "tests/support/pseudo_terminal.h"
 
 extern char** environ;
 
@@ -124,6 +125,7 @@ class Memory : public testing::Test {
   }
   // Goes to the end, looks everywhere for what is nowhere, folds, jumps, and exports.
   void ExpectToBeViewedInLittle(const std::string& log) const {
+    if (!test::HasPseudoTerminals()) GTEST_SKIP() << "skipped: no terminals can be made here";
     const Outcome outcome = View(log, {{"Datum: ", "G"},
                                        {"100 %", "/gibt es nicht\r"},
                                        {"not found", "N"},

@@ -255,8 +255,8 @@ int RunMacro(const MacroSet& set, const RunOptions& options, bool trace) {
   if (options.input_file) {
     input = ReadBytes(*options.input_file, String::MaxLen);
     if (!input && errno == EFBIG)
-      return Complain(*options.input_file + ": longer than 65535 bytes"), kFindings;
-    if (!input) return ComplainOf(*options.input_file, "read"), kFindings;
+      return Complain(*options.input_file + ": longer than 65535 bytes"), kWrongUse;
+    if (!input) return ComplainOf(*options.input_file, "read"), kWrongUse;
   }
   MeMacroEngine engine(Text(set.path));
   HbError error;

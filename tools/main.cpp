@@ -57,7 +57,7 @@ int Run(int argc, char** argv) {
       "Exit codes:\n"
       "  0  done\n"
       "  1  something was found, or a file cannot be read or written\n"
-      "  2  wrong use, or a key file that cannot be used\n"
+      "  2  wrong use, or a key file or --input-file that cannot be used\n"
       "  3  macro: the macro failed; client: the bank refuses\n"
       "  4  crypt: the stream or what becomes one cannot be opened or is refused\n"
       "  5  client: a transfer was sent, but nobody knows what became of it\n"
